@@ -1,0 +1,25 @@
+# What can be switched on and off, and the settings every target of ours shares.
+
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+  set(CMAKE_BUILD_TYPE Release CACHE STRING "Build type" FORCE)
+endif()
+
+option(ORVANE_BUILD_TOOLS "Build the orv command" ${PROJECT_IS_TOP_LEVEL})
+option(ORVANE_BUILD_TESTS "Build the tests" ${PROJECT_IS_TOP_LEVEL})
+option(ORVANE_BUILD_BENCHMARKS "Build the benchmark programs" OFF)
+option(ORVANE_BUILD_FUZZERS "Build the fuzz targets with libFuzzer (clang)" OFF)
+option(ORVANE_WARNINGS_AS_ERRORS "Warnings stop the build (developers and CI)" OFF)
+set(ORVANE_SANITIZE "" CACHE STRING "Sanitizers for every target, as in -fsanitize=LIST")
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+
+find_program(ORVANE_CCACHE ccache)
+if(ORVANE_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_CXX_COMPILER_LAUNCHER "${ORVANE_CCACHE}")
+endif()

@@ -1,0 +1,239 @@
+#pragma once
+
+#include <compare>
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <iosfwd>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+
+#include "Platform/Foundation/Export.h"
+#include "Platform/Foundation/Values/Detail/HeapObject.h"
+#include "Platform/Foundation/Values/Types.h"
+
+class NSObject;
+class NSString;
+
+namespace orv {
+
+template <class T>
+class Ref;
+
+namespace detail {
+struct Access;
+
+template <class T>
+concept Integer = std::integral<T> && !std::same_as<T, bool> && !std::same_as<T, char> &&
+                  !std::same_as<T, wchar_t> && !std::same_as<T, char8_t> && !std::same_as<T, char16_t> &&
+                  !std::same_as<T, char32_t>;
+
+// The letter by which a boxed number remembers the C type it was made from.
+template <class T>
+constexpr char numberType() {
+  if constexpr (std::same_as<T, float>) return 'f';
+  if constexpr (std::floating_point<T>) return 'd';
+  if constexpr (sizeof(T) == 1) return std::is_signed_v<T> ? 'c' : 's';
+  if constexpr (sizeof(T) == 2) return std::is_signed_v<T> ? 's' : 'i';
+  if constexpr (sizeof(T) == 4) return std::is_signed_v<T> ? 'i' : 'q';
+  return 'q';
+}
+}  // namespace detail
+
+// Any value: null, boolean, number, decimal amount, date, string, data, URL, array, set, dictionary,
+// or an object. The root of all value handles.
+//
+// Sixteen bytes. Null, booleans, numbers, dates and decimal amounts of up to 64 bits live in the handle
+// itself: copying them costs nothing and shares nothing. Other values live on the heap and are counted;
+// a copy of the handle is another reference to the same value. Handles of immutable values may be used
+// from any thread, one thread at a time per handle; mutable values need the caller's own lock.
+//
+// A nil handle answers every question with the neutral result of its type: false, 0, nil.
+//
+//   Value v = NSArray{1, "two", 3.0};
+//   if (v.isKindOf<NSArray>()) std::cout << v.as<NSArray>().count();   // 3
+//   Value none;                                                        // nil: none.description() is nil
+class ORV_EXPORT Value {
+ public:
+  constexpr Value() noexcept = default;
+  constexpr Value(Nil) noexcept {}
+
+  template <std::same_as<bool> T>
+  constexpr Value(T b) noexcept : Value(Kind::Bool, b ? 1 : 0, 'c') {}
+  template <detail::Integer T>
+  constexpr Value(T n) noexcept : Value(integerKind(n), static_cast<uint64_t>(n), integerType(n)) {}
+  template <std::floating_point T>
+  constexpr Value(T n) noexcept
+      : Value(Kind::Double, __builtin_bit_cast(uint64_t, static_cast<double>(n)), detail::numberType<T>()) {}
+
+  // Strings from UTF-8, UTF-16 and string classes. A null pointer and malformed UTF-8 give nil.
+  Value(const char* utf8);
+  Value(std::string_view utf8);
+  Value(const std::string& utf8);
+  Value(std::u8string_view utf8);
+  Value(std::u16string_view utf16);
+
+  template <class T>
+    requires std::derived_from<T, NSObject>
+  Value(const Ref<T>& object) noexcept;
+
+  template <class T>
+  Value(T*) = delete;  // a pointer would become true
+
+  Value(const Value& other) noexcept : bits_(other.bits_), tag_(other.tag_) {
+    if (isHeap()) detail::retain(heap());
+  }
+  Value(Value&& other) noexcept : bits_(other.bits_), tag_(std::exchange(other.tag_, 0)) {}
+  Value& operator=(const Value& other) noexcept {
+    Value copy(other);
+    swap(copy);
+    return *this;
+  }
+  Value& operator=(Value&& other) noexcept {
+    Value taken(std::move(other));
+    swap(taken);
+    return *this;
+  }
+  ~Value() {
+    if (isHeap()) detail::release(heap());
+  }
+  void swap(Value& other) noexcept {
+    std::swap(bits_, other.bits_);
+    std::swap(tag_, other.tag_);
+  }
+
+  Kind kind() const noexcept { return static_cast<Kind>(tag_ & 0xFF); }
+  bool isNil() const noexcept { return kind() == Kind::Nil; }
+  bool isNull() const noexcept { return kind() == Kind::Null; }
+  explicit operator bool() const noexcept { return !isNil(); }  // present, not "true"
+
+  // True when this is a T: a value class (NSString, NSNumber, ...) or a class derived from NSObject.
+  // Nil is of no kind.
+  template <class T>
+  bool isKindOf() const noexcept;
+
+  // This value as a T handle (for a class derived from NSObject: a Ref<T>), nil when it is of another kind.
+  template <class T>
+  auto as() const noexcept;
+
+  // The very same value: one heap object, or equal immediates of one kind.
+  bool isSame(const Value& other) const noexcept {
+    return bits_ == other.bits_ && ((tag_ ^ other.tag_) & ~kTypeMask) == 0;
+  }
+
+  // Equality by value. Numbers compare across types (true, 1, 1.0 and the decimal 1 are equal), strings
+  // by code unit, containers by content whether mutable or not. Nil equals nothing, not even nil.
+  bool isEqual(const Value& other) const;
+
+  // Equal values hash alike. The result is the same in every run and on every machine. Nil: 0.
+  size_t hash() const;
+
+  // The order of numbers, of strings (see NSString::compare) and of dates. Everything sorts above nil.
+  // Raises NSInvalidArgumentException for kinds that have no order, or that have none between them.
+  NSComparisonResult compare(const Value& other) const;
+
+  // The text a log line shows. Containers print their nested, indented form. Nil: nil.
+  NSString description() const;
+
+  // The public name of the value's class, "NSString", "NSNumber", ... Nil: nil.
+  NSString className() const;
+
+  // An independent value that no longer changes. Free for immutable values; one level deep for containers.
+  // Objects answer themselves.
+  Value copy() const;
+
+  // A new container with the same elements that can be changed. Everything else answers itself.
+  Value mutableCopy() const;
+
+  // Number of elements of a container, or what an object answers. Everything else: 0.
+  NSUInteger count() const;
+
+  // The value under a key: a dictionary's entry, each element's value for an array or a set (null
+  // where there is none), an object's own answer. Everything else: nil.
+  Value valueForKey(const NSString& key) const;
+
+  // Nil equals nil here, unlike isEqual: what == is expected to say.
+  friend bool operator==(const Value& a, const Value& b) { return a.isSame(b) || a.isEqual(b); }
+
+  // The description; "(null)" for nil.
+  friend ORV_EXPORT std::ostream& operator<<(std::ostream& out, const Value& value);
+
+ protected:
+  friend struct detail::Access;
+
+  constexpr Value(Kind kind, uint64_t bits, char type) noexcept
+      : bits_(bits), tag_(static_cast<uint64_t>(kind) | static_cast<uint64_t>(type) << 8) {}
+
+  // Takes over one reference.
+  explicit Value(detail::HeapObject* adopted) noexcept
+      : bits_(reinterpret_cast<uint64_t>(adopted)), tag_(adopted ? static_cast<uint64_t>(adopted->kind) : 0) {}
+
+  bool isHeap() const noexcept { return (tag_ & 0xFF) >= static_cast<uint64_t>(Kind::BigDecimal); }
+  detail::HeapObject* heap() const noexcept { return reinterpret_cast<detail::HeapObject*>(bits_); }
+
+  static constexpr uint64_t kTypeMask = 0xFF00;
+
+  // The payload: a number's bits, or the address of the heap object.
+  uint64_t bits_ = 0;
+  // From the lowest byte up: kind, number type, decimal exponent, decimal sign.
+  uint64_t tag_ = 0;
+
+ private:
+  template <class T>
+  static constexpr Kind integerKind(T n) {
+    return std::is_unsigned_v<T> && sizeof(T) == 8 && n > static_cast<uint64_t>(INT64_MAX) ? Kind::UInt : Kind::Int;
+  }
+  template <class T>
+  static constexpr char integerType(T n) {
+    return integerKind(n) == Kind::UInt ? 'Q' : detail::numberType<T>();
+  }
+};
+
+static_assert(sizeof(Value) == 16);
+
+namespace detail {
+
+// The door through which the library's own units reach into a handle.
+struct Access {
+  static HeapObject* heap(const Value& v) noexcept { return v.isHeap() ? v.heap() : nullptr; }
+  static uint64_t bits(const Value& v) noexcept { return v.bits_; }
+  static uint64_t tag(const Value& v) noexcept { return v.tag_; }
+  static char type(const Value& v) noexcept { return static_cast<char>(v.tag_ >> 8 & 0xFF); }
+  static Value immediate(uint64_t bits, uint64_t tag) noexcept {
+    Value v;
+    v.bits_ = bits;
+    v.tag_ = tag;
+    return v;
+  }
+  static Value adopt(HeapObject* object) noexcept { return Value(object); }
+  static Value share(HeapObject* object) noexcept {
+    if (object) retain(object);
+    return Value(object);
+  }
+  // Views a value as a handle whose kind the caller has checked.
+  template <class Handle>
+  static Handle cast(Value v) noexcept {
+    Handle handle;
+    static_cast<Value&>(handle).swap(v);
+    return handle;
+  }
+};
+
+// A value handle says with `static bool accepts(const Value&)` which values it can stand for.
+template <class T>
+concept Handle = std::derived_from<T, Value> && requires(const Value& v) {
+  { T::accepts(v) } -> std::same_as<bool>;
+};
+
+}  // namespace detail
+}  // namespace orv
+
+template <std::derived_from<orv::Value> T>
+struct std::hash<T> {
+  size_t operator()(const T& value) const { return value.hash(); }
+};
+
+#include "Platform/Foundation/Values/NSObject.h"  // completes the members that name objects
