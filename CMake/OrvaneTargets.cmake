@@ -13,6 +13,9 @@ function(orvane_settings target)
       -fno-sanitize-recover=all)
     target_link_options(${target} PRIVATE -fsanitize=${ORVANE_SANITIZE})
   endif()
+  if(ORVANE_BUILD_FUZZERS)
+    target_compile_options(${target} PRIVATE -fsanitize=fuzzer-no-link)  # coverage, for libFuzzer to follow
+  endif()
 endfunction()
 
 # orvane_library(target EXPORT_NAME Name): a library of the package, exported as Orvane::Name.
@@ -26,7 +29,6 @@ function(orvane_library target)
   target_compile_features(${target} PUBLIC cxx_std_20)
   target_compile_definitions(${target} PRIVATE ORVANE_BUILDING)
   target_sources(${target} PUBLIC FILE_SET HEADERS BASE_DIRS "${PROJECT_SOURCE_DIR}")
-  set_property(GLOBAL APPEND PROPERTY ORVANE_LIBRARIES ${target})
 endfunction()
 
 # orvane_add_unit(library Path/Unit ...): each unit is a .cpp, an installed .h, or both.
@@ -77,17 +79,21 @@ function(orvane_add_test)
     set_tests_properties(${name} PROPERTIES TIMEOUT 300)
     if(arg_THREADED)
       set_tests_properties(${name} PROPERTIES LABELS threaded)
+      add_dependencies(threaded_tests ${name})
     endif()
   endforeach()
 endfunction()
 
-# orvane_add_benchmark(Name LIBRARIES peers...): Benchmarks/Name.cpp, run by script/bench.
+# orvane_add_benchmark(Name LIBRARIES peers...): Benchmarks/Name.cpp, run by script/bench. Its benchmarks are
+# called "area/name/ours" and "area/name/<peer>", with arguments behind.
 function(orvane_add_benchmark name)
   cmake_parse_arguments(arg "" "" "LIBRARIES" ${ARGN})
   add_executable(${name} "${PROJECT_SOURCE_DIR}/Benchmarks/${name}.cpp")
   orvane_settings(${name})
   target_link_libraries(${name} PRIVATE orvane benchmark::benchmark ${arg_LIBRARIES})
-  set_property(GLOBAL APPEND PROPERTY ORVANE_BENCHMARKS ${name})
+  target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}")
+  set_property(GLOBAL APPEND_STRING PROPERTY ORVANE_BENCHMARKS "$<TARGET_FILE:${name}>\n")
+  add_dependencies(benchmarks ${name})
 endfunction()
 
 # orvane_add_fuzz(Name): Fuzz/Name.cpp defines LLVMFuzzerTestOneInput. With libFuzzer it becomes a
@@ -99,8 +105,16 @@ function(orvane_add_fuzz name)
   if(ORVANE_BUILD_FUZZERS)
     target_compile_options(${name} PRIVATE -fsanitize=fuzzer)
     target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+    set_property(GLOBAL APPEND_STRING PROPERTY ORVANE_FUZZERS "$<TARGET_FILE:${name}>\n")
   else()
     target_sources(${name} PRIVATE "${PROJECT_SOURCE_DIR}/Fuzz/ReplayMain.cpp")
     add_test(NAME ${name} COMMAND ${name} "${PROJECT_SOURCE_DIR}/Fuzz/Seeds/${name}")
+    set_tests_properties(${name} PROPERTIES TIMEOUT 300)
   endif()
+endfunction()
+
+# orvane_write_list(file PROPERTY): the programs collected in a global property, one a line, for the scripts.
+function(orvane_write_list file property)
+  get_property(list GLOBAL PROPERTY ${property})
+  file(GENERATE OUTPUT "${PROJECT_BINARY_DIR}/${file}" CONTENT "${list}")
 endfunction()

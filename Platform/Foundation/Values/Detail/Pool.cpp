@@ -1,0 +1,240 @@
+#include "Platform/Foundation/Values/Detail/Pool.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+#include <new>
+
+namespace orv::detail {
+namespace {
+
+constexpr std::size_t kClasses = kPoolLargest / kPoolGrain;
+constexpr std::size_t kChunkBytes = std::size_t{256} * 1024;
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kSanitized = true;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer) || __has_feature(memory_sanitizer)
+constexpr bool kSanitized = true;
+#else
+constexpr bool kSanitized = false;
+#endif
+#else
+constexpr bool kSanitized = false;
+#endif
+
+// A free block. Blocks of one class form chains; the depot keeps chains of whole batches.
+struct Block {
+  Block* next;
+  Block* nextChain;
+};
+static_assert(sizeof(Block) <= kPoolGrain);
+
+// The unused rest of a chunk whose thread has ended.
+struct Rest {
+  char* at;
+  char* end;
+};
+
+constexpr std::size_t classOf(std::size_t bytes) { return bytes == 0 ? 0 : (bytes - 1) / kPoolGrain; }
+constexpr std::size_t sizeOfClass(std::size_t cls) { return (cls + 1) * kPoolGrain; }
+
+// How many blocks move between a thread and the depot at a time: about 8 KiB of them.
+constexpr uint32_t batchOf(std::size_t cls) {
+  return static_cast<uint32_t>(std::max<std::size_t>(16, 8192 / sizeOfClass(cls)));
+}
+
+// Valgrind preloads a library of its own into every program it runs.
+bool runsUnderValgrind() {
+  const char* preloaded = std::getenv("LD_PRELOAD");
+  return preloaded && std::strstr(preloaded, "vgpreload");
+}
+
+bool passesThrough() {
+  static const bool answer = kSanitized || runsUnderValgrind();
+  return answer;
+}
+
+// The blocks that no thread owns. Never destroyed: static destructors may still free values.
+class Depot {
+ public:
+  static Depot& shared() {
+    alignas(Depot) static char storage[sizeof(Depot)];
+    static Depot* const depot = new (storage) Depot;
+    return *depot;
+  }
+
+  void put(std::size_t cls, Block* chain) {
+    const std::lock_guard lock(mutex_);
+    chain->nextChain = chains_[cls];
+    chains_[cls] = chain;
+  }
+
+  Block* take(std::size_t cls) {
+    const std::lock_guard lock(mutex_);
+    Block* chain = chains_[cls];
+    if (chain) chains_[cls] = chain->nextChain;
+    return chain;
+  }
+
+  void putRest(Rest rest) {
+    const std::lock_guard lock(mutex_);
+    if (restCount_ < rests_.size()) rests_[restCount_++] = rest;
+  }
+
+  // A chunk to carve blocks from: one that an ended thread left, or fresh memory.
+  Rest takeChunk() {
+    {
+      const std::lock_guard lock(mutex_);
+      if (restCount_ > 0) return rests_[--restCount_];
+    }
+    char* memory = static_cast<char*>(std::aligned_alloc(kPoolGrain, kChunkBytes));
+    if (!memory) throw std::bad_alloc();
+    return {memory, memory + kChunkBytes};
+  }
+
+ private:
+  std::mutex mutex_;  // guards everything below
+  std::array<Block*, kClasses> chains_{};
+  std::array<Rest, 64> rests_{};
+  std::size_t restCount_ = 0;
+};
+
+struct FreeList {
+  Block* head = nullptr;
+  uint32_t count = 0;
+  uint32_t limit = 0;  // at this length the slow path looks at the list; 0 before the first use and at the end
+};
+
+// What a thread keeps. Trivially destructible, so that it can be used until the thread is truly gone.
+struct ThreadPool {
+  std::array<FreeList, kClasses> lists;
+  Rest chunk{nullptr, nullptr};
+  enum class Life : uint8_t { Unused, Running, Ended } life = Life::Unused;
+};
+
+[[gnu::tls_model("initial-exec")]] constinit thread_local ThreadPool pool;
+
+// Hands everything a thread holds to the depot when the thread ends.
+struct ThreadEnd {
+  ~ThreadEnd() {
+    for (std::size_t cls = 0; cls < kClasses; ++cls) {
+      FreeList& list = pool.lists[cls];
+      if (list.head) Depot::shared().put(cls, list.head);
+      list = FreeList{};
+    }
+    Depot::shared().putRest(pool.chunk);
+    pool.chunk = {nullptr, nullptr};
+    pool.life = ThreadPool::Life::Ended;
+  }
+};
+
+void begin() {
+  static thread_local ThreadEnd atEnd;
+  static_cast<void>(&atEnd);
+  for (std::size_t cls = 0; cls < kClasses; ++cls) pool.lists[cls].limit = 4 * batchOf(cls);
+  pool.life = ThreadPool::Life::Running;
+}
+
+// The rest of a chunk is smaller than the block asked for: it becomes a block of its own size.
+void dropChunk() {
+  const auto left = static_cast<std::size_t>(pool.chunk.end - pool.chunk.at);
+  if (left < kPoolGrain) return;
+  const std::size_t cls = classOf(left);
+  auto* block = reinterpret_cast<Block*>(pool.chunk.at);
+  block->next = pool.lists[cls].head;
+  pool.lists[cls].head = block;
+  ++pool.lists[cls].count;
+}
+
+void* carve(std::size_t bytes) {
+  if (static_cast<std::size_t>(pool.chunk.end - pool.chunk.at) < bytes) {
+    dropChunk();
+    pool.chunk = Depot::shared().takeChunk();
+    if (static_cast<std::size_t>(pool.chunk.end - pool.chunk.at) < bytes) return carve(bytes);
+  }
+  void* block = pool.chunk.at;
+  pool.chunk.at += bytes;
+  return block;
+}
+
+// The list of the class is empty.
+[[gnu::noinline]] void* allocateSlowly(std::size_t cls) {
+  if (passesThrough()) {
+    void* block = std::malloc(sizeOfClass(cls));
+    if (!block) throw std::bad_alloc();
+    return block;
+  }
+  if (pool.life == ThreadPool::Life::Unused) begin();
+  Block* chain = Depot::shared().take(cls);
+  if (!chain) return carve(sizeOfClass(cls));
+  if (pool.life == ThreadPool::Life::Ended) {
+    if (chain->next) Depot::shared().put(cls, chain->next);
+    return chain;
+  }
+  FreeList& list = pool.lists[cls];
+  list.head = chain->next;
+  list.count = 0;
+  for (Block* b = list.head; b; b = b->next) ++list.count;
+  return chain;
+}
+
+// Cuts one batch off the list and gives it to the depot.
+void shed(FreeList& list, std::size_t cls) {
+  Block* chain = list.head;
+  Block* last = chain;
+  for (uint32_t i = 1; i < batchOf(cls); ++i) last = last->next;
+  list.head = last->next;
+  list.count -= batchOf(cls);
+  last->next = nullptr;
+  Depot::shared().put(cls, chain);
+}
+
+// The list has reached its limit, or there is no list (yet, or any more).
+[[gnu::noinline]] void freeSlowly(Block* block, std::size_t cls) noexcept {
+  if (passesThrough()) return std::free(block);
+  if (pool.life == ThreadPool::Life::Unused) begin();
+  if (pool.life == ThreadPool::Life::Ended) {
+    block->next = nullptr;
+    return Depot::shared().put(cls, block);
+  }
+  FreeList& list = pool.lists[cls];
+  if (list.count >= list.limit) shed(list, cls);
+  block->next = list.head;
+  list.head = block;
+  ++list.count;
+}
+
+}  // namespace
+
+void* poolAllocate(std::size_t bytes) {
+  if (bytes > kPoolLargest) {
+    void* block = std::malloc(bytes);
+    if (!block) throw std::bad_alloc();
+    return block;
+  }
+  const std::size_t cls = classOf(bytes);
+  FreeList& list = pool.lists[cls];
+  Block* block = list.head;
+  if (!block) return allocateSlowly(cls);
+  list.head = block->next;
+  --list.count;
+  return block;
+}
+
+void poolFree(void* memory, std::size_t bytes) noexcept {
+  if (!memory) return;
+  if (bytes > kPoolLargest) return std::free(memory);
+  const std::size_t cls = classOf(bytes);
+  auto* block = static_cast<Block*>(memory);
+  FreeList& list = pool.lists[cls];
+  if (list.count >= list.limit) return freeSlowly(block, cls);
+  block->next = list.head;
+  list.head = block;
+  ++list.count;
+}
+
+}  // namespace orv::detail
