@@ -1,0 +1,201 @@
+#include "Platform/Foundation/Text/Unicode.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace orv::detail {
+namespace {
+
+constexpr char32_t kReplacement = 0xFFFD;
+
+uint64_t load64(const void* p) noexcept {
+  uint64_t word;
+  std::memcpy(&word, p, sizeof word);
+  return word;
+}
+
+constexpr bool isTail(uint8_t byte) { return (byte & 0xC0) == 0x80; }
+
+// One step of decoding: a code point, or a maximal ill-formed part of `length` bytes.
+struct Step {
+  char32_t codePoint;
+  uint8_t length;
+  bool valid;
+};
+
+Step twoBytes(const uint8_t* p, size_t left) noexcept {
+  if (left < 2 || !isTail(p[1])) return {0, 1, false};
+  return {static_cast<char32_t>((p[0] & 0x1F) << 6 | (p[1] & 0x3F)), 2, true};
+}
+
+Step threeBytes(const uint8_t* p, size_t left) noexcept {
+  const uint8_t low = p[0] == 0xE0 ? 0xA0 : 0x80;   // overlong below
+  const uint8_t high = p[0] == 0xED ? 0x9F : 0xBF;  // surrogates above
+  if (left < 2 || p[1] < low || p[1] > high) return {0, 1, false};
+  if (left < 3 || !isTail(p[2])) return {0, 2, false};
+  return {static_cast<char32_t>((p[0] & 0x0F) << 12 | (p[1] & 0x3F) << 6 | (p[2] & 0x3F)), 3, true};
+}
+
+Step fourBytes(const uint8_t* p, size_t left) noexcept {
+  const uint8_t low = p[0] == 0xF0 ? 0x90 : 0x80;   // overlong below
+  const uint8_t high = p[0] == 0xF4 ? 0x8F : 0xBF;  // beyond U+10FFFF above
+  if (left < 2 || p[1] < low || p[1] > high) return {0, 1, false};
+  if (left < 3 || !isTail(p[2])) return {0, 2, false};
+  if (left < 4 || !isTail(p[3])) return {0, 3, false};
+  const int c = (p[0] & 0x07) << 18 | (p[1] & 0x3F) << 12 | (p[2] & 0x3F) << 6 | (p[3] & 0x3F);
+  return {static_cast<char32_t>(c), 4, true};
+}
+
+// The step at a byte of 0x80 or more.
+inline Step nextStep(const uint8_t* p, size_t left) noexcept {
+  const uint8_t lead = p[0];
+  if (lead < 0xC2) return {0, 1, false};
+  if (lead < 0xE0) return twoBytes(p, left);
+  if (lead < 0xF0) return threeBytes(p, left);
+  if (lead < 0xF5) return fourBytes(p, left);
+  return {0, 1, false};
+}
+
+inline void put(char32_t c, uint8_t*& out) noexcept { *out++ = static_cast<uint8_t>(c); }
+inline void put(char32_t c, char16_t*& out) noexcept {
+  if (c < 0x10000) {
+    *out++ = static_cast<char16_t>(c);
+  } else {
+    *out++ = highSurrogateOf(c);
+    *out++ = lowSurrogateOf(c);
+  }
+}
+
+template <class Unit>
+void decode(std::string_view bytes, IllFormed policy, Unit* out) noexcept {
+  const auto* p = reinterpret_cast<const uint8_t*>(bytes.data());
+  const uint8_t* end = p + bytes.size();
+  while (p < end) {
+    const size_t plain = asciiPrefix(p, static_cast<size_t>(end - p));
+    out = std::copy(p, p + plain, out);
+    p += plain;
+    while (p < end && *p >= 0x80) {
+      const Step step = nextStep(p, static_cast<size_t>(end - p));
+      if (step.valid)
+        put(step.codePoint, out);
+      else if (policy == IllFormed::Replace)
+        put(kReplacement, out);
+      else
+        for (int i = 0; i < step.length; ++i) put(0xDC00u + p[i], out);
+      p += step.length;
+    }
+  }
+}
+
+// What one unit, or one pair, becomes in UTF-8.
+struct Piece {
+  char bytes[4];
+  size_t length;  // 0: refused
+  size_t units;
+};
+
+Piece loneSurrogate(char16_t unit, LoneSurrogate policy) noexcept {
+  Piece piece{{}, 0, 1};
+  if (policy == LoneSurrogate::Refuse) return piece;
+  if (policy == LoneSurrogate::Escape && unit >= 0xDC80 && unit <= 0xDCFF) {
+    piece.bytes[0] = static_cast<char>(unit & 0xFF);
+    piece.length = 1;
+  } else {
+    piece.length = encodeUtf8(kReplacement, piece.bytes);
+  }
+  return piece;
+}
+
+Piece pieceAt(const char16_t* units, size_t count, size_t index, LoneSurrogate policy) noexcept {
+  const CodePoint c = codePointAt(units, count, index);
+  if (isSurrogate(c.value)) return loneSurrogate(units[index], policy);
+  Piece piece{{}, 0, c.units};
+  piece.length = encodeUtf8(c.value, piece.bytes);
+  return piece;
+}
+
+// An upper bound that is exact for texts without surrogates.
+size_t utf8Room(const char16_t* units, size_t count) noexcept {
+  size_t room = count;
+  for (size_t i = 0; i < count; ++i)
+    room += static_cast<size_t>(units[i] > 0x7F) + static_cast<size_t>(units[i] > 0x7FF);
+  return room;
+}
+
+}  // namespace
+
+size_t asciiPrefix(const uint8_t* bytes, size_t count) noexcept {
+  constexpr uint64_t kHigh = 0x8080808080808080u;
+  size_t i = 0;
+  for (; i + 16 <= count; i += 16)
+    if ((load64(bytes + i) | load64(bytes + i + 8)) & kHigh) break;
+  if (i + 8 <= count && !(load64(bytes + i) & kHigh)) i += 8;
+  while (i < count && bytes[i] < 0x80) ++i;
+  return i;
+}
+
+size_t narrowPrefix(const char16_t* units, size_t count) noexcept {
+  constexpr uint64_t kHigh = 0xFF00FF00FF00FF00u;
+  size_t i = 0;
+  for (; i + 8 <= count; i += 8)
+    if ((load64(units + i) | load64(units + i + 4)) & kHigh) break;
+  while (i < count && units[i] < 0x100) ++i;
+  return i;
+}
+
+Utf8Shape measureUtf8(std::string_view bytes, IllFormed policy) noexcept {
+  Utf8Shape shape;
+  const auto* p = reinterpret_cast<const uint8_t*>(bytes.data());
+  const uint8_t* end = p + bytes.size();
+  while (p < end) {
+    const size_t plain = asciiPrefix(p, static_cast<size_t>(end - p));
+    shape.units += plain;
+    p += plain;
+    shape.ascii &= p == end;
+    while (p < end && *p >= 0x80) {
+      const Step step = nextStep(p, static_cast<size_t>(end - p));
+      if (!step.valid && policy == IllFormed::Refuse) return {0, false, false, false};
+      shape.narrow &= step.valid && step.codePoint < 0x100;
+      shape.units += step.valid ? (step.length == 4 ? 2u : 1u) : (policy == IllFormed::Escape ? step.length : 1u);
+      p += step.length;
+    }
+  }
+  return shape;
+}
+
+void decodeUtf8(std::string_view bytes, IllFormed policy, uint8_t* out) noexcept { decode(bytes, policy, out); }
+void decodeUtf8(std::string_view bytes, IllFormed policy, char16_t* out) noexcept { decode(bytes, policy, out); }
+
+std::string utf8FromLatin1(const uint8_t* bytes, size_t count) {
+  const auto high = static_cast<size_t>(std::count_if(bytes, bytes + count, [](uint8_t b) { return b >= 0x80; }));
+  std::string text(count + high, '\0');
+  char* out = text.data();
+  for (size_t i = 0; i < count;) {
+    const size_t plain = asciiPrefix(bytes + i, count - i);
+    if (plain) std::memcpy(out, bytes + i, plain);
+    out += plain;
+    i += plain;
+    for (; i < count && bytes[i] >= 0x80; ++i) out += encodeUtf8(bytes[i], out);
+  }
+  return text;
+}
+
+std::optional<std::string> utf8FromUnits(const char16_t* units, size_t count, LoneSurrogate policy) {
+  std::string text(utf8Room(units, count), '\0');
+  char* out = text.data();
+  for (size_t i = 0; i < count;) {
+    if (units[i] < 0x80) {
+      *out++ = static_cast<char>(units[i++]);
+      continue;
+    }
+    const Piece piece = pieceAt(units, count, i, policy);
+    if (piece.length == 0) return std::nullopt;
+    std::memcpy(out, piece.bytes, piece.length);
+    out += piece.length;
+    i += piece.units;
+  }
+  text.resize(static_cast<size_t>(out - text.data()));
+  return text;
+}
+
+}  // namespace orv::detail
