@@ -50,9 +50,8 @@ struct ORV_EXPORT NSDecimal {
   // The characters that writeText needs at most.
   static constexpr size_t kMaxTextLength = 176;
 
-  // The compact form of a mantissa and an exponent of any size. Not-a-number when the exponent of a
-  // number other than zero is above 127, or when nothing of the number lies at or above 1e-128; digits below
-  // 1e-128 are dropped.
+  // The compact form of a mantissa and an exponent of any size. Not-a-number when the number is above the
+  // largest, or other than zero and below 1e-128; digits below 1e-128 are dropped.
   static NSDecimal make(orv::detail::UInt128 mantissa, int exponent, bool negative = false);
   static NSDecimal fromUInt64(uint64_t n);
   static NSDecimal fromInt64(int64_t n);
@@ -83,7 +82,7 @@ struct ORV_EXPORT NSDecimal {
   Result dividingBy(const NSDecimal& divisor, NSRoundingMode mode = NSRoundPlain) const;
   // Anything to the power 0 is 1. Rounded after each of its multiplications.
   Result raisedToPower(NSUInteger power, NSRoundingMode mode = NSRoundPlain) const;
-  // Shifts the exponent; digits pushed below 1e-128 are rounded.
+  // Shifts the exponent: overflows when it would go above 127. Digits pushed below 1e-128 are rounded.
   Result multipliedByPowerOf10(int power, NSRoundingMode mode = NSRoundPlain) const;
 
   // Rounds to `scale` digits after the period; a negative scale rounds left of it, NSDecimalNoScale not at
