@@ -39,7 +39,8 @@ NSInteger writeCode(int number) {
 
 NSInteger codeFor(int number, FileAction action) {
   if (action == FileAction::Open) return readCode(number);
-  return action == FileAction::Copy && number == ENOENT ? NSInteger{NSFileReadNoSuchFileError} : writeCode(number);
+  return action == FileAction::Copy && number == ENOENT ? NSInteger{NSFileReadNoSuchFileError}
+                                                        : writeCode(number);
 }
 
 // Why, as the end of a sentence; empty where the sentence says it all.
@@ -84,10 +85,11 @@ bool withoutZero(std::string bytes, std::string& out) {
 NSError fileError(int number, FileAction action, const NSString& path, const NSString& target) {
   const NSInteger code = codeFor(number, action);
   const NSString shown = path.isNil() ? NSString("") : path;
-  return NSError::errorWithDomain(NSCocoaErrorDomain, code,
-                                  NSDictionary{{NSFilePathErrorKey, shown},
-                                               {NSLocalizedDescriptionKey, sentence(code, action, shown, target)},
-                                               {NSUnderlyingErrorKey, NSError::errorWithErrno(number)}});
+  return NSError::errorWithDomain(
+      NSCocoaErrorDomain, code,
+      NSDictionary{{NSFilePathErrorKey, shown},
+                   {NSLocalizedDescriptionKey, sentence(code, action, shown, target)},
+                   {NSUnderlyingErrorKey, NSError::errorWithErrno(number)}});
 }
 
 bool fail(NSError* out, const NSError& error) {
@@ -106,7 +108,9 @@ NSError invalidPathError(FileAction action, const Value& given) {
   return NSError::errorWithDomain(NSCocoaErrorDomain, code, NSDictionary{{NSLocalizedDescriptionKey, text}});
 }
 
-bool systemPath(const NSString& path, std::string& out) { return withoutZero(path.fileSystemRepresentation(), out); }
+bool systemPath(const NSString& path, std::string& out) {
+  return withoutZero(path.fileSystemRepresentation(), out);
+}
 
 bool systemPath(const NSURL& url, std::string& out) {
   return url.isFileURL() && withoutZero(url.fileSystemRepresentation(), out);

@@ -7,8 +7,8 @@ class NSURL;
 
 // Codes of NSCocoaErrorDomain for files.
 enum : NSInteger {
-  NSFileNoSuchFileError = 4,          // while writing, moving or removing
-  NSFileReadUnknownError = 256,       // also: not a folder, a folder where a file is wanted
+  NSFileNoSuchFileError = 4,     // while writing, moving or removing
+  NSFileReadUnknownError = 256,  // also: not a folder, a folder where a file is wanted
   NSFileReadNoPermissionError = 257,
   NSFileReadInvalidFileNameError = 258,
   NSFileReadCorruptFileError = 259,

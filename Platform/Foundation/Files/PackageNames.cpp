@@ -6,8 +6,51 @@
 namespace {
 
 // Sorted, lower-case; `framework` is not among them: it shows as a folder.
-constexpr std::array<std::string_view, 45> kExtensions = {
-    "app", "appex", "band", "bundle", "component", "dext", "dist", "dsym", "fcpbundle", "imovielibrary", "kext", "key", "kth", "logicx", "lpdf", "mdimporter", "menu", "mlpackage", "mpkg", "nmbtemplate", "numbers", "pages", "photoslibrary", "pkg", "pkpass", "playground", "plugin", "pluginkit", "prefpane", "qlgenerator", "rtfd", "saver", "scptd", "service", "slidesaver", "sparsebundle", "systemextension", "template", "theater", "wdgt", "workflow", "xcarchive", "xcodeproj", "xcworkspace", "xpc"};
+constexpr std::array<std::string_view, 45> kExtensions = {"app",
+                                                          "appex",
+                                                          "band",
+                                                          "bundle",
+                                                          "component",
+                                                          "dext",
+                                                          "dist",
+                                                          "dsym",
+                                                          "fcpbundle",
+                                                          "imovielibrary",
+                                                          "kext",
+                                                          "key",
+                                                          "kth",
+                                                          "logicx",
+                                                          "lpdf",
+                                                          "mdimporter",
+                                                          "menu",
+                                                          "mlpackage",
+                                                          "mpkg",
+                                                          "nmbtemplate",
+                                                          "numbers",
+                                                          "pages",
+                                                          "photoslibrary",
+                                                          "pkg",
+                                                          "pkpass",
+                                                          "playground",
+                                                          "plugin",
+                                                          "pluginkit",
+                                                          "prefpane",
+                                                          "qlgenerator",
+                                                          "rtfd",
+                                                          "saver",
+                                                          "scptd",
+                                                          "service",
+                                                          "slidesaver",
+                                                          "sparsebundle",
+                                                          "systemextension",
+                                                          "template",
+                                                          "theater",
+                                                          "wdgt",
+                                                          "workflow",
+                                                          "xcarchive",
+                                                          "xcodeproj",
+                                                          "xcworkspace",
+                                                          "xpc"};
 
 constexpr size_t kLongest = 15;  // "systemextension"
 static_assert(std::ranges::is_sorted(kExtensions));

@@ -1,9 +1,11 @@
 // The operations of NSURL that ask the disk about the item.
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/vfs.h>
 #include <sys/xattr.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 
@@ -11,6 +13,7 @@
 #include "Platform/Foundation/Files/PackageNames.h"
 #include "Platform/Foundation/Values/NSArray.h"
 #include "Platform/Foundation/Values/NSDate.h"
+#include "Platform/Foundation/Values/NSDictionary.h"
 #include "Platform/Foundation/Values/NSNumber.h"
 #include "Platform/Foundation/Values/NSURL.h"
 
@@ -44,8 +47,8 @@ struct Item {
 };
 
 Value dateOf(const struct statx_timestamp& time) {
-  return NSDate::dateWithTimeIntervalSinceReferenceDate(static_cast<double>(time.tv_sec) - NSTimeIntervalSince1970 +
-                                                        static_cast<double>(time.tv_nsec) / 1e9);
+  return NSDate::dateWithTimeIntervalSinceReferenceDate(
+      static_cast<double>(time.tv_sec) - NSTimeIntervalSince1970 + static_cast<double>(time.tv_nsec) / 1e9);
 }
 
 Value creationDate(const Item& item) {
@@ -71,7 +74,7 @@ Value tagNames(const Item& item) {
 Value volumeIsLocal(const Item& item) {
   // The numbers that network file systems report, from <linux/magic.h> and their own sources.
   constexpr std::array<uint32_t, 10> kRemote = {0x6969,     0x517B,     0xFE534D42, 0xFF534D42, 0x5346414F,
-                                                0x73757245, 0x01021997, 0x00C36400, 0x65735546, 0x47504653};
+                                                0x73757245, 0x01021997, 0x00C36400, 0x0BD00BD0, 0x47504653};
   struct statfs info;
   if (::statfs(item.path.c_str(), &info) != 0) return nil;
   return std::ranges::find(kRemote, static_cast<uint32_t>(info.f_type)) == kRemote.end();
@@ -86,10 +89,13 @@ const std::array<Resource, 11> kResources = {{
     {NSURLIsDirectoryKey, [](const Item& i) -> Value { return i.is(S_IFDIR); }},
     {NSURLIsRegularFileKey, [](const Item& i) -> Value { return i.is(S_IFREG); }},
     {NSURLIsSymbolicLinkKey, [](const Item& i) -> Value { return i.is(S_IFLNK); }},
-    {NSURLIsPackageKey, [](const Item& i) -> Value { return i.is(S_IFDIR) && detail::isPackageName(i.name()); }},
+    {NSURLIsPackageKey,
+     [](const Item& i) -> Value { return i.is(S_IFDIR) && detail::isPackageName(i.name()); }},
     {NSURLIsHiddenKey, [](const Item& i) -> Value { return i.name().starts_with('.'); }},
-    {NSURLNameKey, [](const Item& i) -> Value { return NSString::stringWithFileSystemRepresentation(i.name()); }},
-    {NSURLFileSizeKey, [](const Item& i) { return i.is(S_IFREG) ? Value(uint64_t{i.info.stx_size}) : Value(); }},
+    {NSURLNameKey,
+     [](const Item& i) -> Value { return NSString::stringWithFileSystemRepresentation(i.name()); }},
+    {NSURLFileSizeKey,
+     [](const Item& i) { return i.is(S_IFREG) ? Value(uint64_t{i.info.stx_size}) : Value(); }},
     {NSURLContentModificationDateKey, [](const Item& i) { return dateOf(i.info.stx_mtime); }},
     {NSURLCreationDateKey, creationDate},
     {NSURLTagNamesKey, tagNames},
@@ -98,7 +104,8 @@ const std::array<Resource, 11> kResources = {{
 
 // Reads the item's facts; false, with the error filled in, when there is no such item.
 bool readItem(const NSURL& url, Item& item, NSError* error) {
-  if (!detail::systemPath(url, item.path)) return detail::fail(error, detail::invalidPathError(FileAction::Open, url));
+  if (!detail::systemPath(url, item.path))
+    return detail::fail(error, detail::invalidPathError(FileAction::Open, url));
   constexpr unsigned kMask = STATX_BASIC_STATS | STATX_BTIME;
   if (::statx(AT_FDCWD, item.path.c_str(), AT_SYMLINK_NOFOLLOW, kMask, &item.info) == 0) return true;
   // A file where a folder should be on the way: there is no such item either.
