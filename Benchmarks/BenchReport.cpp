@@ -1,5 +1,6 @@
 // Reads Google Benchmark's JSON reports and prints, for each benchmark "area/name/ours", one line for each peer
-// "area/name/<peer>":  area/name ours=NS peer=NS ratio=PEER/OURS.  Arguments stay with the name: "area/name/64".
+// "area/name/<peer>":  area/name ours=NS peer=NS ratio=PEER/OURS.  Arguments stay with the name:
+// "area/name/64".
 
 #include <cctype>
 #include <cstdio>
@@ -70,7 +71,9 @@ class Reader {
     if (c == '"') return string();
     if (c == '{' || c == '[') return skipped();
     const size_t begin = at_;
-    while (at_ < text_.size() && text_[at_] != ',' && text_[at_] != '}' && text_[at_] != ']' && text_[at_] != '\n') ++at_;
+    while (at_ < text_.size() && text_[at_] != ',' && text_[at_] != '}' && text_[at_] != ']' &&
+           text_[at_] != '\n')
+      ++at_;
     return std::string(text_.substr(begin, at_ - begin));
   }
 
@@ -113,7 +116,8 @@ Subject subjectOf(std::string_view runName) {
   const size_t end = third == std::string_view::npos ? runName.size() : third;
   std::string_view rest = runName.substr(end);
   if (rest.ends_with("/real_time")) rest.remove_suffix(10);
-  return {std::string(runName.substr(0, second)) + std::string(rest), std::string(runName.substr(second + 1, end - second - 1))};
+  return {std::string(runName.substr(0, second)) + std::string(rest),
+          std::string(runName.substr(second + 1, end - second - 1))};
 }
 
 struct Times {

@@ -17,8 +17,7 @@ class FormatArgument {
   enum class Type : uint8_t { Signed, Unsigned, Double, Bytes, Units, Pointer, Object };
 
   template <class T>
-    requires std::integral<T> || std::is_enum_v<T>
-  FormatArgument(const T& n) : size(sizeof(T)) {
+  requires std::integral<T> || std::is_enum_v<T> FormatArgument(const T& n) : size(sizeof(T)) {
     if constexpr (std::is_enum_v<T>) {
       *this = FormatArgument(static_cast<std::underlying_type_t<T>>(n));
     } else {
@@ -29,11 +28,14 @@ class FormatArgument {
   FormatArgument(double n) : type(Type::Double), number(n) {}
   FormatArgument(float n) : FormatArgument(static_cast<double>(n)) {}
   FormatArgument(const char* zeroTerminated)
-      : type(Type::Bytes), pointer(zeroTerminated), length(zeroTerminated ? std::char_traits<char>::length(zeroTerminated) : 0) {}
+      : type(Type::Bytes),
+        pointer(zeroTerminated),
+        length(zeroTerminated ? std::char_traits<char>::length(zeroTerminated) : 0) {}
   FormatArgument(std::string_view bytes) : type(Type::Bytes), pointer(bytes.data()), length(bytes.size()) {}
   FormatArgument(const std::string& bytes) : FormatArgument(std::string_view(bytes)) {}
   FormatArgument(const char16_t* zeroTerminated)
-      : type(Type::Units), pointer(zeroTerminated),
+      : type(Type::Units),
+        pointer(zeroTerminated),
         length(zeroTerminated ? std::char_traits<char16_t>::length(zeroTerminated) : 0) {}
   FormatArgument(const Value& v) : type(Type::Object), value(&v) {}
   FormatArgument(const void* p) : type(Type::Pointer), pointer(p) {}
@@ -63,13 +65,18 @@ enum class FormatClass : uint8_t { Integer, Double, Bytes, Units, Pointer, Objec
 template <class T>
 consteval FormatClass formatClassOf() {
   using U = std::decay_t<T>;
-  if constexpr (std::is_integral_v<U> || std::is_enum_v<U>) return FormatClass::Integer;
-  else if constexpr (std::is_floating_point_v<U>) return FormatClass::Double;
+  if constexpr (std::is_integral_v<U> || std::is_enum_v<U>)
+    return FormatClass::Integer;
+  else if constexpr (std::is_floating_point_v<U>)
+    return FormatClass::Double;
   else if constexpr (std::is_convertible_v<U, const char*> || std::is_convertible_v<U, std::string_view>)
     return FormatClass::Bytes;
-  else if constexpr (std::is_convertible_v<U, const char16_t*>) return FormatClass::Units;
-  else if constexpr (std::is_pointer_v<U> || std::is_null_pointer_v<U>) return FormatClass::Pointer;
-  else return FormatClass::Object;
+  else if constexpr (std::is_convertible_v<U, const char16_t*>)
+    return FormatClass::Units;
+  else if constexpr (std::is_pointer_v<U> || std::is_null_pointer_v<U>)
+    return FormatClass::Pointer;
+  else
+    return FormatClass::Object;
 }
 
 }  // namespace orv::detail

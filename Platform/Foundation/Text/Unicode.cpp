@@ -156,7 +156,8 @@ Utf8Shape measureUtf8(std::string_view bytes, IllFormed policy) noexcept {
       const Step step = nextStep(p, static_cast<size_t>(end - p));
       if (!step.valid && policy == IllFormed::Refuse) return {0, false, false, false};
       shape.narrow &= step.valid && step.codePoint < 0x100;
-      shape.units += step.valid ? (step.length == 4 ? 2u : 1u) : (policy == IllFormed::Escape ? step.length : 1u);
+      shape.units +=
+          step.valid ? (step.length == 4 ? 2u : 1u) : (policy == IllFormed::Escape ? step.length : 1u);
       p += step.length;
     }
   }
@@ -164,10 +165,13 @@ Utf8Shape measureUtf8(std::string_view bytes, IllFormed policy) noexcept {
 }
 
 void decodeUtf8(std::string_view bytes, IllFormed policy, uint8_t* out) noexcept { decode(bytes, policy, out); }
-void decodeUtf8(std::string_view bytes, IllFormed policy, char16_t* out) noexcept { decode(bytes, policy, out); }
+void decodeUtf8(std::string_view bytes, IllFormed policy, char16_t* out) noexcept {
+  decode(bytes, policy, out);
+}
 
 std::string utf8FromLatin1(const uint8_t* bytes, size_t count) {
-  const auto high = static_cast<size_t>(std::count_if(bytes, bytes + count, [](uint8_t b) { return b >= 0x80; }));
+  const auto high =
+      static_cast<size_t>(std::count_if(bytes, bytes + count, [](uint8_t b) { return b >= 0x80; }));
   std::string text(count + high, '\0');
   char* out = text.data();
   for (size_t i = 0; i < count;) {

@@ -41,7 +41,7 @@ class ORV_EXPORT NSArray : public orv::Value {
   static NSArray arrayWithArray(const NSArray& other);
   // Everything a range of values, or of what converts to a value, holds.
   template <std::ranges::input_range R>
-    requires std::convertible_to<std::ranges::range_reference_t<R>, orv::Value>
+  requires std::convertible_to<std::ranges::range_reference_t<R>, orv::Value>
   static NSArray from(R&& range);
 
   NSUInteger count() const noexcept;
@@ -112,8 +112,7 @@ class ORV_EXPORT NSMutableArray : public NSArray {
 };
 
 template <std::ranges::input_range R>
-  requires std::convertible_to<std::ranges::range_reference_t<R>, orv::Value>
-NSArray NSArray::from(R&& range) {
+requires std::convertible_to<std::ranges::range_reference_t<R>, orv::Value> NSArray NSArray::from(R&& range) {
   NSMutableArray result = NSMutableArray::array();
   for (auto&& item : range) result.addObject(orv::Value(item));
   return result.copy().template as<NSArray>();

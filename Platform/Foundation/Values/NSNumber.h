@@ -22,7 +22,7 @@ class ORV_EXPORT NSNumber : public orv::Value {
   NSNumber() = default;
   NSNumber(orv::Nil) {}
   template <class T>
-    requires std::is_arithmetic_v<T>
+  requires std::is_arithmetic_v<T>
   constexpr NSNumber(T n) noexcept : Value(n) {}
 
   static bool accepts(const orv::Value& v) noexcept {
@@ -30,9 +30,7 @@ class ORV_EXPORT NSNumber : public orv::Value {
   }
   // True for the two booleans only, not for 0 and 1.
   bool isBoolean() const noexcept { return kind() == orv::Kind::Bool; }
-  bool isDecimal() const noexcept {
-    return kind() == orv::Kind::Decimal || kind() == orv::Kind::BigDecimal;
-  }
+  bool isDecimal() const noexcept { return kind() == orv::Kind::Decimal || kind() == orv::Kind::BigDecimal; }
 
   // Zero of any type and the decimal not-a-number are false; the floating not-a-number is true.
   bool boolValue() const noexcept;
@@ -68,7 +66,8 @@ class ORV_EXPORT NSNumber : public orv::Value {
 };
 
 namespace orv::detail {
-// Exact order of two numbers of any types: not-a-number sorts below all others and equals itself.
+// Exact order of two numbers of any types. A double's not-a-number lies between the negative numbers and
+// zero, a decimal's below everything; each equals itself.
 NSComparisonResult compareNumbers(const Value& a, const Value& b) noexcept;
 bool equalNumbers(const Value& a, const Value& b) noexcept;
 size_t hashOfNumber(const Value& number) noexcept;

@@ -176,8 +176,8 @@ Ref<T> make(Args&&... args) {
 }
 
 template <class T>
-  requires std::derived_from<T, NSObject>
-Value::Value(const Ref<T>& object) noexcept
+requires std::derived_from<T, NSObject> Value::Value(const Ref<T>& object)
+noexcept
     : bits_(reinterpret_cast<uint64_t>(static_cast<detail::HeapObject*>(object.get()))),
       tag_(object ? static_cast<uint64_t>(Kind::Object) : 0) {
   if (object) detail::retain(object.get());

@@ -10,17 +10,17 @@ class NSError;
 class NSNumber;
 
 // The names of an item's resource values, for NSURL::getResourceValue. Each is its own text.
-extern ORV_EXPORT const char* const NSURLNameKey;                     // string: the last path component
-extern ORV_EXPORT const char* const NSURLIsDirectoryKey;              // boolean; false for a link to a folder
-extern ORV_EXPORT const char* const NSURLIsRegularFileKey;            // boolean; false for any link
-extern ORV_EXPORT const char* const NSURLIsSymbolicLinkKey;           // boolean
-extern ORV_EXPORT const char* const NSURLIsPackageKey;                // boolean: a folder shown as one file
-extern ORV_EXPORT const char* const NSURLIsHiddenKey;                 // boolean: the name begins with "."
-extern ORV_EXPORT const char* const NSURLFileSizeKey;                 // bytes; nil for anything but a regular file
-extern ORV_EXPORT const char* const NSURLContentModificationDateKey;  // date
-extern ORV_EXPORT const char* const NSURLCreationDateKey;             // date; nil where the file system keeps none
-extern ORV_EXPORT const char* const NSURLTagNamesKey;                 // array of strings; nil when there are no tags
-extern ORV_EXPORT const char* const NSURLVolumeIsLocalKey;            // boolean: not on a network file system
+extern ORV_EXPORT const NSString NSURLNameKey;                     // string: the last path component
+extern ORV_EXPORT const NSString NSURLIsDirectoryKey;              // boolean; false for a link to a folder
+extern ORV_EXPORT const NSString NSURLIsRegularFileKey;            // boolean; false for any link
+extern ORV_EXPORT const NSString NSURLIsSymbolicLinkKey;           // boolean
+extern ORV_EXPORT const NSString NSURLIsPackageKey;                // boolean: a folder shown as one file
+extern ORV_EXPORT const NSString NSURLIsHiddenKey;                 // boolean: the name begins with "."
+extern ORV_EXPORT const NSString NSURLFileSizeKey;                 // bytes; nil for anything but a regular file
+extern ORV_EXPORT const NSString NSURLContentModificationDateKey;  // date
+extern ORV_EXPORT const NSString NSURLCreationDateKey;             // date; nil where the file system keeps none
+extern ORV_EXPORT const NSString NSURLTagNamesKey;       // array of strings; nil when there are no tags
+extern ORV_EXPORT const NSString NSURLVolumeIsLocalKey;  // boolean: not on a network file system
 
 // A URL or relative reference of RFC 3986, most often the place of a file.
 //

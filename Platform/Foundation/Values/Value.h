@@ -27,9 +27,9 @@ namespace detail {
 struct Access;
 
 template <class T>
-concept Integer = std::integral<T> && !std::same_as<T, bool> && !std::same_as<T, char> &&
-                  !std::same_as<T, wchar_t> && !std::same_as<T, char8_t> && !std::same_as<T, char16_t> &&
-                  !std::same_as<T, char32_t>;
+concept Integer =
+    std::integral<T> && !std::same_as<T, bool> && !std::same_as<T, char> && !std::same_as<T, wchar_t> &&
+    !std::same_as<T, char8_t> && !std::same_as<T, char16_t> && !std::same_as<T, char32_t>;
 
 // The letter by which a boxed number remembers the C type it was made from.
 template <class T>
@@ -77,8 +77,8 @@ class ORV_EXPORT Value {
   Value(std::u16string_view utf16);
 
   template <class T>
-    requires std::derived_from<T, NSObject>
-  Value(const Ref<T>& object) noexcept;
+  requires std::derived_from<T, NSObject> Value(const Ref<T>& object)
+  noexcept;
 
   template <class T>
   Value(T*) = delete;  // a pointer would become true
@@ -184,7 +184,8 @@ class ORV_EXPORT Value {
  private:
   template <class T>
   static constexpr Kind integerKind(T n) {
-    return std::is_unsigned_v<T> && sizeof(T) == 8 && n > static_cast<uint64_t>(INT64_MAX) ? Kind::UInt : Kind::Int;
+    return std::is_unsigned_v<T> && sizeof(T) == 8 && n > static_cast<uint64_t>(INT64_MAX) ? Kind::UInt
+                                                                                           : Kind::Int;
   }
   template <class T>
   static constexpr char integerType(T n) {

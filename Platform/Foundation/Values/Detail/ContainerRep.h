@@ -82,6 +82,7 @@ struct TableRep : ContainerRep {
   friend void destroyTable(TableRep* rep) noexcept;
   void adopt(void* memory, size_t capacity) noexcept;
   void freeOutside() noexcept;
+  void makeRoom();
   void note(uint32_t hash, size_t entry) noexcept;
 
   uint32_t inlineCapacity_;
@@ -94,7 +95,8 @@ inline ArrayRep* arrayRep(const Value& v) noexcept {
   return v.kind() == Kind::Array ? static_cast<ArrayRep*>(Access::heap(v)) : nullptr;
 }
 inline TableRep* tableRep(const Value& v) noexcept {
-  return v.kind() >= Kind::Set && v.kind() <= Kind::Dictionary ? static_cast<TableRep*>(Access::heap(v)) : nullptr;
+  return v.kind() >= Kind::Set && v.kind() <= Kind::Dictionary ? static_cast<TableRep*>(Access::heap(v))
+                                                               : nullptr;
 }
 
 }  // namespace orv::detail

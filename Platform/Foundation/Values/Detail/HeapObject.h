@@ -14,10 +14,10 @@ namespace orv::detail {
 
 struct HeapObject {
   enum Flag : uint8_t {
-    Mutable = 1,     // a container that can change
-    Wide = 2,        // a string of 16-bit units
-    NotAscii = 4,    // an 8-bit string with units above 0x7F
-    Slice = 8,       // the contents lie in another heap object
+    Mutable = 1,   // a container that can change
+    Wide = 2,      // a string of 16-bit units
+    NotAscii = 4,  // an 8-bit string with units above 0x7F
+    Slice = 8,     // the contents lie in another heap object
   };
 
   explicit HeapObject(Kind k, uint8_t f = 0) noexcept : kind(k), flags(f) {}

@@ -1,5 +1,7 @@
 #include "Platform/Foundation/Values/Detail/Pool.h"
 
+#include <pthread.h>
+
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -63,7 +65,7 @@ class Depot {
  public:
   static Depot& shared() {
     alignas(Depot) static char storage[sizeof(Depot)];
-    static Depot* const depot = new (storage) Depot;
+    static Depot* const depot = makeSafeToFork(new (storage) Depot);
     return *depot;
   }
 
@@ -97,6 +99,15 @@ class Depot {
   }
 
  private:
+  // A child forked while another thread holds the lock could never take it: the lock is held across every fork.
+  static Depot* makeSafeToFork(Depot* depot) {
+    forked_ = depot;
+    ::pthread_atfork([] { forked_->mutex_.lock(); }, [] { forked_->mutex_.unlock(); },
+                     [] { forked_->mutex_.unlock(); });
+    return depot;
+  }
+
+  static inline Depot* forked_ = nullptr;
   std::mutex mutex_;  // guards everything below
   std::array<Block*, kClasses> chains_{};
   std::array<Rest, 64> rests_{};

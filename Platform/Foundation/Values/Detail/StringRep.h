@@ -5,6 +5,7 @@
 #include <span>
 #include <string_view>
 
+#include "Platform/Foundation/Text/Unicode.h"
 #include "Platform/Foundation/Values/NSString.h"
 
 // How strings lie in memory, and the means by which the library's own units read and build them.
@@ -40,9 +41,42 @@ struct StringRep : HeapObject {
   friend struct StringFactory;
 };
 
-void destroyString(StringRep* rep) noexcept;
-size_t hashOfString(const StringRep* rep) noexcept;
-bool equalStrings(const StringRep* a, const StringRep* b) noexcept;
+ORV_EXPORT void destroyString(StringRep* rep) noexcept;
+
+// A hash of the units, cached in the string: below 2^32, never 0, the same in every run.
+ORV_EXPORT size_t hashOfString(const StringRep* rep) noexcept;
+ORV_EXPORT bool equalStrings(const StringRep* a, const StringRep* b) noexcept;
+
+// Where strings come from. Whoever fills a fresh string keeps the canonical form: wide only when some
+// unit is 0x100 or more, NotAscii on every narrow string that may hold a unit above 0x7F.
+struct ORV_EXPORT StringFactory {
+  // Slices shorter than this, or than a quarter of the text they lie in, are copied: a small part never
+  // keeps a large text alive.
+  static constexpr size_t kSmallestSlice = 64;
+
+  static constexpr size_t bytesFor(size_t length, bool wide) {
+    return StringRep::kInlineOffset + (wide ? length * 2 : length);
+  }
+  // A string with room for its units, which are not set. Throws std::bad_alloc when there is none.
+  static StringRep* allocate(size_t length, bool wide, uint8_t flags = 0);
+  // Writes a string's header into a block of at least bytesFor(length, wide) bytes from the pool. A block
+  // of more than kPoolLargest bytes may have room to spare.
+  static StringRep* place(void* block, size_t length, uint8_t flags) noexcept;
+  // The one empty string.
+  static NSString empty();
+  static NSString adopt(StringRep* rep) noexcept { return Access::cast<NSString>(Access::adopt(rep)); }
+
+  static NSString ascii(const void* units, size_t length);
+  static NSString narrow(const uint8_t* units, size_t length);
+  // Answers the narrow form when all units allow it.
+  static NSString fromUnits(const char16_t* units, size_t length);
+  static NSString fromUtf8(std::string_view bytes, IllFormed policy);
+  // Part of a string; the caller has checked the range.
+  static NSString part(const NSString& text, size_t location, size_t length);
+
+ private:
+  static NSString share(StringRep* parent, const void* units, size_t length, uint8_t flags);
+};
 
 // The units of a string, whatever their width. Valid while the string lives; a nil string has none.
 struct Units {
@@ -63,6 +97,9 @@ inline Units unitsOf(const NSString& s) noexcept {
   const StringRep* rep = stringRep(s);
   return rep ? Units{rep->units(), rep->length, rep->wide()} : Units{};
 }
+
+// Raises NSRangeException when the range does not lie within the text.
+void requireRange(const NSString& text, NSRange range);
 
 // Calls f with a pointer to the units in their own width and their number.
 template <class F>

@@ -4,12 +4,13 @@
 #include <cstdint>
 #include <string_view>
 
-#include "Platform/Foundation/Values/NSString.h"
+#include "Platform/Foundation/Values/Detail/StringRep.h"
 
 // How URLs lie in memory, and the means by which the library's own units read and build them.
 namespace orv::detail {
 
-// A part of a URL's text; absent and empty are different ("http://h" has no query, "http://h?" has an empty one).
+// A part of a URL's text; absent and empty are different ("http://h" has no query, "http://h?" has an empty
+// one).
 struct URLPart {
   static constexpr uint32_t kAbsent = UINT32_MAX;
 

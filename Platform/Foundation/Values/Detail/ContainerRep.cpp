@@ -1,0 +1,237 @@
+#include "Platform/Foundation/Values/Detail/ContainerRep.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+#include <memory>
+#include <new>
+
+#include "Platform/Foundation/Values/Detail/Pool.h"
+#include "Platform/Foundation/Values/Detail/StringRep.h"
+#include "Platform/Foundation/Values/NSException.h"
+
+namespace orv::detail {
+namespace {
+
+// Values are moved as bytes: a Value has no pointer to itself.
+void relocate(Value* to, const Value* from, size_t n) noexcept {
+  if (n != 0) std::memmove(static_cast<void*>(to), static_cast<const void*>(from), n * sizeof(Value));
+}
+
+size_t arrayBytes(size_t inlineCapacity) { return sizeof(ArrayRep) + inlineCapacity * sizeof(Value); }
+
+// Above eight entries a table has an index, at most three quarters full.
+constexpr size_t kUnindexed = 8;
+size_t slotsFor(size_t capacity) {
+  return capacity <= kUnindexed ? 0 : std::bit_ceil(capacity + capacity / 3 + 1);
+}
+size_t bodyBytes(size_t capacity, size_t width) {
+  return capacity * width * sizeof(Value) + slotsFor(capacity) * sizeof(TableRep::Slot);
+}
+
+// Above this a container made at a known size gets a block of its own for its elements at once.
+constexpr size_t kLargestInline = 1 << 20;
+
+constexpr size_t kLargestTable = UINT32_MAX / 2;
+
+uint32_t tableHash(const Value& key) {
+  const size_t h = key.hash();
+  return static_cast<uint32_t>(h ^ h >> 32);
+}
+
+// Equality with the usual case first: two strings.
+bool sameKey(const Value& a, const Value& b) {
+  if (a.isSame(b)) return true;
+  if (a.kind() == Kind::String && b.kind() == Kind::String) return equalStrings(stringRep(a), stringRep(b));
+  return a.isEqual(b);
+}
+
+}  // namespace
+
+void raiseMutated(const ContainerRep* rep) {
+  const char* name = rep->kind == Kind::Array        ? "NSArray"
+                     : rep->kind == Kind::Dictionary ? "NSDictionary"
+                                                     : "NSSet";
+  NSException::raise(NSGenericException,
+                     NSString::stringWithFormat("*** Collection <%s: %p> was mutated while being enumerated.",
+                                                name, static_cast<const void*>(rep)));
+}
+
+// ---- Arrays
+
+ArrayRep::ArrayRep(size_t inlineCapacity, bool isMutable) noexcept
+    : ContainerRep(Kind::Array, isMutable ? Mutable : 0),
+      capacity(inlineCapacity),
+      items(inlineItems()),
+      inlineCapacity_(inlineCapacity) {}
+
+ArrayRep* ArrayRep::make(size_t capacity, bool isMutable) {
+  const size_t inlineCapacity = capacity <= kLargestInline ? capacity : 0;
+  auto* rep = new (poolAllocate(arrayBytes(inlineCapacity))) ArrayRep(inlineCapacity, isMutable);
+  rep->reserve(capacity);
+  return rep;
+}
+
+void ArrayRep::reserve(size_t wanted) {
+  if (wanted <= capacity) return;
+  auto* grown = static_cast<Value*>(poolAllocate(wanted * sizeof(Value)));
+  relocate(grown, items, count);
+  if (!isInline()) poolFree(items, capacity * sizeof(Value));
+  items = grown;
+  capacity = wanted;
+}
+
+void ArrayRep::append(Value v) {
+  if (count == capacity) reserve(std::max<size_t>(8, capacity * 2));
+  new (&items[count]) Value(std::move(v));
+  ++count;
+  ++mutations;
+}
+
+Value& ArrayRep::openGap(size_t index) {
+  if (count == capacity) reserve(std::max<size_t>(8, capacity * 2));
+  relocate(items + index + 1, items + index, count - index);
+  ++count;
+  ++mutations;
+  return *new (&items[index]) Value();
+}
+
+void ArrayRep::erase(size_t index) {
+  const Value removed(std::move(items[index]));  // ends after the array is whole again
+  relocate(items + index, items + index + 1, count - index - 1);
+  --count;
+  ++mutations;
+}
+
+void ArrayRep::clear() noexcept {
+  const size_t n = std::exchange(count, 0);
+  ++mutations;
+  std::destroy_n(items, n);
+}
+
+void destroyArray(ArrayRep* rep) noexcept {
+  std::destroy_n(rep->items, rep->count);
+  if (!rep->isInline()) poolFree(rep->items, rep->capacity * sizeof(Value));
+  poolFree(rep, arrayBytes(rep->inlineCapacity_));
+}
+
+// ---- Tables
+
+TableRep::TableRep(Kind kind, size_t inlineCapacity, bool isMutable) noexcept
+    : ContainerRep(kind, isMutable ? Mutable : 0),
+      width(kind == Kind::Set ? 1 : 2),
+      inlineCapacity_(static_cast<uint32_t>(inlineCapacity)) {
+  adopt(this + 1, inlineCapacity);
+}
+
+// Lays entries and index out in fresh memory, empty.
+void TableRep::adopt(void* memory, size_t room) noexcept {
+  entries = static_cast<Value*>(memory);
+  capacity = static_cast<uint32_t>(room);
+  const size_t slotCount = slotsFor(room);
+  slots = slotCount ? reinterpret_cast<Slot*>(entries + room * width) : nullptr;
+  slotMask = slotCount ? static_cast<uint32_t>(slotCount - 1) : 0;
+  if (slots) std::memset(static_cast<void*>(slots), 0, slotCount * sizeof(Slot));
+}
+
+TableRep* TableRep::make(Kind kind, size_t capacity, bool isMutable) {
+  const size_t width = kind == Kind::Set ? 1 : 2;
+  const size_t inlineCapacity = capacity <= kLargestInline ? capacity : 0;
+  void* memory = poolAllocate(sizeof(TableRep) + bodyBytes(inlineCapacity, width));
+  auto* rep = new (memory) TableRep(kind, inlineCapacity, isMutable);
+  rep->reserve(capacity);
+  return rep;
+}
+
+void TableRep::freeOutside() noexcept {
+  if (static_cast<void*>(entries) != static_cast<void*>(this + 1))
+    poolFree(entries, bodyBytes(capacity, width));
+}
+
+// Moves the live entries to a new body, and so forgets the removed ones.
+void TableRep::reserve(size_t wanted) {
+  if (wanted <= capacity && count == used) return;
+  if (wanted > kLargestTable)
+    NSException::raise(NSGenericException, "*** A collection holds at most 2^31 - 1 entries.");
+  const size_t room = std::max<size_t>(wanted, capacity);
+  void* memory = poolAllocate(bodyBytes(room, width));
+  Value* const oldEntries = entries;
+  const uint32_t oldUsed = used;
+  const auto freeOld = [this, old = static_cast<void*>(entries), bytes = bodyBytes(capacity, width)] {
+    if (old != static_cast<void*>(this + 1)) poolFree(old, bytes);
+  };
+  adopt(memory, room);
+  used = 0;
+  for (size_t i = 0; i < oldUsed; ++i) {
+    Value* entry = oldEntries + i * width;
+    if (entry->isNil()) continue;
+    relocate(entries + used * width, entry, width);
+    if (slots) note(tableHash(key(used)), used);
+    ++used;
+  }
+  freeOld();
+}
+
+void TableRep::note(uint32_t hash, size_t entry) noexcept {
+  size_t at = hash & slotMask;
+  while (slots[at].entry != 0) at = (at + 1) & slotMask;
+  slots[at] = {hash, static_cast<uint32_t>(entry + 1)};
+}
+
+size_t TableRep::find(const Value& wanted) const {
+  if (!slots) {
+    for (size_t i = 0; i < used; ++i)
+      if (!key(i).isNil() && sameKey(key(i), wanted)) return i;
+    return kNone;
+  }
+  const uint32_t hash = tableHash(wanted);
+  for (size_t at = hash & slotMask; slots[at].entry != 0; at = (at + 1) & slotMask) {
+    if (slots[at].hash != hash) continue;
+    const size_t i = slots[at].entry - 1;
+    if (!key(i).isNil() && sameKey(key(i), wanted)) return i;
+  }
+  return kNone;
+}
+
+// Drops the removed entries when they are a quarter of all, else doubles the room.
+void TableRep::makeRoom() {
+  const bool sparse = count <= used - used / 4 && count < used;
+  reserve(sparse ? capacity : std::max<size_t>(kUnindexed, capacity * size_t{2}));
+}
+
+size_t TableRep::findOrAdd(const Value& wanted, bool& added) {
+  const size_t found = find(wanted);
+  added = found == kNone;
+  if (!added) return found;
+  Value stored = wanted.copy();
+  if (used == capacity) makeRoom();
+  if (slots) note(tableHash(stored), used);
+  new (&key(used)) Value(std::move(stored));
+  if (width == 2) new (&value(used)) Value();
+  ++count;
+  ++mutations;
+  return used++;
+}
+
+void TableRep::erase(size_t entry) noexcept {
+  const Value removedKey = std::exchange(key(entry), Value());
+  const Value removedValue = width == 2 ? std::exchange(value(entry), Value()) : Value();
+  --count;
+  ++mutations;
+}
+
+void TableRep::clear() noexcept {
+  const size_t n = std::exchange(used, 0) * width;
+  count = 0;
+  ++mutations;
+  if (slots) std::memset(static_cast<void*>(slots), 0, (size_t{slotMask} + 1) * sizeof(Slot));
+  std::destroy_n(entries, n);
+}
+
+void destroyTable(TableRep* rep) noexcept {
+  std::destroy_n(rep->entries, size_t{rep->used} * rep->width);
+  rep->freeOutside();
+  poolFree(rep, sizeof(TableRep) + bodyBytes(rep->inlineCapacity_, rep->width));
+}
+
+}  // namespace orv::detail

@@ -1,0 +1,220 @@
+#include "Platform/Foundation/Values/NSNumber.h"
+
+#include <charconv>
+#include <cmath>
+#include <limits>
+
+#include "Platform/Foundation/Values/Detail/DecimalRep.h"
+#include "Platform/Foundation/Values/NSDecimal.h"
+
+using namespace orv;
+
+namespace {
+
+__extension__ typedef __int128 Int128;
+
+constexpr double kTwo63 = 9223372036854775808.0;
+constexpr double kTwo64 = 18446744073709551616.0;
+
+bool isInteger(const Value& v) { return v.kind() >= Kind::Bool && v.kind() <= Kind::UInt; }
+bool isDecimal(const Value& v) { return v.kind() == Kind::Decimal || v.kind() == Kind::BigDecimal; }
+
+uint64_t bitsOf(const Value& v) { return detail::Access::bits(v); }
+double doubleOf(const Value& v) { return __builtin_bit_cast(double, bitsOf(v)); }
+
+Int128 integerOf(const Value& v) {
+  return v.kind() == Kind::UInt ? static_cast<Int128>(bitsOf(v))
+                                : static_cast<Int128>(static_cast<int64_t>(bitsOf(v)));
+}
+
+template <class T>
+NSComparisonResult order(const T& a, const T& b) {
+  return a < b ? NSOrderedAscending : b < a ? NSOrderedDescending : NSOrderedSame;
+}
+
+NSComparisonResult opposite(NSComparisonResult result) { return static_cast<NSComparisonResult>(-result); }
+
+// A double's not-a-number lies between the negative numbers and zero.
+NSComparisonResult compareDoubles(double a, double b) {
+  if (std::isnan(a) && std::isnan(b)) return NSOrderedSame;
+  if (std::isnan(a)) return b < 0 ? NSOrderedDescending : NSOrderedAscending;
+  if (std::isnan(b)) return a < 0 ? NSOrderedAscending : NSOrderedDescending;
+  return order(a, b);
+}
+
+// Exact: the double is never rounded to an integer, nor the integer to a double.
+NSComparisonResult compareIntegerWithDouble(Int128 n, double d) {
+  if (std::isnan(d)) return n < 0 ? NSOrderedAscending : NSOrderedDescending;
+  if (d >= kTwo64) return NSOrderedAscending;
+  if (d < -kTwo63) return NSOrderedDescending;
+  const double whole = std::trunc(d);
+  const NSComparisonResult result = order(n, static_cast<Int128>(whole));
+  return result != NSOrderedSame ? result : order(whole, d);
+}
+
+NSDecimal decimalOfInteger(const Value& v) {
+  return v.kind() == Kind::UInt ? NSDecimal::fromUInt64(bitsOf(v))
+                                : NSDecimal::fromInt64(static_cast<int64_t>(bitsOf(v)));
+}
+
+bool isWhole64(double d) { return d == std::trunc(d) && d >= -kTwo63 && d < kTwo64; }
+
+// Whole doubles of up to 64 bits stand for themselves, others for their shortest text.
+NSDecimal decimalOfDouble(double d) {
+  if (!isWhole64(d)) return NSDecimal::fromDouble(d);
+  return d < 0 ? NSDecimal::fromInt64(static_cast<int64_t>(d))
+               : NSDecimal::fromUInt64(static_cast<uint64_t>(d));
+}
+
+NSComparisonResult compareDecimalWithDouble(const NSDecimal& a, double d) {
+  if (a.notANumber) return NSOrderedAscending;
+  if (std::isnan(d)) return a.negative ? NSOrderedAscending : NSOrderedDescending;
+  const NSDecimal b = decimalOfDouble(d);
+  if (!b.notANumber) return a.compare(b);
+  // Beyond the decimal range: larger than every amount, or closer to zero than any but zero itself.
+  const NSComparisonResult sign = d < 0 ? NSOrderedDescending : NSOrderedAscending;
+  if (std::abs(d) > 1 || a.isZero()) return sign;
+  return a.negative ? NSOrderedAscending : NSOrderedDescending;
+}
+
+NSComparisonResult compareDecimal(const Value& a, const Value& b) {
+  const NSDecimal x = detail::decimalOf(a);
+  if (isDecimal(b)) return x.compare(detail::decimalOf(b));
+  if (isInteger(b)) return x.compare(decimalOfInteger(b));
+  return compareDecimalWithDouble(x, doubleOf(b));
+}
+
+size_t hashOfBits(uint64_t bits) {
+  const uint64_t h = bits * 0x9E3779B97F4A7C15u;
+  return h ^ h >> 32;
+}
+
+size_t hashOfDouble(double d) {
+  if (isWhole64(d))
+    return hashOfBits(d < 0 ? static_cast<uint64_t>(static_cast<int64_t>(d)) : static_cast<uint64_t>(d));
+  return hashOfBits(std::isnan(d) ? 0x7FF8000000000000u : __builtin_bit_cast(uint64_t, d));
+}
+
+size_t hashOfDecimal(const NSDecimal& d) {
+  if (d.notANumber) return hashOfBits(0x7FF8000000000001u);
+  const bool fits = d.isInteger() && d.compare(NSDecimal::fromUInt64(UINT64_MAX)) != NSOrderedDescending &&
+                    d.compare(NSDecimal::fromInt64(INT64_MIN)) != NSOrderedAscending;
+  return fits ? hashOfBits(d.toUInt64()) : hashOfDouble(d.toDouble());
+}
+
+int64_t clampToSigned(double d) {
+  if (std::isnan(d)) return 0;
+  if (d >= kTwo63) return INT64_MAX;
+  if (d < -kTwo63) return INT64_MIN;
+  return static_cast<int64_t>(d);
+}
+
+uint64_t clampToUnsigned(double d) {
+  if (d >= kTwo64) return UINT64_MAX;
+  return d >= 0 ? static_cast<uint64_t>(d) : static_cast<uint64_t>(clampToSigned(d));
+}
+
+NSString textOfDouble(double d, int digits) {
+  if (std::isnan(d)) return "nan";
+  if (std::isinf(d)) return d < 0 ? "-inf" : "inf";
+  char buffer[40];
+  const auto end = std::to_chars(buffer, std::end(buffer), d, std::chars_format::general, digits).ptr;
+  return std::string_view(buffer, static_cast<size_t>(end - buffer));
+}
+
+template <class T>
+NSString textOfInteger(T n) {
+  char buffer[24];
+  const auto end = std::to_chars(buffer, std::end(buffer), n).ptr;
+  return std::string_view(buffer, static_cast<size_t>(end - buffer));
+}
+
+}  // namespace
+
+bool NSNumber::boolValue() const noexcept {
+  switch (kind()) {
+    case Kind::Bool:
+    case Kind::Int:
+    case Kind::UInt: return bits_ != 0;
+    case Kind::Double: return doubleOf(*this) != 0;
+    case Kind::Decimal:
+    case Kind::BigDecimal: {
+      const NSDecimal d = detail::decimalOf(*this);
+      return !d.isZero() && !d.notANumber;
+    }
+    default: return false;
+  }
+}
+
+int64_t NSNumber::longLongValue() const noexcept {
+  if (isInteger(*this)) return static_cast<int64_t>(bits_);
+  if (kind() == Kind::Double) return clampToSigned(doubleOf(*this));
+  return isDecimal() ? detail::decimalOf(*this).toInt64() : 0;
+}
+
+uint64_t NSNumber::unsignedLongLongValue() const noexcept {
+  if (isInteger(*this)) return bits_;
+  if (kind() == Kind::Double) return clampToUnsigned(doubleOf(*this));
+  return isDecimal() ? detail::decimalOf(*this).toUInt64() : 0;
+}
+
+double NSNumber::doubleValue() const noexcept {
+  if (kind() == Kind::Double) return doubleOf(*this);
+  if (kind() == Kind::UInt) return static_cast<double>(bits_);
+  if (isInteger(*this)) return static_cast<double>(static_cast<int64_t>(bits_));
+  return isDecimal() ? detail::decimalOf(*this).toDouble() : 0;
+}
+
+NSDecimal NSNumber::decimalValue() const {
+  if (isDecimal()) return detail::decimalOf(*this);
+  if (kind() == Kind::Double) return decimalOfDouble(doubleOf(*this));
+  return isInteger(*this) ? decimalOfInteger(*this) : NSDecimal();
+}
+
+NSString NSNumber::stringValue() const {
+  switch (kind()) {
+    case Kind::Bool:
+    case Kind::Int: return textOfInteger(static_cast<int64_t>(bits_));
+    case Kind::UInt: return textOfInteger(bits_);
+    case Kind::Double: return textOfDouble(doubleOf(*this), detail::Access::type(*this) == 'f' ? 7 : 16);
+    case Kind::Decimal:
+    case Kind::BigDecimal: {
+      char buffer[NSDecimal::kMaxTextLength];
+      const char* end = detail::decimalOf(*this).writeText(buffer);
+      return std::string_view(buffer, static_cast<size_t>(end - buffer));
+    }
+    default: return nil;
+  }
+}
+
+const char* NSNumber::objCType() const noexcept {
+  switch (detail::Access::type(*this)) {
+    case 'c': return "c";
+    case 's': return "s";
+    case 'i': return "i";
+    case 'q': return "q";
+    case 'Q': return "Q";
+    case 'f': return "f";
+    default: return isNil() ? nullptr : "d";
+  }
+}
+
+namespace orv::detail {
+
+NSComparisonResult compareNumbers(const Value& a, const Value& b) noexcept {
+  if (isDecimal(a)) return compareDecimal(a, b);
+  if (isDecimal(b)) return opposite(compareDecimal(b, a));
+  if (isInteger(a) && isInteger(b)) return order(integerOf(a), integerOf(b));
+  if (isInteger(a)) return compareIntegerWithDouble(integerOf(a), doubleOf(b));
+  if (isInteger(b)) return opposite(compareIntegerWithDouble(integerOf(b), doubleOf(a)));
+  return compareDoubles(doubleOf(a), doubleOf(b));
+}
+
+bool equalNumbers(const Value& a, const Value& b) noexcept { return compareNumbers(a, b) == NSOrderedSame; }
+
+size_t hashOfNumber(const Value& number) noexcept {
+  if (isInteger(number)) return hashOfBits(bitsOf(number));
+  return isDecimal(number) ? hashOfDecimal(decimalOf(number)) : hashOfDouble(doubleOf(number));
+}
+
+}  // namespace orv::detail

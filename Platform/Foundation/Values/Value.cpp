@@ -1,0 +1,261 @@
+#include "Platform/Foundation/Values/Value.h"
+
+#include <ostream>
+#include <utility>
+#include <vector>
+
+#include "Platform/Foundation/Values/Detail/ContainerRep.h"
+#include "Platform/Foundation/Values/Detail/DataRep.h"
+#include "Platform/Foundation/Values/Detail/StringRep.h"
+#include "Platform/Foundation/Values/Detail/URLRep.h"
+#include "Platform/Foundation/Values/NSArray.h"
+#include "Platform/Foundation/Values/NSDate.h"
+#include "Platform/Foundation/Values/NSDictionary.h"
+#include "Platform/Foundation/Values/NSException.h"
+#include "Platform/Foundation/Values/NSNull.h"
+#include "Platform/Foundation/Values/NSNumber.h"
+#include "Platform/Foundation/Values/NSSet.h"
+#include "Platform/Foundation/Values/NSString.h"
+
+namespace orv {
+namespace {
+
+using detail::arrayRep;
+using detail::ArrayRep;
+using detail::tableRep;
+using detail::TableRep;
+
+// Pairs whose equality is still open. A worklist instead of recursion: nesting has no limit.
+using OpenPairs = std::vector<std::pair<const Value*, const Value*>>;
+
+bool isSetKind(Kind kind) { return kind == Kind::Set || kind == Kind::CountedSet; }
+
+bool equalArrays(const ArrayRep* a, const ArrayRep* b, OpenPairs& open) {
+  if (a->count != b->count) return false;
+  for (size_t i = a->count; i-- > 0;) open.emplace_back(&a->items[i], &b->items[i]);
+  return true;
+}
+
+bool equalDictionaries(const TableRep* a, const TableRep* b, OpenPairs& open) {
+  if (a->count != b->count) return false;
+  for (size_t i = a->nextLive(0); i < a->used; i = a->nextLive(i + 1)) {
+    const size_t other = b->find(a->key(i));
+    if (other == TableRep::kNone) return false;
+    open.emplace_back(&a->value(i), &b->value(other));
+  }
+  return true;
+}
+
+bool equalSets(const TableRep* a, const TableRep* b) {
+  if (a->count != b->count) return false;
+  const bool counted = a->kind == Kind::CountedSet && b->kind == Kind::CountedSet;
+  for (size_t i = a->nextLive(0); i < a->used; i = a->nextLive(i + 1)) {
+    const size_t other = b->find(a->key(i));
+    if (other == TableRep::kNone || (counted && !a->value(i).isSame(b->value(other)))) return false;
+  }
+  return true;
+}
+
+NSObject* objectOf(const Value& v) {
+  return v.kind() == Kind::Object ? static_cast<NSObject*>(detail::Access::heap(v)) : nullptr;
+}
+
+// Whether two values that are not the same are equal; the parts of arrays and dictionaries go to the worklist.
+bool equalNow(const Value& a, const Value& b, OpenPairs& open) {
+  if (NSNumber::accepts(a) && NSNumber::accepts(b)) return detail::equalNumbers(a, b);
+  if (const NSObject* object = objectOf(a)) return object->isEqual(b);
+  if (const NSObject* object = objectOf(b)) return object->isEqual(a);
+  if (isSetKind(a.kind()) && isSetKind(b.kind())) return equalSets(tableRep(a), tableRep(b));
+  if (a.kind() != b.kind()) return false;
+  switch (a.kind()) {
+    case Kind::Date:
+      return a.as<NSDate>().timeIntervalSinceReferenceDate() == b.as<NSDate>().timeIntervalSinceReferenceDate();
+    case Kind::String: return detail::equalStrings(detail::stringRep(a), detail::stringRep(b));
+    case Kind::Data: return detail::equalData(detail::Access::heap(a), detail::Access::heap(b));
+    case Kind::URL: return detail::equalURLs(detail::Access::heap(a), detail::Access::heap(b));
+    case Kind::Array: return equalArrays(arrayRep(a), arrayRep(b), open);
+    case Kind::Dictionary: return equalDictionaries(tableRep(a), tableRep(b), open);
+    default: return false;  // nil; null and numbers are settled above
+  }
+}
+
+bool equalDeeply(const Value& a, const Value& b) {
+  OpenPairs open;
+  if (!equalNow(a, b, open)) return false;
+  while (!open.empty()) {
+    const auto [x, y] = open.back();
+    open.pop_back();
+    if (!x->isSame(*y) && !equalNow(*x, *y, open)) return false;
+  }
+  return true;
+}
+
+// The count and the first few leaves, so that hashing a large or deep container stays cheap.
+size_t mix(size_t h, size_t next) { return (h ^ next) * 0x9E3779B97F4A7C15u; }
+
+size_t shallowHash(const Value& v) {
+  return v.kind() >= Kind::Array && v.kind() <= Kind::Dictionary ? size_t{v.count()} : v.hash();
+}
+
+size_t hashOfArray(const ArrayRep* rep) {
+  size_t h = mix(1, rep->count);
+  for (size_t i = 0; i < rep->count && i < 4; ++i) h = mix(h, shallowHash(rep->items[i]));
+  return h;
+}
+
+// Independent of the order of the entries.
+size_t hashOfTable(const TableRep* rep) {
+  size_t sum = 0;
+  if (rep->count <= 16)
+    for (size_t i = rep->nextLive(0); i < rep->used; i = rep->nextLive(i + 1)) sum += shallowHash(rep->key(i));
+  return mix(sum, rep->count);
+}
+
+[[noreturn]] void raiseNoOrder(const Value& a, const Value& b) {
+  NSException::raise(NSInvalidArgumentException,
+                     NSString::stringWithFormat("-[%@ compare:]: there is no order between %@ and %@",
+                                                a.className(), a.className(), b.className()));
+}
+
+NSComparisonResult compareDates(const NSDate& a, const NSDate& b) {
+  const double x = a.timeIntervalSinceReferenceDate();
+  const double y = b.timeIntervalSinceReferenceDate();
+  return x < y ? NSOrderedAscending : x > y ? NSOrderedDescending : NSOrderedSame;
+}
+
+Value copyOfArray(const ArrayRep* rep, bool isMutable) {
+  ArrayRep* result = ArrayRep::make(rep->count, isMutable);
+  for (size_t i = 0; i < rep->count; ++i) result->append(rep->items[i]);
+  return detail::Access::adopt(result);
+}
+
+Value copyOfTable(const TableRep* rep, bool isMutable) {
+  TableRep* result = TableRep::make(rep->kind, rep->count, isMutable);
+  Value owner = detail::Access::adopt(result);
+  for (size_t i = rep->nextLive(0); i < rep->used; i = rep->nextLive(i + 1)) {
+    bool added = false;
+    const size_t at = result->findOrAdd(rep->key(i), added);
+    if (rep->width == 2) result->value(at) = rep->value(i);
+  }
+  return owner;
+}
+
+Value valuesForKey(const Value& collection, const NSString& key) {
+  const auto valueOrNull = [&](const Value& element) {
+    Value v = element.valueForKey(key);
+    return v.isNil() ? Value(NSNull::null()) : v;
+  };
+  if (const NSArray array = collection.as<NSArray>()) {
+    NSMutableArray result = NSMutableArray::arrayWithCapacity(array.count());
+    for (const Value& element : array) result.addObject(valueOrNull(element));
+    return result.copy();
+  }
+  NSMutableSet result = NSMutableSet::set();
+  for (const Value& element : collection.as<NSSet>()) result.addObject(valueOrNull(element));
+  return result.copy();
+}
+
+const char* containerName(const Value& v) {
+  const bool isMutable = detail::Access::heap(v)->has(detail::HeapObject::Mutable);
+  switch (v.kind()) {
+    case Kind::Array: return isMutable ? "NSMutableArray" : "NSArray";
+    case Kind::Set: return isMutable ? "NSMutableSet" : "NSSet";
+    case Kind::CountedSet: return "NSCountedSet";
+    default: return isMutable ? "NSMutableDictionary" : "NSDictionary";
+  }
+}
+
+}  // namespace
+
+bool Value::isEqual(const Value& other) const {
+  if (isNil() || other.isNil()) return false;
+  return isSame(other) || equalDeeply(*this, other);
+}
+
+size_t Value::hash() const {
+  switch (kind()) {
+    case Kind::Nil: return 0;
+    case Kind::Null: return 0x6E756C6C;
+    case Kind::Bool:
+    case Kind::Int:
+    case Kind::UInt:
+    case Kind::Double:
+    case Kind::Decimal:
+    case Kind::BigDecimal: return detail::hashOfNumber(*this);
+    case Kind::Date: return mix(0x64617465, std::hash<double>{}(as<NSDate>().timeIntervalSinceReferenceDate()));
+    case Kind::String: return detail::hashOfString(detail::stringRep(*this));
+    case Kind::Data: return detail::hashOfData(heap());
+    case Kind::URL: return detail::hashOfURL(heap());
+    case Kind::Array: return hashOfArray(arrayRep(*this));
+    case Kind::Set:
+    case Kind::CountedSet:
+    case Kind::Dictionary: return hashOfTable(tableRep(*this));
+    case Kind::Object: return objectOf(*this)->hash();
+  }
+  __builtin_unreachable();
+}
+
+NSComparisonResult Value::compare(const Value& other) const {
+  if (isNil() || other.isNil())
+    return isNil() ? (other.isNil() ? NSOrderedSame : NSOrderedAscending) : NSOrderedDescending;
+  if (NSNumber::accepts(*this) && NSNumber::accepts(other)) return detail::compareNumbers(*this, other);
+  if (kind() != other.kind()) raiseNoOrder(*this, other);
+  if (kind() == Kind::String) return as<NSString>().compare(other.as<NSString>());
+  if (kind() == Kind::Date) return compareDates(as<NSDate>(), other.as<NSDate>());
+  raiseNoOrder(*this, other);
+}
+
+NSString Value::className() const {
+  switch (kind()) {
+    case Kind::Nil: return nil;
+    case Kind::Null: return "NSNull";
+    case Kind::Bool:
+    case Kind::Int:
+    case Kind::UInt:
+    case Kind::Double: return "NSNumber";
+    case Kind::Date: return "NSDate";
+    case Kind::Decimal:
+    case Kind::BigDecimal: return "NSDecimalNumber";
+    case Kind::String: return "NSString";
+    case Kind::Data: return "NSData";
+    case Kind::URL: return "NSURL";
+    case Kind::Array:
+    case Kind::Set:
+    case Kind::CountedSet:
+    case Kind::Dictionary: return containerName(*this);
+    case Kind::Object: return objectOf(*this)->className();
+  }
+  __builtin_unreachable();
+}
+
+Value Value::copy() const {
+  const detail::HeapObject* object = isHeap() ? heap() : nullptr;
+  if (!object || !object->has(detail::HeapObject::Mutable)) return *this;
+  if (kind() == Kind::Array) return copyOfArray(arrayRep(*this), false);
+  return copyOfTable(tableRep(*this), kind() == Kind::CountedSet);
+}
+
+Value Value::mutableCopy() const {
+  if (kind() == Kind::Array) return copyOfArray(arrayRep(*this), true);
+  return tableRep(*this) ? copyOfTable(tableRep(*this), true) : *this;
+}
+
+NSUInteger Value::count() const {
+  if (const ArrayRep* array = arrayRep(*this)) return array->count;
+  if (const TableRep* table = tableRep(*this)) return table->count;
+  const NSObject* object = objectOf(*this);
+  return object ? object->count() : 0;
+}
+
+Value Value::valueForKey(const NSString& key) const {
+  if (kind() == Kind::Dictionary) return as<NSDictionary>().objectForKey(key);
+  if (kind() == Kind::Array || isSetKind(kind())) return valuesForKey(*this, key);
+  const NSObject* object = objectOf(*this);
+  return object ? object->valueForKey(key) : Value();
+}
+
+std::ostream& operator<<(std::ostream& out, const Value& value) {
+  return out << (value.isNil() ? std::string("(null)") : value.description().utf8());
+}
+
+}  // namespace orv
