@@ -1,6 +1,6 @@
 // Any bytes as a URL text and as a path. Laws: a URL that was read gives its text back; its parts and its
-// resolution are themselves readable; editing the path never yields an unreadable text or moves the URL to another
-// host; path bytes survive the way into a file URL and back.
+// resolution are themselves readable; editing the path never yields an unreadable text or moves the URL to
+// another host; path bytes survive the way into a file URL and back.
 
 #include <cstdint>
 #include <cstdlib>
@@ -23,14 +23,16 @@ void checkEdited(const NSURL& url, const NSURL& edited) {
 }
 
 void checkURL(const NSURL& url, const NSString& text) {
-  require(url.relativeString() == text && NSURL::URLWithString(text) == url && url.hash() == NSURL::URLWithString(text).hash());
+  require(url.relativeString() == text && NSURL::URLWithString(text) == url &&
+          url.hash() == NSURL::URLWithString(text).hash());
   require(url.path().isNil() == url.pathComponents().isNil());
   checkEdited(url, url.URLByDeletingLastPathComponent());
   checkEdited(url, url.URLByDeletingPathExtension());
   checkEdited(url, url.URLByStandardizingPath());
   checkEdited(url, url.URLByAppendingPathExtension("a:b"));
   checkEdited(url, url.URLByAppendingPathComponent("a:b/c", true));
-  const NSURL absolute = NSURL::URLWithStringRelativeToURL(text, NSURL::URLWithString("file:///a/b/c")).absoluteURL();
+  const NSURL absolute =
+      NSURL::URLWithStringRelativeToURL(text, NSURL::URLWithString("file:///a/b/c")).absoluteURL();
   require(!absolute.isNil() && !absolute.scheme().isNil());
 }
 

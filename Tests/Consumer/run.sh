@@ -9,21 +9,24 @@ here=$(cd "$(dirname "$0")" && pwd)
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
+# Runs a command, silent unless it fails.
+quietly() { "$@" >"$work/log" 2>&1 || { cat "$work/log" >&2; return 1; }; }
+
 for component in liborvane1 liborvane-dev; do
-  cmake --install "$build" --prefix "$work/stage" --component "$component" >/dev/null
+  quietly cmake --install "$build" --prefix "$work/stage" --component "$component"
 done
 mv "$work/stage" "$work/moved"
 prefix=$work/moved
 unset PKG_CONFIG_PATH CMAKE_PREFIX_PATH LD_LIBRARY_PATH
 
 echo "== find_package"
-cmake -S "$here" -B "$work/consumer" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_COMPILER="$compiler" >/dev/null
-cmake --build "$work/consumer" >/dev/null
+quietly cmake -S "$here" -B "$work/consumer" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_COMPILER="$compiler"
+quietly cmake --build "$work/consumer"
 "$work/consumer/consumer"
 grep -q "$prefix" "$work/consumer/CMakeCache.txt"
 
 echo "== unknown components and versions"
-cmake -S "$here/missing" -B "$work/missing" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
+quietly cmake -S "$here/missing" -B "$work/missing" -G Ninja -DCMAKE_PREFIX_PATH="$prefix"
 
 echo "== pkg-config"
 PKG_CONFIG_PATH=$(dirname "$(find "$prefix" -name orvane.pc)")

@@ -104,7 +104,7 @@ bool fail(NSError* out, int number, FileAction action, const NSString& path, con
 
 NSError invalidPathError(FileAction action, const Value& given) {
   const NSInteger code = action == FileAction::Open ? NSFileReadUnknownError : NSFileWriteUnknownError;
-  const NSString text = NSString::stringWithFormat("“%@” is not the place of a file.", given);
+  const NSString text = quoted(given.description()) + " is not the place of a file.";
   return NSError::errorWithDomain(NSCocoaErrorDomain, code, NSDictionary{{NSLocalizedDescriptionKey, text}});
 }
 

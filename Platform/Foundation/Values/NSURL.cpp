@@ -99,12 +99,6 @@ NSURL orv::detail::makeURL(std::string_view text, const Value& base) {
   return Access::cast<NSURL>(Access::adopt(new (memory) URLRep(NSString(text), base, parts)));
 }
 
-NSString orv::detail::descriptionOfURL(const HeapObject* object) {
-  const auto* rep = static_cast<const URLRep*>(object);
-  if (rep->base.isNil()) return rep->text;
-  return rep->text + " -- " + rep->base.as<NSURL>().absoluteString();
-}
-
 NSURL NSURL::URLWithString(const NSString& text) { return URLWithStringRelativeToURL(text, nil); }
 
 NSURL NSURL::URLWithStringRelativeToURL(const NSString& text, const NSURL& base) {
@@ -213,4 +207,10 @@ bool NSURL::isFileURL() const noexcept {
 bool NSURL::hasDirectoryPath() const noexcept {
   const URLRep* rep = urlRep(*this);
   return rep && rep->part(rep->parts.path).ends_with('/');
+}
+
+NSString NSURL::description() const {
+  const URLRep* rep = urlRep(*this);
+  if (!rep) return nil;
+  return rep->base.isNil() ? rep->text : rep->text + " -- " + baseURL().absoluteString();
 }

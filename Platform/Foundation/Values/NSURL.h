@@ -112,5 +112,8 @@ class ORV_EXPORT NSURL : public orv::Value {
   // `value` is then unchanged.
   bool getResourceValue(const NSString& key, orv::Value* value, NSError* error = nullptr) const;
 
+  // The text; with a base "text -- base".
+  NSString description() const;
+
   friend bool operator==(const NSURL& a, const NSURL& b) noexcept { return a.isSame(b) || a.isEqual(b); }
 };

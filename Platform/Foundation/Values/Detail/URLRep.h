@@ -60,8 +60,6 @@ void destroyURL(HeapObject* rep) noexcept;
 size_t hashOfURL(const HeapObject* rep) noexcept;
 // The same text and equal bases. Neither case nor escapes are normalised.
 bool equalURLs(const HeapObject* a, const HeapObject* b) noexcept;
-// The absolute text; with a base "text -- base".
-NSString descriptionOfURL(const HeapObject* rep);
 
 inline const URLRep* urlRep(const Value& v) noexcept { return static_cast<const URLRep*>(Access::heap(v)); }
 
