@@ -3,6 +3,7 @@
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -26,6 +27,7 @@ class FormatArgument {
     }
   }
   FormatArgument(double n) : type(Type::Double), number(n) {}
+  FormatArgument(long double n) : FormatArgument(static_cast<double>(n)) {}
   FormatArgument(float n) : FormatArgument(static_cast<double>(n)) {}
   FormatArgument(const char* zeroTerminated)
       : type(Type::Bytes),
@@ -43,6 +45,10 @@ class FormatArgument {
   FormatArgument(Nil) : type(Type::Object) {}
   template <std::derived_from<NSObject> T>
   FormatArgument(const Ref<T>& ref) : type(Type::Object), held(ref) {}
+  // An exception that is no value prints as its what().
+  template <std::derived_from<std::exception> T>
+  requires(!std::derived_from<T, Value>) FormatArgument(const T& exception)
+      : FormatArgument(std::string_view(exception.what())) {}
 
   // The value of an object argument; a nil value prints as "(null)".
   const Value& object() const { return value ? *value : held; }
@@ -69,11 +75,13 @@ consteval FormatClass formatClassOf() {
     return FormatClass::Integer;
   else if constexpr (std::is_floating_point_v<U>)
     return FormatClass::Double;
+  else if constexpr (std::is_null_pointer_v<U>)
+    return FormatClass::Pointer;
   else if constexpr (std::is_convertible_v<U, const char*> || std::is_convertible_v<U, std::string_view>)
     return FormatClass::Bytes;
   else if constexpr (std::is_convertible_v<U, const char16_t*>)
     return FormatClass::Units;
-  else if constexpr (std::is_pointer_v<U> || std::is_null_pointer_v<U>)
+  else if constexpr (std::is_pointer_v<U>)
     return FormatClass::Pointer;
   else
     return FormatClass::Object;
