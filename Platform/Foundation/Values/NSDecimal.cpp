@@ -348,6 +348,16 @@ NSDecimal::Result NSDecimal::dividingBy(const NSDecimal& divisor, NSRoundingMode
   const UInt128 rest = quotient.divideWide(d);
   const int power = exponent - divisor.exponent - shift;
   if (rest == 0) return finished(quotient, Tail::Exact, power, sign, mode);
+  if (quotient.fits128() && quotient.low128() <= kLargestMantissa / 10) {
+    // One digit more may make it exact, and the mantissa can hold it.
+    UInt256 next = rest;
+    next.multiply(10);
+    if (next.divideWide(d) == 0) {
+      quotient.multiply(10);
+      quotient.add(next);
+      return finished(quotient, Tail::Exact, power - 1, sign, mode);
+    }
+  }
   const UInt128 missing = d - rest;
   const Tail tail = rest < missing ? Tail::BelowHalf : rest == missing ? Tail::Half : Tail::AboveHalf;
   return finished(quotient, tail, power, sign, mode, powerOf10(kDivisionDigits) - 1);

@@ -78,7 +78,7 @@ struct ORV_EXPORT NSDecimal {
   Result adding(const NSDecimal& other, NSRoundingMode mode = NSRoundPlain) const;
   Result subtracting(const NSDecimal& other, NSRoundingMode mode = NSRoundPlain) const;
   Result multiplyingBy(const NSDecimal& other, NSRoundingMode mode = NSRoundPlain) const;
-  // An inexact quotient has 38 significant digits.
+  // A quotient that the mantissa cannot hold exactly has 38 significant digits.
   Result dividingBy(const NSDecimal& divisor, NSRoundingMode mode = NSRoundPlain) const;
   // Anything to the power 0 is 1. Rounded after each of its multiplications.
   Result raisedToPower(NSUInteger power, NSRoundingMode mode = NSRoundPlain) const;
