@@ -30,6 +30,15 @@ std::string raised(F&& operation) {
   return "";
 }
 
+// Counts the elements of an array at the moment of its own end.
+struct Looker : NSObject {
+  explicit Looker(const NSArray& l) : list(l) {}
+  ~Looker() override { count = list.count(); }
+  NSArray list;
+  static NSUInteger count;
+};
+NSUInteger Looker::count = 99;
+
 int byNumber(const Value& a, const Value& b) { return a.compare(b); }
 
 }  // namespace
@@ -208,12 +217,6 @@ TEST(NSMutableArray, ReplacingAnElementIsNoChangeOfTheStructure) {
 
 TEST(NSMutableArray, ElementsThatEndMayNotSeeAHalfChangedArray) {
   const NSMutableArray list = NSMutableArray::array();
-  struct Looker : NSObject {
-    explicit Looker(const NSMutableArray& l) : list(l.as<NSArray>()) {}
-    ~Looker() override { count = list.count(); }
-    NSArray list;
-    inline static NSUInteger count = 99;
-  };
   list.addObject(make<Looker>(list));
   list.removeAllObjects();
   EXPECT_EQ(Looker::count, 0u);

@@ -102,8 +102,8 @@ struct MemberElement {
 };
 
 struct EntryElement {
-  using Type = std::pair<Value, Value>;
   using Reference = std::pair<const Value&, const Value&>;
+  using Type = Reference;  // a pair of values would have no common reference with a pair of references
   static Reference at(const TableRep* rep, size_t i) { return {rep->key(i), rep->value(i)}; }
 };
 
