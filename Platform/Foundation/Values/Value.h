@@ -184,7 +184,7 @@ class ORV_EXPORT Value {
  private:
   template <class T>
   static constexpr Kind integerKind(T n) {
-    return std::is_unsigned_v<T> && sizeof(T) == 8 && n > static_cast<uint64_t>(INT64_MAX) ? Kind::UInt
+    return std::is_unsigned_v<T> && sizeof(T) == 8 && static_cast<uint64_t>(n) > INT64_MAX ? Kind::UInt
                                                                                            : Kind::Int;
   }
   template <class T>

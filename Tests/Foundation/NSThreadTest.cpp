@@ -1,0 +1,81 @@
+#include "Platform/Foundation/Threads/NSThread.h"
+
+#include <regex>
+#include <thread>
+
+#include "Platform/Foundation/Values/NSArray.h"
+
+using namespace orv;
+
+namespace {
+
+template <class F>
+void onThread(F f) {
+  std::thread(f).join();
+}
+
+}  // namespace
+
+__attribute__((visibility("default"), noinline)) NSArray stackFromNamedFunction() {
+  NSArray lines = NSThread::callStackSymbols();
+  return lines;
+}
+
+TEST(NSThread, TheFirstThreadIsTheMainThread) {
+  EXPECT_TRUE(NSThread::isMainThread());
+  onThread([] { EXPECT_FALSE(NSThread::isMainThread()); });
+}
+
+TEST(NSThread, NumbersAreStableAndDiffer) {
+  EXPECT_EQ(NSThread::currentThreadNumber(), 1u);
+  NSUInteger first = 0;
+  NSUInteger second = 0;
+  onThread([&] {
+    first = NSThread::currentThreadNumber();
+    EXPECT_EQ(NSThread::currentThreadNumber(), first);
+  });
+  onThread([&] { second = NSThread::currentThreadNumber(); });
+  EXPECT_GT(first, 1u);
+  EXPECT_GT(second, first);
+}
+
+TEST(NSThread, NamesBelongToTheThread) {
+  EXPECT_EQ(NSThread::currentThreadName(), "main");
+  onThread([] {
+    EXPECT_EQ(NSThread::currentThreadName(), "");
+    NSThread::setCurrentThreadName("a name beyond fifteen bytes");
+    EXPECT_EQ(NSThread::currentThreadName(), "a name beyond fifteen bytes");
+    NSThread::setCurrentThreadName(nil);
+    EXPECT_EQ(NSThread::currentThreadName(), "");
+  });
+  EXPECT_EQ(NSThread::currentThreadName(), "main");
+}
+
+TEST(NSThread, StackLinesHaveTheirForm) {
+  const NSArray lines = stackFromNamedFunction();
+  ASSERT_GE(lines.count(), 3u);
+  const std::regex form("(\\d+) +(\\S+) +0x[0-9a-f]{16} (.+) \\+ (\\d+)");
+  for (NSUInteger i = 0; i < lines.count(); ++i) {
+    const std::string line = lines[i].as<NSString>().utf8();
+    std::smatch match;
+    ASSERT_TRUE(std::regex_match(line, match, form)) << line;
+    EXPECT_EQ(match[1], std::to_string(i));
+    EXPECT_EQ(line.substr(0, 4), (std::to_string(i) + "   ").substr(0, 4));
+    EXPECT_EQ(line.find(" 0x"), std::max<size_t>(39, 4 + match[2].length())) << line;
+  }
+}
+
+TEST(NSThread, TheFirstFrameIsTheCaller) {
+  const std::string line = stackFromNamedFunction()[0].as<NSString>().utf8();
+  EXPECT_THAT(line, testing::StartsWith("0   NSThreadTest "));
+  // An executable shows its own symbols only when it exports them.
+  EXPECT_TRUE(line.find("stackFromNamedFunction") != std::string::npos || line.find(" 0x") != line.rfind(" 0x"))
+      << line;
+}
+
+TEST(NSThread, FramesOfSharedLibrariesAreNamed) {
+  NSArray lines;
+  onThread([&] { lines = NSThread::callStackSymbols(); });
+  const std::string last = lines.lastObject().as<NSString>().utf8();
+  EXPECT_THAT(last, testing::HasSubstr("libc.so.6 "));
+}
