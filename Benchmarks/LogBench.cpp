@@ -54,7 +54,8 @@ void linePeer(benchmark::State& state) {
 
 void lineRaw(benchmark::State& state) {
   const std::string line = "I|*    2024-01-02T03:04:05.678Z [Benchmarks] request 12345 answered in 1.250 ms\n";
-  const int file = ::open((scratchFolder() + "/raw.log").c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
+  const int file =
+      ::open((scratchFolder() + "/raw.log").c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
   for (auto _ : state) benchmark::DoNotOptimize(::write(file, line.data(), line.size()));
   ::close(file);
 }

@@ -14,9 +14,12 @@
 namespace {
 
 constexpr std::string_view kAscii = "The quick brown fox jumps over the lazy dog.";
-constexpr std::string_view kGreek = "\u0393\u03b1\u03b6\u03ad\u03b5\u03c2 \u03ba\u03b1\u1f76 \u03bc\u03c5\u03c1\u03c4\u03b9\u1f72\u03c2";
+constexpr std::string_view kGreek =
+    "\u0393\u03b1\u03b6\u03ad\u03b5\u03c2 \u03ba\u03b1\u1f76 \u03bc\u03c5\u03c1\u03c4\u03b9\u1f72\u03c2";
 
-QString qt(std::string_view text) { return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size())); }
+QString qt(std::string_view text) {
+  return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+}
 
 template <class Make>
 void create(benchmark::State& state, std::string_view text, Make make) {
@@ -85,12 +88,13 @@ void formatFmt(benchmark::State& state) {
 void formatQt(benchmark::State& state) {
   const QByteArray name = "invoice";
   int n = 0;
-  for (auto _ : state) benchmark::DoNotOptimize(QString::asprintf("%s %d %.3f", name.constData(), ++n, 1234.5678));
+  for (auto _ : state)
+    benchmark::DoNotOptimize(QString::asprintf("%s %d %.3f", name.constData(), ++n, 1234.5678));
 }
 
 }  // namespace
 
-#define TRIO(name, function)\
+#define TRIO(name, function)                                                       \
   BENCHMARK_CAPTURE(function<NSString>, ours, ours)->Name("string/" name "/ours"); \
   BENCHMARK_CAPTURE(function<QString>, qt, qstring)->Name("string/" name "/qt");   \
   BENCHMARK_CAPTURE(function<std::string>, std, standard)->Name("string/" name "/std")
@@ -102,18 +106,27 @@ BENCHMARK_CAPTURE(create, a, kGreek, ours)->Name("string/from-utf8-greek/ours");
 BENCHMARK_CAPTURE(create, b, kGreek, qstring)->Name("string/from-utf8-greek/qt");
 TRIO("equal", equal);
 TRIO("concatenate", concatenate);
-BENCHMARK_CAPTURE(hash<NSString>, a, ours, [](const NSString& s) { return s.hash(); })->Name("string/hash/ours");
+BENCHMARK_CAPTURE(hash<NSString>, a, ours, [](const NSString& s) {
+  return s.hash();
+})->Name("string/hash/ours");
 BENCHMARK_CAPTURE(hash<QString>, b, qstring, [](const QString& s) { return qHash(s); })->Name("string/hash/qt");
 BENCHMARK_CAPTURE(hash<std::string>, c, standard, std::hash<std::string>())->Name("string/hash/std");
-BENCHMARK_CAPTURE(hashFresh, a, ours, [](const NSString& s) { return s.hash(); })->Name("string/hash-fresh/ours");
-BENCHMARK_CAPTURE(hashFresh, b, qstring, [](const QString& s) { return qHash(s); })->Name("string/hash-fresh/qt");
+BENCHMARK_CAPTURE(hashFresh, a, ours, [](const NSString& s) {
+  return s.hash();
+})->Name("string/hash-fresh/ours");
+BENCHMARK_CAPTURE(hashFresh, b, qstring, [](const QString& s) {
+  return qHash(s);
+})->Name("string/hash-fresh/qt");
 BENCHMARK_CAPTURE(hashFresh, c, standard, std::hash<std::string>())->Name("string/hash-fresh/std");
-BENCHMARK_CAPTURE(slice<NSString>, a, ours, [](const NSString& s) { return s.substringWithRange({100, 500}); })
-    ->Name("string/slice/ours");
-BENCHMARK_CAPTURE(slice<QString>, b, qstring, [](const QString& s) { return s.mid(100, 500); })
-    ->Name("string/slice/qt");
-BENCHMARK_CAPTURE(slice<std::string>, c, standard, [](const std::string& s) { return s.substr(100, 500); })
-    ->Name("string/slice/std");
+BENCHMARK_CAPTURE(slice<NSString>, a, ours, [](const NSString& s) {
+  return s.substringWithRange({100, 500});
+})->Name("string/slice/ours");
+BENCHMARK_CAPTURE(slice<QString>, b, qstring, [](const QString& s) {
+  return s.mid(100, 500);
+})->Name("string/slice/qt");
+BENCHMARK_CAPTURE(slice<std::string>, c, standard, [](const std::string& s) {
+  return s.substr(100, 500);
+})->Name("string/slice/std");
 BENCHMARK(formatOurs)->Name("format/mixed/ours");
 BENCHMARK(formatFmt)->Name("format/mixed/fmt");
 BENCHMARK(formatQt)->Name("format/mixed/qt");

@@ -11,7 +11,8 @@ namespace fs = std::filesystem;
 std::string makeScratchFolder() {
   std::string pattern = (fs::temp_directory_path() / "orvane-bench-XXXXXX").string();
   const std::string folder = ::mkdtemp(pattern.data());
-  for (const char* name : {"HOME", "XDG_STATE_HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME", "XDG_CONFIG_HOME", "TMPDIR"}) {
+  for (const char* name :
+       {"HOME", "XDG_STATE_HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME", "XDG_CONFIG_HOME", "TMPDIR"}) {
     const std::string place = folder + "/" + name;
     fs::create_directories(place);
     ::setenv(name, place.c_str(), 1);

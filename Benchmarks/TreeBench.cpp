@@ -40,11 +40,13 @@ void checksumsOurs(benchmark::State& state) {
   const NSURL root = treeURL(makeTree("sums", 20000, 4000));
   const auto manager = NSFileManager::defaultManager();
   for (auto _ : state)
-    if (manager->zuListChecksumsForTreeAtURL(root).count() != 20000) return state.SkipWithError("files are missing");
+    if (manager->zuListChecksumsForTreeAtURL(root).count() != 20000)
+      return state.SkipWithError("files are missing");
 }
 
 void checksumsShell(benchmark::State& state) {
-  runShell(state, "find '" + makeTree("sums", 20000, 4000) + "' -type f -print0 | xargs -0 -P2 sha256sum >/dev/null");
+  runShell(state,
+           "find '" + makeTree("sums", 20000, 4000) + "' -type f -print0 | xargs -0 -P2 sha256sum >/dev/null");
 }
 
 void listOurs(benchmark::State& state) {
