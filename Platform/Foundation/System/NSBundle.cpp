@@ -151,18 +151,13 @@ State& state() {
 
 }  // namespace
 
-Ref<NSBundle> NSBundle::mainBundle() {
-  static NSBundle* const shared = new NSBundle;
-  return Ref<NSBundle>(shared);
-}
-
 NSDictionary NSBundle::infoDictionary() const {
   const std::lock_guard lock(state().mutex);
   if (!state().info) state().info = readInfoFile(executablePath());
   return state().info;
 }
 
-void NSBundle::setInfoDictionary(const NSDictionary& info) {
+void NSBundle::setInfoDictionary(const NSDictionary& info) const {
   NSDictionary kept = info.copy().as<NSDictionary>();
   const std::lock_guard lock(state().mutex);
   state().info.swap(kept);
@@ -176,7 +171,7 @@ NSString NSBundle::bundleIdentifier() const {
   return objectForInfoDictionaryKey("CFBundleIdentifier").as<NSString>();
 }
 
-NSString NSBundle::executablePath() const { return NSProcessInfo::processInfo()->executablePath(); }
+NSString NSBundle::executablePath() const { return NSProcessInfo::processInfo().executablePath(); }
 
 NSString NSBundle::bundlePath() const { return executablePath().stringByDeletingLastPathComponent(); }
 

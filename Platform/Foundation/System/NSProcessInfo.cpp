@@ -41,11 +41,6 @@ std::string executable() {
 
 }  // namespace
 
-Ref<NSProcessInfo> NSProcessInfo::processInfo() {
-  static NSProcessInfo* const shared = new NSProcessInfo;
-  return Ref<NSProcessInfo>(shared);
-}
-
 NSString NSProcessInfo::processName() const {
   {
     const std::lock_guard lock(state().mutex);
@@ -55,7 +50,7 @@ NSString NSProcessInfo::processName() const {
   return NSString::stringWithFileSystemRepresentation(path.substr(path.rfind('/') + 1));
 }
 
-void NSProcessInfo::setProcessName(const NSString& name) {
+void NSProcessInfo::setProcessName(const NSString& name) const {
   const std::lock_guard lock(state().mutex);
   state().name = name;
 }
