@@ -84,6 +84,18 @@ function(orvane_add_test)
   endforeach()
 endfunction()
 
+# orvane_add_compile_test(Name [MUST_FAIL message]): Tests/CompileFail/Name.cpp, which compiles, or which
+# the compiler refuses with that message.
+function(orvane_add_compile_test name)
+  cmake_parse_arguments(arg "" "MUST_FAIL" "" ${ARGN})
+  add_test(NAME Compile.${name} COMMAND "${CMAKE_CXX_COMPILER}" -std=c++20 -fsyntax-only
+    "-I${PROJECT_SOURCE_DIR}" "${PROJECT_SOURCE_DIR}/Tests/CompileFail/${name}.cpp")
+  set_tests_properties(Compile.${name} PROPERTIES TIMEOUT 120)
+  if(arg_MUST_FAIL)
+    set_tests_properties(Compile.${name} PROPERTIES PASS_REGULAR_EXPRESSION "error.*${arg_MUST_FAIL}|${arg_MUST_FAIL}.*error")
+  endif()
+endfunction()
+
 # orvane_add_benchmark(Name LIBRARIES peers...): Benchmarks/Name.cpp, run by script/bench. Its benchmarks are
 # called "area/name/ours" and "area/name/<peer>", with arguments behind.
 function(orvane_add_benchmark name)

@@ -80,10 +80,10 @@ std::string_view moduleName(const void* address) {
 
 // The text that the application itself is known by; its own messages carry no module tag.
 std::string executableName() {
-  const NSBundle bundle = NSBundle::mainBundle();
-  if (const auto name = bundle.objectForInfoDictionaryKey("CFBundleExecutable").as<NSString>())
+  const Ref<NSBundle> bundle = NSBundle::mainBundle();
+  if (const auto name = bundle->objectForInfoDictionaryKey("CFBundleExecutable").as<NSString>())
     return name.utf8();
-  return bundle.executablePath().lastPathComponent().utf8();
+  return bundle->executablePath().lastPathComponent().utf8();
 }
 
 void reportToConsole(const std::exception& exception) noexcept {
@@ -186,7 +186,7 @@ void OrvLog::configure() {
   state_->timers = NSMutableDictionary::dictionary();
   state_->terminationToken = NSNotificationCenter::defaultCenter()->addObserver(
       NSApplicationWillTerminateNotification,
-      [](const Value& note) { sharedObject()->applicationWillTerminate(note); });
+      [](const Ref<NSNotification>& note) { sharedObject()->applicationWillTerminate(note); });
 }
 
 // The current file becomes the previous one, and a fresh one is made; whatever fails is left as it is.
@@ -229,7 +229,7 @@ NSString OrvLog::defaultLogsDirectory() const {
     const Value library = manager->URLsForDirectory(NSLibraryDirectory).firstObject();
     const NSString base = library.isNil() ? manager->temporaryDirectory().path() : library.as<NSURL>().path();
     return base.stringByAppendingPathComponent("Logs").stringByAppendingPathComponent(
-        NSProcessInfo::processInfo().processName());
+        NSProcessInfo::processInfo()->processName());
   } catch (const std::exception& exception) {
     reportToConsole(exception);
     return nil;

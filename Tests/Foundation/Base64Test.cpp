@@ -8,7 +8,7 @@
 #include <vector>
 
 using orv::detail::base64Decode;
-using orv::detail::base64DecodedRoom;
+using orv::detail::base64DecodedLength;
 using orv::detail::base64Encode;
 using orv::detail::base64EncodedLength;
 using orv::detail::Base64Form;
@@ -29,10 +29,12 @@ std::string encode(const std::string& bytes, Base64Form form, Base64Path path = 
 
 // The decoded bytes, or "nil".
 std::string decode(const std::string& text, Base64Form form, Base64Path path = Base64Path::Best) {
-  std::vector<uint8_t> out(base64DecodedRoom(text.size()) + 1, 0xA5);
+  const auto expected = base64DecodedLength(text.data(), text.size(), form);
+  std::vector<uint8_t> out(expected.value_or(0) + 1, 0xA5);
   const auto length = base64Decode(text.data(), text.size(), out.data(), form, path);
   EXPECT_EQ(out.back(), 0xA5) << "written past the end";
   if (!length) return "nil";
+  EXPECT_EQ(length, expected);
   return {reinterpret_cast<const char*>(out.data()), *length};
 }
 

@@ -98,6 +98,16 @@ bool decodePlain(Decoding& d, Base64Form form) {
   return true;
 }
 
+// The characters of a last group that is not whole: 0, 2 or 3. Nothing when the length cannot be right.
+std::optional<size_t> tailOf(const char* text, size_t length, Base64Form form) {
+  if (form == Base64Form::Canonical && length % 4 == 2) return 2;
+  if (length % 4 != 0) return std::nullopt;
+  if (length == 0 || text[length - 1] != '=') return 0;
+  return text[length - 2] == '=' ? 2 : 3;
+}
+
+size_t wholeGroups(size_t length, size_t tail) { return tail == 0 ? length : (length - 1) / 4 * 4; }
+
 // The characters of a last group that stands for one or two bytes.
 bool decodeTail(Decoding& d, size_t characters, Base64Form form) {
   const char group[4] = {d.in[0], d.in[1], characters == 3 ? d.in[2] : 'A', 'A'};
@@ -199,21 +209,21 @@ void base64Encode(const uint8_t* bytes, size_t length, char* out, Base64Form for
   encodeTail(e, form);
 }
 
+std::optional<size_t> base64DecodedLength(const char* text, size_t length, Base64Form form) noexcept {
+  const auto tail = tailOf(text, length, form);
+  if (!tail) return std::nullopt;
+  return wholeGroups(length, *tail) / 4 * 3 + (*tail == 0 ? 0 : *tail - 1);
+}
+
 std::optional<size_t> base64Decode(const char* text, size_t length, uint8_t* out, Base64Form form,
                                    Base64Path path) noexcept {
   Decoding d{text, length, out};
-  size_t tail = 0;  // characters of a last group that is not whole
-  if (form == Base64Form::Canonical && length % 4 == 2) {
-    tail = 2;
-  } else if (length % 4 != 0) {
-    return std::nullopt;
-  } else if (length > 0 && text[length - 1] == '=') {
-    tail = text[length - 2] == '=' ? 2 : 3;
-  }
-  d.left = tail == 0 ? length : (length - 1) / 4 * 4;
+  const auto tail = tailOf(text, length, form);
+  if (!tail) return std::nullopt;
+  d.left = wholeGroups(length, *tail);
   if (d.left >= 32 && hasAvx2(path)) decodeAvx2(d, form);
   if (!decodePlain(d, form)) return std::nullopt;
-  if (tail != 0 && !decodeTail(d, tail, form)) return std::nullopt;
+  if (*tail != 0 && !decodeTail(d, *tail, form)) return std::nullopt;
   return static_cast<size_t>(d.out - out);
 }
 

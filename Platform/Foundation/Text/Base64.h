@@ -26,16 +26,17 @@ constexpr size_t base64EncodedLength(size_t bytes, Base64Form form) {
   return bytes / 3 * 4 + (bytes % 3 == 0 ? 0 : bytes % 3 + 1);
 }
 
-// Room that base64Decode needs at least.
-constexpr size_t base64DecodedRoom(size_t characters) { return characters / 4 * 3 + 2; }
+// The bytes that a text stands for if it is Base64, judged by its length and padding alone; nothing when these
+// already tell that it is not.
+ORV_EXPORT std::optional<size_t> base64DecodedLength(const char* text, size_t length, Base64Form form) noexcept;
 
 // Writes base64EncodedLength characters.
 ORV_EXPORT void base64Encode(const uint8_t* bytes, size_t length, char* out, Base64Form form,
                              Base64Path path = Base64Path::Best) noexcept;
 
-// Writes the bytes and answers their number; nothing when the text is not Base64 throughout: a character
-// outside the alphabet (blanks and line ends included), a wrong length, missing, misplaced or surplus padding.
-// Bits left over in the last group are ignored. `out` may have been written to all the same.
+// Writes base64DecodedLength bytes and answers their number; nothing when the text is not Base64 throughout: a
+// character outside the alphabet (blanks and line ends included), a wrong length, missing, misplaced or surplus
+// padding. Bits left over in the last group are ignored. `out` may have been written to all the same.
 ORV_EXPORT std::optional<size_t> base64Decode(const char* text, size_t length, uint8_t* out, Base64Form form,
                                               Base64Path path = Base64Path::Best) noexcept;
 

@@ -238,6 +238,7 @@ class FormatString {
     FormatChecker(classes, sizeof...(Args)).check(text_);
   }
   constexpr std::string_view text() const { return text_; }
+  NSString string() const { return NSString(text_); }
 
  private:
   std::string_view text_;

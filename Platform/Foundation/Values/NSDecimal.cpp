@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <limits>
 
@@ -396,6 +397,15 @@ NSDecimal NSDecimal::rounded(int scale, NSRoundingMode mode) const {
   scale = std::max(scale, -4096);
   const int excess = -scale - exponent;
   if (excess <= 0) return *this;
+  if (high == 0 && excess <= kLargestPower64) {
+    const uint64_t unit = kPowersOf10[excess];
+    const uint64_t kept = low / unit, gone = low - kept * unit, half = unit / 2;
+    const Tail tail = gone == 0      ? Tail::Exact
+                      : gone < half  ? Tail::BelowHalf
+                      : gone == half ? Tail::Half
+                                     : Tail::AboveHalf;
+    return make(kept + roundsAway(mode, negative, (kept & 1) != 0, tail), -scale, negative);
+  }
   UInt256 number = mantissa();
   const Tail tail = dropDigits(number, excess, Tail::Exact);
   UInt128 result = number.low128();
@@ -417,10 +427,14 @@ NSComparisonResult NSDecimal::compare(const NSDecimal& other) const {
   if (sign != otherSign || sign == 0) return order(sign - otherSign);
   const UInt128 a = mantissa(), b = other.mantissa();
   if (exponent == other.exponent) return order(a == b ? 0 : a < b ? -sign : sign);
+  const int shift = exponent - other.exponent;
+  if ((high | other.high) == 0 && std::abs(shift) <= kLargestPower64) {
+    const UInt128 x = a * kPowersOf10[std::max(shift, 0)], y = b * kPowersOf10[std::max(-shift, 0)];
+    return order(x == y ? 0 : x < y ? -sign : sign);
+  }
   const int magnitude = digitCount(a) + exponent - digitCount(b) - other.exponent;
   if (magnitude != 0) return order(magnitude * sign);
   // As many digits before the period: write both with the smaller exponent.
-  const int shift = exponent - other.exponent;
   const UInt256 x = UInt256::product(a, powerOf10(std::max(shift, 0)));
   const UInt256 y = UInt256::product(b, powerOf10(std::max(-shift, 0)));
   return order(x.compare(y) * sign);

@@ -4,12 +4,13 @@
 #include "Platform/Foundation/Values/NSNumber.h"
 
 // The names under which calculations raise.
-ORV_EXPORT extern const char* const NSDecimalNumberExactnessException;
-ORV_EXPORT extern const char* const NSDecimalNumberOverflowException;
-ORV_EXPORT extern const char* const NSDecimalNumberUnderflowException;
-ORV_EXPORT extern const char* const NSDecimalNumberDivideByZeroException;
+extern ORV_EXPORT const NSString NSDecimalNumberExactnessException;
+extern ORV_EXPORT const NSString NSDecimalNumberOverflowException;
+extern ORV_EXPORT const NSString NSDecimalNumberUnderflowException;
+extern ORV_EXPORT const NSString NSDecimalNumberDivideByZeroException;
 
-// How a calculation rounds and which of its errors raise. A plain value.
+// How a calculation rounds and which of its errors raise. A plain value. Rounding to the scale is what was
+// asked for and no inexactness; running out of digits is.
 struct ORV_EXPORT NSDecimalNumberHandler {
   NSRoundingMode roundingMode = NSRoundPlain;
   // Digits after the period to which results are rounded; NSDecimalNoScale: not at all.
@@ -35,8 +36,8 @@ struct ORV_EXPORT NSDecimalNumberHandler {
 // Immutable. Amounts whose mantissa has up to 64 bits (19 digits) live in the handle and never allocate; larger
 // ones are counted on the heap. Safe on every thread. Calculations raise by their handler, by default
 // NSDecimalNumberOverflowException, ...UnderflowException and ...DivideByZeroException; where raising is
-// switched off the result is not-a-number. Nil: comparisons and texts answer as NSNumber does, calculations
-// with a nil receiver give nil; a nil operand counts as not-a-number.
+// switched off the result is not-a-number. Calculating with not-a-number counts as an overflow. Calculations
+// of nil give nil; a nil operand counts as 0.
 //
 //   NSDecimalNumber net = NSDecimalNumber::decimalNumberWithString("19.99");
 //   NSDecimalNumber gross = net.decimalNumberByMultiplyingBy(NSDecimalNumber::decimalNumberWithString("1.19"));
@@ -63,9 +64,7 @@ class ORV_EXPORT NSDecimalNumber : public NSNumber {
   static NSDecimalNumber maximumDecimalNumber();
   static NSDecimalNumber minimumDecimalNumber();
 
-  // Zero for nil.
-  NSDecimal decimalValue() const noexcept;
-
+  // Calculations. `decimalValue`, the comparisons and the texts are those of NSNumber.
   NSDecimalNumber decimalNumberByAdding(const NSDecimalNumber& other,
                                         const NSDecimalNumberHandler& handler = {}) const;
   NSDecimalNumber decimalNumberBySubtracting(const NSDecimalNumber& other,
@@ -79,12 +78,4 @@ class ORV_EXPORT NSDecimalNumber : public NSNumber {
   NSDecimalNumber decimalNumberByMultiplyingByPowerOf10(short power,
                                                         const NSDecimalNumberHandler& handler = {}) const;
   NSDecimalNumber decimalNumberByRoundingAccordingToBehavior(const NSDecimalNumberHandler& handler) const;
-
-  // Not-a-number equals itself and lies below every number; everything lies above nil.
-  NSComparisonResult compare(const NSNumber& other) const;
-
-  // The nearest double.
-  double doubleValue() const;
-  // Plain positional notation, never an exponent.
-  NSString stringValue() const;
 };

@@ -41,13 +41,17 @@ class ORV_EXPORT NSString : public orv::Value {
   NSString() = default;
   NSString(orv::Nil) {}
   // Strict UTF-8: overlong forms, surrogates, values above U+10FFFF and cut-off tails give nil; zero bytes
-  // are text, except in the const char* form, which ends at the first. A null pointer gives nil.
+  // are text, except in the zero-terminated forms, which end at the first. A null pointer gives nil.
   NSString(const char* utf8);
   NSString(std::string_view utf8);
   NSString(const std::string& utf8) : NSString(std::string_view(utf8)) {}
   NSString(std::u8string_view utf8);
+  NSString(const char8_t* utf8);
+  NSString(std::nullptr_t) {}
   // Any code units, lone surrogates included.
   NSString(std::u16string_view utf16);
+  NSString(const std::u16string& utf16) : NSString(std::u16string_view(utf16)) {}
+  NSString(const char16_t* utf16);
 
   static bool accepts(const orv::Value& v) noexcept { return v.kind() == orv::Kind::String; }
 
@@ -81,7 +85,8 @@ class ORV_EXPORT NSString : public orv::Value {
 
   // Unit by unit, no normalisation.
   bool isEqualToString(const NSString& other) const noexcept;
-  // By code unit; canonically equivalent texts are equal unless NSLiteralSearch is given. Everything sorts
+  // By code unit; canonically equivalent texts are equal unless NSLiteralSearch is given. Case is ignored by
+  // full case folding; with NSNumericSearch runs of ASCII digits compare by their value. Everything sorts
   // above nil.
   NSComparisonResult compare(const NSString& other, NSUInteger options = 0) const;
   NSComparisonResult caseInsensitiveCompare(const NSString& other) const;
@@ -90,12 +95,14 @@ class ORV_EXPORT NSString : public orv::Value {
   bool hasPrefix(const NSString& prefix) const noexcept;
   bool hasSuffix(const NSString& suffix) const noexcept;
   bool containsString(const NSString& text) const noexcept;
-  // The first occurrence (the last with NSBackwardsSearch), NSRangeNotFound when there is none.
+  // The first occurrence (the last with NSBackwardsSearch), NSRangeNotFound when there is none. Texts match
+  // unit by unit, or by full case folding, "STRASSE" and "Stra\u00dfe"; with NSAnchoredSearch only at the start
+  // (the end with NSBackwardsSearch). A range past the end raises NSRangeException.
   NSRange rangeOfString(const NSString& text, NSUInteger options = 0) const;
   NSRange rangeOfStringInRange(const NSString& text, NSUInteger options, NSRange range) const;
   NSRange rangeOfCharacterFromSet(const NSCharacterSet& set, NSUInteger options = 0) const;
 
-  // Parts of the text. Raise NSRangeException past the end.
+  // Parts of the text. Raise NSRangeException past the end. A large part of a text shares its storage.
   NSString substringFromIndex(NSUInteger index) const;
   NSString substringToIndex(NSUInteger index) const;
   NSString substringWithRange(NSRange range) const;
@@ -107,6 +114,8 @@ class ORV_EXPORT NSString : public orv::Value {
   // Left to right, not overlapping. An empty or nil target, or a nil replacement, changes nothing.
   NSString stringByReplacingOccurrencesOfString(const NSString& target, const NSString& replacement) const;
   NSString stringByTrimmingCharactersInSet(const NSCharacterSet& set) const;
+  // Cut, or filled up with repetitions of the pad from its unit `startingAt` on; an empty or nil pad fills up
+  // nothing. Raises NSRangeException when the pad has no such unit.
   NSString stringByPaddingToLength(NSUInteger length, const NSString& pad, NSUInteger startingAt) const;
 
   // Pieces between the separators, empty ones kept: n separators give n + 1 pieces. An empty or nil
@@ -141,6 +150,7 @@ class ORV_EXPORT NSString : public orv::Value {
   // nil when there is no name to extend ("" or "/").
   NSString stringByAppendingPathExtension(const NSString& extension) const;
   NSArray pathComponents() const;
+  // True for a path that begins with a slash or a tilde.
   bool isAbsolutePath() const noexcept;
   // A leading "~" or "~user" becomes that home folder; an unknown user changes nothing.
   NSString stringByExpandingTildeInPath() const;

@@ -4,7 +4,9 @@
 #include <cstdint>
 #include <utility>
 
+#include "Platform/Foundation/Text/Base64.h"
 #include "Platform/Foundation/Values/NSData.h"
+#include "Platform/Foundation/Values/NSString.h"
 
 // How data lies in memory, and the means by which the library's own units make and read it.
 namespace orv::detail {
@@ -39,6 +41,10 @@ void destroyData(HeapObject* object) noexcept;
 // The first and last bytes and the length: the same in every run.
 size_t hashOfData(const HeapObject* object) noexcept;
 bool equalData(const HeapObject* a, const HeapObject* b) noexcept;
+
+// Base64 of bytes as a string, and back; nil when the text is not Base64.
+ORV_EXPORT NSString base64Text(const void* bytes, size_t length, Base64Form form);
+ORV_EXPORT NSData dataFromBase64Text(const NSString& text, Base64Form form);
 
 // Data of a known length, its bytes written by fill(uint8_t* bytes).
 template <class Fill>

@@ -1,0 +1,188 @@
+#include "Platform/Foundation/Files/FileBytes.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <sys/random.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <new>
+#include <utility>
+
+#include "Platform/Foundation/Values/Detail/DataRep.h"
+
+namespace orv::detail {
+namespace {
+
+class File {
+ public:
+  explicit File(int descriptor) : descriptor_(descriptor) {}
+  File(const File&) = delete;
+  File& operator=(const File&) = delete;
+  ~File() {
+    if (descriptor_ >= 0) ::close(descriptor_);
+  }
+  int get() const { return descriptor_; }
+  bool isOpen() const { return descriptor_ >= 0; }
+  // Reports what a delayed write ran into, on network file systems above all.
+  int close() { return ::close(std::exchange(descriptor_, -1)) == 0 ? 0 : errno; }
+
+ private:
+  int descriptor_;
+};
+
+constexpr size_t kLargestTransfer = 1 << 30;  // the kernel moves less than 2 GiB at once
+
+// Reads until the buffer is full or the file ends; the bytes read, or -1.
+ssize_t readFully(int descriptor, uint8_t* buffer, size_t size) {
+  size_t done = 0;
+  while (done < size) {
+    const ssize_t count = ::read(descriptor, buffer + done, std::min(size - done, kLargestTransfer));
+    if (count == 0) break;
+    if (count < 0 && errno != EINTR) return -1;
+    if (count > 0) done += static_cast<size_t>(count);
+  }
+  return static_cast<ssize_t>(done);
+}
+
+int writeFully(int descriptor, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t count = ::write(descriptor, bytes.data(), std::min(bytes.size(), kLargestTransfer));
+    if (count < 0 && errno != EINTR) return errno;
+    if (count > 0) bytes.remove_prefix(static_cast<size_t>(count));
+  }
+  return 0;
+}
+
+// Pipes, devices and some file systems cannot be synced: that is no failure.
+int sync(int descriptor) {
+  if (::fsync(descriptor) == 0 || errno == EINVAL || errno == ENOTSUP || errno == EROFS) return 0;
+  return errno;
+}
+
+// What follows a file's known size: files of /proc, and those that grow while they are read.
+int readRest(int descriptor, std::string& rest) {
+  uint8_t chunk[65536];
+  for (;;) {
+    const ssize_t count = readFully(descriptor, chunk, sizeof chunk);
+    if (count < 0) return errno;
+    rest.append(reinterpret_cast<const char*>(chunk), static_cast<size_t>(count));
+    if (static_cast<size_t>(count) < sizeof chunk) return 0;
+  }
+}
+
+int readContents(int descriptor, size_t size, NSData& contents) {
+  ssize_t count = 0;
+  NSData known = dataWithLength(size, [&](uint8_t* bytes) { count = readFully(descriptor, bytes, size); });
+  if (count < 0) return errno;
+  std::string rest;
+  if (static_cast<size_t>(count) == size)
+    if (const int error = readRest(descriptor, rest)) return error;
+  if (static_cast<size_t>(count) == size && rest.empty()) {
+    contents = std::move(known);
+  } else {
+    const std::string_view start = known.view().substr(0, static_cast<size_t>(count));
+    contents = dataWithLength(start.size() + rest.size(), [&](uint8_t* bytes) {
+      std::copy(rest.begin(), rest.end(), std::copy(start.begin(), start.end(), bytes));
+    });
+  }
+  return 0;
+}
+
+bool hasZeroByte(const std::string& path) { return path.find('\0') != std::string::npos; }
+
+// A name that nothing in the folder has; hidden, and short enough for every file system.
+std::string temporaryName() {
+  uint64_t number = 0;
+  if (::getrandom(&number, sizeof number, 0) != static_cast<ssize_t>(sizeof number))
+    number = static_cast<uint64_t>(::getpid()) << 32 ^ reinterpret_cast<uintptr_t>(&number);
+  char name[32];
+  std::snprintf(name, sizeof name, ".orv-%016llx", static_cast<unsigned long long>(number));
+  return name;
+}
+
+int createTemporary(int folder, mode_t mode, std::string& name) {
+  for (int attempt = 0; attempt < 64; ++attempt) {
+    name = temporaryName();
+    const int descriptor = ::openat(folder, name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
+    if (descriptor >= 0 || errno != EEXIST) return descriptor;
+  }
+  return -1;
+}
+
+// Writes and syncs the new file; it takes over the old one's owner, where that is allowed, and permissions.
+int fillTemporary(File& file, const struct stat* old, std::string_view contents) {
+  if (old) {
+    struct stat fresh {};
+    if (::fstat(file.get(), &fresh) != 0) return errno;
+    const bool ours = (fresh.st_uid == old->st_uid && fresh.st_gid == old->st_gid) ||
+                      ::fchown(file.get(), old->st_uid, old->st_gid) == 0;
+    // The set-user-ID bits only mean what they meant while the owner stays.
+    if (::fchmod(file.get(), old->st_mode & (ours ? 07777 : 0777)) != 0) return errno;
+  }
+  if (const int error = writeFully(file.get(), contents)) return error;
+  if (const int error = sync(file.get())) return error;
+  return file.close();
+}
+
+int replaceInFolder(int folder, const std::string& name, std::string_view contents) {
+  struct stat status {};
+  const bool exists = ::fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
+  if (exists && S_ISDIR(status.st_mode)) return EISDIR;
+  const struct stat* old = exists && S_ISREG(status.st_mode) ? &status : nullptr;
+  std::string temporary;
+  // Nobody else may read the contents before the old file's permissions hold.
+  File file(createTemporary(folder, old ? 0600 : 0666, temporary));
+  if (!file.isOpen()) return errno;
+  int error = fillTemporary(file, old, contents);
+  if (error == 0 && ::renameat(folder, temporary.c_str(), folder, name.c_str()) != 0) error = errno;
+  if (error != 0) ::unlinkat(folder, temporary.c_str(), 0);
+  return error;
+}
+
+}  // namespace
+
+int readFile(const std::string& path, NSData& contents) {
+  if (hasZeroByte(path)) return EINVAL;
+  const File file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!file.isOpen()) return errno;
+  struct stat status {};
+  if (::fstat(file.get(), &status) != 0) return errno;
+  if (S_ISDIR(status.st_mode)) return EISDIR;
+  try {
+    return readContents(file.get(), S_ISREG(status.st_mode) ? static_cast<size_t>(status.st_size) : 0,
+                        contents);
+  } catch (const std::bad_alloc&) {
+    return ENOMEM;
+  }
+}
+
+int replaceFile(const std::string& path, std::string_view contents) {
+  if (path.empty() || hasZeroByte(path)) return path.empty() ? ENOENT : EINVAL;
+  const size_t slash = path.rfind('/');
+  const std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
+  const std::string parent = slash == std::string::npos ? "." : path.substr(0, std::max<size_t>(slash, 1));
+  if (name.empty()) return EISDIR;
+  const File folder(::open(parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (folder.isOpen()) {
+    if (const int error = replaceInFolder(folder.get(), name, contents)) return error;
+    return sync(folder.get());
+  }
+  if (errno != EACCES) return errno;
+  // A folder that may be written but not listed: it cannot be synced.
+  const File closed(::open(parent.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  return closed.isOpen() ? replaceInFolder(closed.get(), name, contents) : errno;
+}
+
+int overwriteFile(const std::string& path, std::string_view contents) {
+  if (hasZeroByte(path)) return EINVAL;
+  File file(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
+  if (!file.isOpen()) return errno;
+  if (const int error = writeFully(file.get(), contents)) return error;
+  if (const int error = sync(file.get())) return error;
+  return file.close();
+}
+
+}  // namespace orv::detail

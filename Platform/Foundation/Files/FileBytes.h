@@ -1,0 +1,23 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "Platform/Foundation/Values/NSData.h"
+
+// Whole files in and out, in the file system's own bytes for paths. Each answers 0 or the system's error
+// number. They block on the disk and may be called from any thread.
+namespace orv::detail {
+
+// Reads to the end, also where the file's size is not known beforehand. EISDIR for a folder.
+ORV_EXPORT int readFile(const std::string& path, NSData& contents);
+
+// Writes a new file beside the target, syncs it, gives it the old file's permissions, renames it over the
+// target and syncs the folder: at every moment the target is the old or the new file in full. A symbolic link
+// at the target is replaced by the file. After an error the old file is untouched and nothing is left behind.
+ORV_EXPORT int replaceFile(const std::string& path, std::string_view contents);
+
+// Overwrites the file in place, or creates it, and syncs it. Follows symbolic links.
+ORV_EXPORT int overwriteFile(const std::string& path, std::string_view contents);
+
+}  // namespace orv::detail

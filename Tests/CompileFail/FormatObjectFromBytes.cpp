@@ -1,0 +1,5 @@
+// Bytes where an object is asked for. Must not compile.
+
+#include "Tests/CompileFail/Say.h"
+
+void wrong() { say("%@", "bytes"); }

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+// The subcommands. Each function declares one or more of them on the program; a subcommand that runs puts its
+// failures into the Output, whose `exitStatus` becomes the program's.
+namespace tool {
+
+class Output;
+
+void addFolderCommands(CLI::App& program, Output& output);  // tree, files, checksums
+void addDataCommands(CLI::App& program, Output& output);    // digest, base64
+void addInfoCommands(CLI::App& program, Output& output);    // type, id, log
+
+}  // namespace tool

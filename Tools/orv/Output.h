@@ -1,0 +1,66 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "Platform/Foundation/Values/NSString.h"
+
+namespace tool {
+
+// What the program exits with.
+enum class Status { Done = 0, Failed = 1, Usage = 2 };
+
+// Standard output and the failures of a run. Names are written as the bytes they are; in JSON, bytes that are
+// no UTF-8 become the escapes \udc80 to \udcff.
+class Output {
+ public:
+  void write(std::string_view bytes);
+  void writeLine(std::string_view bytes);
+
+  // One line "orv: WHAT: WHY" on standard error; the run goes on and will exit with 1.
+  void fail(std::string_view what, std::string_view why);
+  // The same for the last system error.
+  void failWithErrno(std::string_view what, int error);
+  // A difference: no message, but exit status 1.
+  void differ() { status_ = Status::Failed; }
+
+  // Writes out what is pending and answers the exit status; a failed write to standard output is a failure.
+  int finish();
+
+ private:
+  Status status_ = Status::Done;
+};
+
+// A table that is printed as aligned columns or as a JSON array of objects.
+class Table {
+ public:
+  enum class Align { Left, Right };
+  struct Column {
+    const char* key;
+    Align align = Align::Left;
+    bool number = false;  // a number in JSON
+  };
+
+  explicit Table(std::vector<Column> columns) : columns_(std::move(columns)) {}
+  // One cell per column, as bytes.
+  void add(std::vector<std::string> row) { rows_.push_back(std::move(row)); }
+  void print(Output& output, bool json) const;
+
+ private:
+  void printText(Output& output) const;
+  void printJSON(Output& output) const;
+
+  std::vector<Column> columns_;
+  std::vector<std::vector<std::string>> rows_;
+};
+
+// A text between quotes, escaped as JSON asks.
+std::string jsonString(std::string_view bytes);
+
+// The bytes of a name or a text; nothing for nil.
+inline std::string bytesOf(const NSString& text) { return text.fileSystemRepresentation(); }
+inline NSString nameOf(std::string_view bytes) { return NSString::stringWithFileSystemRepresentation(bytes); }
+
+}  // namespace tool
