@@ -107,7 +107,7 @@ TEST(NSString, EqualTextsAreEqualWhateverTheirOrigin) {
 TEST(NSString, EqualityKnowsNoNormalisation) { EXPECT_NE(NSString("\u00E9"), NSString("e\u0301")); }
 
 TEST(NSString, HashIsTheSameInEveryRun) {
-  // The empty text and texts on both sides of the hash's steps: none may ever change.
+  EXPECT_EQ(NSString("orvane").hash(), 500886865u);
   EXPECT_EQ(NSString("").hash(), NSString("x").substringFromIndex(1).hash());
   std::unordered_set<size_t> seen;
   for (size_t length = 0; length < 200; ++length) {
@@ -128,6 +128,16 @@ TEST(NSString, HashDependsOnEveryUnit) {
       EXPECT_NE(NSString(changed).hash(), plain) << length << " at " << i;
     }
   }
+}
+
+TEST(NSString, ShortTextsHashApart) {
+  std::unordered_set<size_t> seen;
+  for (int a = 1; a < 256; ++a)
+    for (int b = 0; b < 256; ++b) {
+      const char16_t units[] = {static_cast<char16_t>(a), static_cast<char16_t>(b)};
+      seen.insert(NSString(std::u16string_view(units, b ? 2 : 1)).hash());
+    }
+  EXPECT_GT(seen.size(), 65'270u);  // of 65280: by chance less than one pair would meet
 }
 
 TEST(NSString, CopiesShareTheText) {
