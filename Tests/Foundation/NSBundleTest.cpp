@@ -6,40 +6,40 @@
 using namespace orv;
 
 TEST(NSBundle, ABareToolHasAnEmptyDictionary) {
-  const NSBundle bundle = NSBundle::mainBundle();
-  ASSERT_TRUE(bundle.infoDictionary());
-  EXPECT_EQ(bundle.infoDictionary().count(), 0u);
-  EXPECT_TRUE(bundle.bundleIdentifier().isNil());
-  EXPECT_TRUE(bundle.objectForInfoDictionaryKey("CFBundleName").isNil());
-  EXPECT_TRUE(bundle.objectForInfoDictionaryKey(nil).isNil());
+  const Ref<NSBundle> bundle = NSBundle::mainBundle();
+  ASSERT_TRUE(bundle->infoDictionary());
+  EXPECT_EQ(bundle->infoDictionary().count(), 0u);
+  EXPECT_TRUE(bundle->bundleIdentifier().isNil());
+  EXPECT_TRUE(bundle->objectForInfoDictionaryKey("CFBundleName").isNil());
+  EXPECT_TRUE(bundle->objectForInfoDictionaryKey(nil).isNil());
 }
 
 TEST(NSBundle, AnApplicationSetsItsDictionary) {
-  const NSBundle bundle = NSBundle::mainBundle();
+  const Ref<NSBundle> bundle = NSBundle::mainBundle();
   const NSMutableDictionary info{{"CFBundleIdentifier", "org.example.notes"}, {"Count", 3}};
-  bundle.setInfoDictionary(info);
+  bundle->setInfoDictionary(info);
   info.removeAllObjects();  // a copy was taken
-  EXPECT_EQ(NSBundle::mainBundle().bundleIdentifier(), "org.example.notes");
-  EXPECT_EQ(bundle.objectForInfoDictionaryKey("Count"), Value(3));
-  bundle.setInfoDictionary(NSDictionary{{"CFBundleIdentifier", 7}});
-  EXPECT_TRUE(bundle.bundleIdentifier().isNil());
-  bundle.setInfoDictionary(nil);
-  EXPECT_EQ(bundle.infoDictionary().count(), 0u);
+  EXPECT_EQ(NSBundle::mainBundle()->bundleIdentifier(), "org.example.notes");
+  EXPECT_EQ(bundle->objectForInfoDictionaryKey("Count"), Value(3));
+  bundle->setInfoDictionary(NSDictionary{{"CFBundleIdentifier", 7}});
+  EXPECT_TRUE(bundle->bundleIdentifier().isNil());
+  bundle->setInfoDictionary(nil);
+  EXPECT_EQ(bundle->infoDictionary().count(), 0u);
 }
 
 TEST(NSBundle, KnowsItsPlace) {
-  EXPECT_EQ(NSBundle::mainBundle().executablePath().lastPathComponent(), "NSBundleTest");
-  EXPECT_EQ(NSBundle::mainBundle().bundlePath(),
-            NSBundle::mainBundle().executablePath().stringByDeletingLastPathComponent());
+  EXPECT_EQ(NSBundle::mainBundle()->executablePath().lastPathComponent(), "NSBundleTest");
+  EXPECT_EQ(NSBundle::mainBundle()->bundlePath(),
+            NSBundle::mainBundle()->executablePath().stringByDeletingLastPathComponent());
 }
 
 TEST(NSBundle, UntranslatedTextsStandForThemselves) {
-  const NSBundle bundle = NSBundle::mainBundle();
-  EXPECT_EQ(bundle.localizedStringForKey(nil, nil, nil), "");
-  EXPECT_EQ(bundle.localizedStringForKey(nil, "v", nil), "v");
-  EXPECT_EQ(bundle.localizedStringForKey("k", nil, nil), "k");
-  EXPECT_EQ(bundle.localizedStringForKey("k", "", "T"), "k");
-  EXPECT_EQ(bundle.localizedStringForKey("k", "v", nil), "v");
+  const Ref<NSBundle> bundle = NSBundle::mainBundle();
+  EXPECT_EQ(bundle->localizedStringForKey(nil, nil, nil), "");
+  EXPECT_EQ(bundle->localizedStringForKey(nil, "v", nil), "v");
+  EXPECT_EQ(bundle->localizedStringForKey("k", nil, nil), "k");
+  EXPECT_EQ(bundle->localizedStringForKey("k", "", "T"), "k");
+  EXPECT_EQ(bundle->localizedStringForKey("k", "v", nil), "v");
 }
 
 TEST(FlatJSON, ReadsStringsNumbersAndBooleans) {

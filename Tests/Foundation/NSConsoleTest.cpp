@@ -20,11 +20,11 @@ TEST(NSConsole, WritesOneLineWithTimeProcessAndThread) {
 }
 
 TEST(NSConsole, UsesTheNameThatWasSet) {
-  NSProcessInfo::processInfo().setProcessName("shelf");
+  NSProcessInfo::processInfo()->setProcessName("shelf");
   testing::internal::CaptureStderr();
   detail::consoleWrite(nil);
   EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::HasSubstr(" shelf["));
-  NSProcessInfo::processInfo().setProcessName(nil);
+  NSProcessInfo::processInfo()->setProcessName(nil);
 }
 
 TEST(NSConsole, PercentSignsInAMessageAreText) {

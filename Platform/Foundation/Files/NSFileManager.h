@@ -3,18 +3,17 @@
 #include <cstdint>
 #include <functional>
 
+#include "Platform/Foundation/Values/NSArray.h"
+#include "Platform/Foundation/Values/NSData.h"
+#include "Platform/Foundation/Values/NSDate.h"
+#include "Platform/Foundation/Values/NSDictionary.h"
+#include "Platform/Foundation/Values/NSError.h"
+#include "Platform/Foundation/Values/NSNumber.h"
 #include "Platform/Foundation/Values/NSObject.h"
-#include "Platform/Foundation/Values/NSString.h"
+#include "Platform/Foundation/Values/NSSet.h"
+#include "Platform/Foundation/Values/NSURL.h"
 
-class NSArray;
-class NSData;
-class NSDate;
-class NSDictionary;
 class NSDirectoryEnumerator;
-class NSError;
-class NSMutableArray;
-class NSMutableSet;
-class NSURL;
 
 // The places that NSFileManager::URLsForDirectory knows.
 enum NSSearchPathDirectory : NSUInteger {

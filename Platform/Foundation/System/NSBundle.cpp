@@ -151,13 +151,18 @@ State& state() {
 
 }  // namespace
 
+Ref<NSBundle> NSBundle::mainBundle() {
+  static NSBundle* const shared = new NSBundle;
+  return Ref<NSBundle>(shared);
+}
+
 NSDictionary NSBundle::infoDictionary() const {
   const std::lock_guard lock(state().mutex);
   if (!state().info) state().info = readInfoFile(executablePath());
   return state().info;
 }
 
-void NSBundle::setInfoDictionary(const NSDictionary& info) const {
+void NSBundle::setInfoDictionary(const NSDictionary& info) {
   NSDictionary kept = info.copy().as<NSDictionary>();
   const std::lock_guard lock(state().mutex);
   state().info.swap(kept);
@@ -171,7 +176,7 @@ NSString NSBundle::bundleIdentifier() const {
   return objectForInfoDictionaryKey("CFBundleIdentifier").as<NSString>();
 }
 
-NSString NSBundle::executablePath() const { return NSProcessInfo::processInfo().executablePath(); }
+NSString NSBundle::executablePath() const { return NSProcessInfo::processInfo()->executablePath(); }
 
 NSString NSBundle::bundlePath() const { return executablePath().stringByDeletingLastPathComponent(); }
 

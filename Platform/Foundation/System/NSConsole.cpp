@@ -23,7 +23,7 @@ std::string prefix() {
   std::array<char, 96> text{};
   std::snprintf(text.data(), text.size(), "%s.%03ld ", time.data(), now.tv_nsec / 1'000'000);
   std::string line = text.data();
-  line += NSProcessInfo::processInfo().processName().utf8();
+  line += NSProcessInfo::processInfo()->processName().utf8();
   std::snprintf(text.data(), text.size(), "[%d:%d] ", ::getpid(), ::gettid());
   return line + text.data();
 }

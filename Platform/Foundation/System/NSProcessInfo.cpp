@@ -41,6 +41,11 @@ std::string executable() {
 
 }  // namespace
 
+Ref<NSProcessInfo> NSProcessInfo::processInfo() {
+  static NSProcessInfo* const shared = new NSProcessInfo;
+  return Ref<NSProcessInfo>(shared);
+}
+
 NSString NSProcessInfo::processName() const {
   {
     const std::lock_guard lock(state().mutex);
@@ -50,7 +55,7 @@ NSString NSProcessInfo::processName() const {
   return NSString::stringWithFileSystemRepresentation(path.substr(path.rfind('/') + 1));
 }
 
-void NSProcessInfo::setProcessName(const NSString& name) const {
+void NSProcessInfo::setProcessName(const NSString& name) {
   const std::lock_guard lock(state().mutex);
   state().name = name;
 }

@@ -1,23 +1,23 @@
 #pragma once
 
+#include "Platform/Foundation/Values/NSObject.h"
 #include "Platform/Foundation/Values/NSString.h"
 
 class NSArray;
 class NSDictionary;
 
-// What there is to know about the running process. A handle without a state of its own: copies cost nothing,
-// and any thread may ask.
+// What there is to know about the running process. One object for all, from any thread; it is never destroyed.
 //
-//   NSProcessInfo process = NSProcessInfo::processInfo();
-//   NSString home = process.environment()["HOME"].as<NSString>();
-class ORV_EXPORT NSProcessInfo {
+//   Ref<NSProcessInfo> process = NSProcessInfo::processInfo();
+//   NSString home = process->environment()["HOME"].as<NSString>();
+class ORV_EXPORT NSProcessInfo : public NSObject {
  public:
-  static NSProcessInfo processInfo() { return NSProcessInfo(); }
+  static orv::Ref<NSProcessInfo> processInfo();
 
   // The file name of the executable until it is set. It names the log folder and begins console lines.
   NSString processName() const;
   // nil restores the file name.
-  void setProcessName(const NSString& name) const;
+  void setProcessName(const NSString& name);
 
   // As given to main, the program's own name first.
   NSArray arguments() const;
