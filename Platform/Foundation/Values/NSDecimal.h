@@ -64,6 +64,7 @@ struct ORV_EXPORT NSDecimal {
   // Reads blanks, a sign, digits, a period and digits, and e or E with a sign and digits, whatever the
   // locale; stops at the first character that does not fit. Digits that the mantissa cannot hold are dropped.
   // Not-a-number when there is no digit or the number is out of range. Kept: a text that begins with "e" is 0.
+  // Of UTF-8 only the ASCII blanks are skipped, of the other forms those of all scripts.
   static NSDecimal fromText(std::string_view text);
   static NSDecimal fromText(const uint8_t* latin1, size_t length);
   static NSDecimal fromText(const char16_t* units, size_t length);
