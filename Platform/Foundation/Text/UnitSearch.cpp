@@ -13,18 +13,19 @@
 namespace orv::detail {
 namespace {
 
+// Not 0 when one of the four units in a word is the wanted one, given four times in the pattern.
+uint64_t hasUnit(const char16_t* units, uint64_t pattern) noexcept {
+  uint64_t word;
+  std::memcpy(&word, units, sizeof word);
+  word ^= pattern;
+  return (word - 0x0001000100010001u) & ~word & 0x8000800080008000u;
+}
+
 // The first position of a unit in a run, or its length. Eight units at a time.
 size_t findUnit(const char16_t* units, size_t count, char16_t unit) noexcept {
-  using Block = uint16_t __attribute__((vector_size(16)));
-  using Words = uint64_t __attribute__((vector_size(16)));
-  const Block wanted = Block{} + unit;
+  const uint64_t pattern = unit * 0x0001000100010001u;
   size_t i = 0;
-  for (; i + 8 <= count; i += 8) {
-    Block block;
-    std::memcpy(&block, units + i, sizeof block);
-    const auto equal = reinterpret_cast<Words>(block == wanted);
-    if (equal[0] | equal[1]) break;
-  }
+  while (i + 8 <= count && !(hasUnit(units + i, pattern) | hasUnit(units + i + 4, pattern))) i += 8;
   while (i < count && units[i] != unit) ++i;
   return i;
 }
