@@ -3,10 +3,12 @@
 #include <benchmark/benchmark.h>
 #include <fmt/format.h>
 
+#include <QHash>
 #include <QString>
 #include <functional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "Benchmarks/Support.h"
 #include "Platform/Foundation/Values/NSString.h"
@@ -92,41 +94,47 @@ void formatQt(benchmark::State& state) {
     benchmark::DoNotOptimize(QString::asprintf("%s %d %.3f", name.constData(), ++n, 1234.5678));
 }
 
+// One benchmark for each kind of string: the function gets the maker, and what it measures.
+template <class F>
+void add(const char* name, F&& function) {
+  benchmark::RegisterBenchmark(name, std::forward<F>(function));
+}
+
+template <class Kind, class Make>
+void addKind(const std::string& kind, Make make) {
+  const auto name = [&](const char* what) { return std::string("string/") + what + "/" + kind; };
+  add(name("from-utf8-ascii").c_str(), [=](benchmark::State& s) { create(s, kAscii, make); });
+  add(name("equal").c_str(), [=](benchmark::State& s) { equal<Kind>(s, make); });
+  add(name("concatenate").c_str(), [=](benchmark::State& s) { concatenate<Kind>(s, make); });
+}
+
+template <class Kind, class Make, class Hash, class Slice>
+void addKind(const std::string& kind, Make make, Hash hashOf, Slice sliceOf) {
+  addKind<Kind>(kind, make);
+  const auto name = [&](const char* what) { return std::string("string/") + what + "/" + kind; };
+  add(name("hash").c_str(), [=](benchmark::State& s) { hash<Kind>(s, make, hashOf); });
+  add(name("hash-fresh").c_str(), [=](benchmark::State& s) { hashFresh(s, make, hashOf); });
+  add(name("slice").c_str(), [=](benchmark::State& s) { slice<Kind>(s, make, sliceOf); });
+}
+
+const bool added = [] {
+  addKind<NSString>(
+      "ours", ours, [](const NSString& s) { return s.hash(); },
+      [](const NSString& s) {
+        return s.substringWithRange({100, 500});
+      });
+  addKind<QString>(
+      "qt", qstring, [](const QString& s) { return qHash(s); },
+      [](const QString& s) { return s.mid(100, 500); });
+  addKind<std::string>("std", standard, std::hash<std::string>(),
+                       [](const std::string& s) { return s.substr(100, 500); });
+  add("string/from-utf8-greek/ours", [](benchmark::State& s) { create(s, kGreek, ours); });
+  add("string/from-utf8-greek/qt", [](benchmark::State& s) { create(s, kGreek, qstring); });
+  return true;
+}();
+
 }  // namespace
 
-#define TRIO(name, function)                                                       \
-  BENCHMARK_CAPTURE(function<NSString>, ours, ours)->Name("string/" name "/ours"); \
-  BENCHMARK_CAPTURE(function<QString>, qt, qstring)->Name("string/" name "/qt");   \
-  BENCHMARK_CAPTURE(function<std::string>, std, standard)->Name("string/" name "/std")
-
-BENCHMARK_CAPTURE(create, a, kAscii, ours)->Name("string/from-utf8-ascii/ours");
-BENCHMARK_CAPTURE(create, b, kAscii, qstring)->Name("string/from-utf8-ascii/qt");
-BENCHMARK_CAPTURE(create, c, kAscii, standard)->Name("string/from-utf8-ascii/std");
-BENCHMARK_CAPTURE(create, a, kGreek, ours)->Name("string/from-utf8-greek/ours");
-BENCHMARK_CAPTURE(create, b, kGreek, qstring)->Name("string/from-utf8-greek/qt");
-TRIO("equal", equal);
-TRIO("concatenate", concatenate);
-BENCHMARK_CAPTURE(hash<NSString>, a, ours, [](const NSString& s) {
-  return s.hash();
-})->Name("string/hash/ours");
-BENCHMARK_CAPTURE(hash<QString>, b, qstring, [](const QString& s) { return qHash(s); })->Name("string/hash/qt");
-BENCHMARK_CAPTURE(hash<std::string>, c, standard, std::hash<std::string>())->Name("string/hash/std");
-BENCHMARK_CAPTURE(hashFresh, a, ours, [](const NSString& s) {
-  return s.hash();
-})->Name("string/hash-fresh/ours");
-BENCHMARK_CAPTURE(hashFresh, b, qstring, [](const QString& s) {
-  return qHash(s);
-})->Name("string/hash-fresh/qt");
-BENCHMARK_CAPTURE(hashFresh, c, standard, std::hash<std::string>())->Name("string/hash-fresh/std");
-BENCHMARK_CAPTURE(slice<NSString>, a, ours, [](const NSString& s) {
-  return s.substringWithRange({100, 500});
-})->Name("string/slice/ours");
-BENCHMARK_CAPTURE(slice<QString>, b, qstring, [](const QString& s) {
-  return s.mid(100, 500);
-})->Name("string/slice/qt");
-BENCHMARK_CAPTURE(slice<std::string>, c, standard, [](const std::string& s) {
-  return s.substr(100, 500);
-})->Name("string/slice/std");
 BENCHMARK(formatOurs)->Name("format/mixed/ours");
 BENCHMARK(formatFmt)->Name("format/mixed/fmt");
 BENCHMARK(formatQt)->Name("format/mixed/qt");

@@ -3,6 +3,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <cstring>
@@ -48,6 +49,20 @@ TEST(Pool, EveryBlockIsAlignedAndItsOwn) {
 }
 
 TEST(Pool, FreeingNothingIsAllowed) { poolFree(nullptr, 64); }
+
+TEST(Pool, ReallocatingKeepsTheContents) {
+  const size_t sizes[] = {8, 24, 512, 513, 100000, 700, 512, 16};
+  Block block = Block::make(sizes[0], 7);
+  for (size_t size : sizes) {
+    block.bytes = static_cast<unsigned char*>(poolReallocate(block.bytes, block.size, size));
+    block.size = std::min(block.size, size);
+    ASSERT_TRUE(block.intact());
+    block.size = size;
+    std::memset(block.bytes, block.pattern, size);
+  }
+  block.free();
+  poolFree(poolReallocate(nullptr, 0, 32), 32);
+}
 
 TEST(Pool, BlocksStayIntactInARandomOrderOfUse) {
   std::mt19937 random(1);

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "Platform/Foundation/Values/NSURL.h"
+#include "Tests/Support/World.h"
 
 using namespace orv;
 

@@ -22,6 +22,7 @@
 #include "Platform/Foundation/Values/NSError.h"
 #include "Platform/Foundation/Values/NSNumber.h"
 #include "Tests/Support/Capture.h"
+#include "Tests/Support/World.h"
 
 using namespace orv;
 using testing::ElementsAre;

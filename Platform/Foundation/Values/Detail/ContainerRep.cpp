@@ -74,10 +74,13 @@ ArrayRep* ArrayRep::make(size_t capacity, bool isMutable) {
 
 void ArrayRep::reserve(size_t wanted) {
   if (wanted <= capacity) return;
-  auto* grown = static_cast<Value*>(poolAllocate(wanted * sizeof(Value)));
-  relocate(grown, items, count);
-  if (!isInline()) poolFree(items, capacity * sizeof(Value));
-  items = grown;
+  if (isInline()) {
+    auto* grown = static_cast<Value*>(poolAllocate(wanted * sizeof(Value)));
+    relocate(grown, items, count);
+    items = grown;
+  } else {
+    items = static_cast<Value*>(poolReallocate(items, capacity * sizeof(Value), wanted * sizeof(Value)));
+  }
   capacity = wanted;
 }
 
@@ -129,9 +132,9 @@ void TableRep::adopt(void* memory, size_t room) noexcept {
   entries = static_cast<Value*>(memory);
   capacity = static_cast<uint32_t>(room);
   const size_t slotCount = slotsFor(room);
-  slots = slotCount ? reinterpret_cast<Slot*>(entries + room * width) : nullptr;
+  index = slotCount ? reinterpret_cast<Slot*>(entries + room * width) : nullptr;
   slotMask = slotCount ? static_cast<uint32_t>(slotCount - 1) : 0;
-  if (slots) std::memset(static_cast<void*>(slots), 0, slotCount * sizeof(Slot));
+  if (index) std::memset(static_cast<void*>(index), 0, slotCount * sizeof(Slot));
 }
 
 TableRep* TableRep::make(Kind kind, size_t capacity, bool isMutable) {
@@ -166,7 +169,7 @@ void TableRep::reserve(size_t wanted) {
     Value* entry = oldEntries + i * width;
     if (entry->isNil()) continue;
     relocate(entries + used * width, entry, width);
-    if (slots) note(tableHash(key(used)), used);
+    if (index) note(tableHash(key(used)), used);
     ++used;
   }
   freeOld();
@@ -174,20 +177,20 @@ void TableRep::reserve(size_t wanted) {
 
 void TableRep::note(uint32_t hash, size_t entry) noexcept {
   size_t at = hash & slotMask;
-  while (slots[at].entry != 0) at = (at + 1) & slotMask;
-  slots[at] = {hash, static_cast<uint32_t>(entry + 1)};
+  while (index[at].entry != 0) at = (at + 1) & slotMask;
+  index[at] = {hash, static_cast<uint32_t>(entry + 1)};
 }
 
 size_t TableRep::find(const Value& wanted) const {
-  if (!slots) {
+  if (!index) {
     for (size_t i = 0; i < used; ++i)
       if (!key(i).isNil() && sameKey(key(i), wanted)) return i;
     return kNone;
   }
   const uint32_t hash = tableHash(wanted);
-  for (size_t at = hash & slotMask; slots[at].entry != 0; at = (at + 1) & slotMask) {
-    if (slots[at].hash != hash) continue;
-    const size_t i = slots[at].entry - 1;
+  for (size_t at = hash & slotMask; index[at].entry != 0; at = (at + 1) & slotMask) {
+    if (index[at].hash != hash) continue;
+    const size_t i = index[at].entry - 1;
     if (!key(i).isNil() && sameKey(key(i), wanted)) return i;
   }
   return kNone;
@@ -205,7 +208,7 @@ size_t TableRep::findOrAdd(const Value& wanted, bool& added) {
   if (!added) return found;
   Value stored = wanted.copy();
   if (used == capacity) makeRoom();
-  if (slots) note(tableHash(stored), used);
+  if (index) note(tableHash(stored), used);
   new (&key(used)) Value(std::move(stored));
   if (width == 2) new (&value(used)) Value();
   ++count;
@@ -224,7 +227,7 @@ void TableRep::clear() noexcept {
   const size_t n = std::exchange(used, 0) * width;
   count = 0;
   ++mutations;
-  if (slots) std::memset(static_cast<void*>(slots), 0, (size_t{slotMask} + 1) * sizeof(Slot));
+  if (index) std::memset(static_cast<void*>(index), 0, (size_t{slotMask} + 1) * sizeof(Slot));
   std::destroy_n(entries, n);
 }
 

@@ -75,7 +75,7 @@ struct TableRep : ContainerRep {
   uint32_t slotMask = 0;  // number of slots - 1; 0 while there is no index
   uint32_t width;         // values per entry: 1 or 2
   Value* entries = nullptr;
-  Slot* slots = nullptr;
+  Slot* index = nullptr;
 
  private:
   TableRep(Kind kind, size_t inlineCapacity, bool isMutable) noexcept;

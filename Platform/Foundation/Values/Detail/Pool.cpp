@@ -248,4 +248,16 @@ void poolFree(void* memory, std::size_t bytes) noexcept {
   ++list.count;
 }
 
+void* poolReallocate(void* block, std::size_t oldBytes, std::size_t newBytes) {
+  if (oldBytes > kPoolLargest && newBytes > kPoolLargest) {
+    void* moved = std::realloc(block, newBytes);
+    if (!moved) throw std::bad_alloc();
+    return moved;
+  }
+  void* fresh = poolAllocate(newBytes);
+  if (block) std::memcpy(fresh, block, std::min(oldBytes, newBytes));
+  poolFree(block, oldBytes);
+  return fresh;
+}
+
 }  // namespace orv::detail

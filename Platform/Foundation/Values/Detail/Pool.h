@@ -21,6 +21,10 @@ ORV_EXPORT void* poolAllocate(std::size_t bytes);
 // Gives back a block; `bytes` is the number it was asked for with. A null pointer is ignored.
 ORV_EXPORT void poolFree(void* block, std::size_t bytes) noexcept;
 
+// A block of another size with the same contents, as far as they fit. Large blocks grow in place or by moving
+// pages where the system can.
+ORV_EXPORT void* poolReallocate(void* block, std::size_t oldBytes, std::size_t newBytes);
+
 // The bytes a block asked for with `bytes` really has: what a growing container may use.
 constexpr std::size_t poolRoundedSize(std::size_t bytes) {
   return (bytes + kPoolGrain - 1) / kPoolGrain * kPoolGrain;
