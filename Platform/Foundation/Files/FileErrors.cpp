@@ -112,6 +112,12 @@ bool systemPath(const NSString& path, std::string& out) {
   return withoutZero(path.fileSystemRepresentation(), out);
 }
 
+bool itemPath(const NSString& path, std::string& out) {
+  if (!systemPath(path, out)) return false;
+  while (out.size() > 1 && out.ends_with('/')) out.pop_back();
+  return true;
+}
+
 bool systemPath(const NSURL& url, std::string& out) {
   return url.isFileURL() && withoutZero(url.fileSystemRepresentation(), out);
 }

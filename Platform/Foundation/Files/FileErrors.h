@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 #include "Platform/Foundation/Values/NSError.h"
 #include "Platform/Foundation/Values/NSString.h"
 
@@ -41,5 +43,7 @@ NSError invalidPathError(FileAction action, const Value& given);
 // The path as the operating system takes it: false for nil, "" and a path with a zero byte in it.
 bool systemPath(const NSString& path, std::string& out);
 bool systemPath(const NSURL& url, std::string& out);
+// The same without trailing slashes, which would make the system follow a link.
+bool itemPath(const NSString& path, std::string& out);
 
 }  // namespace orv::detail

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <utility>
 
 #include "Platform/Foundation/Values/NSDictionary.h"
 #include "Platform/Foundation/Values/NSObject.h"
@@ -70,6 +71,10 @@ class ORV_EXPORT NSNotificationCenter : public NSObject {
   // block gives nil.
   [[nodiscard]] orv::Ref<NSNotificationObserver> addObserver(const NSString& name, const orv::Value& object,
                                                              Block block);
+  // About any object.
+  [[nodiscard]] orv::Ref<NSNotificationObserver> addObserver(const NSString& name, Block block) {
+    return addObserver(name, orv::nil, std::move(block));
+  }
   // Ends a registration at once; nil, or a second time, does nothing.
   void removeObserver(const orv::Ref<NSNotificationObserver>& token);
 

@@ -1,0 +1,223 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+
+#include "Platform/Foundation/Values/NSArray.h"
+#include "Platform/Foundation/Values/NSData.h"
+#include "Platform/Foundation/Values/NSDate.h"
+#include "Platform/Foundation/Values/NSDictionary.h"
+#include "Platform/Foundation/Values/NSError.h"
+#include "Platform/Foundation/Values/NSNumber.h"
+#include "Platform/Foundation/Values/NSObject.h"
+#include "Platform/Foundation/Values/NSSet.h"
+#include "Platform/Foundation/Values/NSURL.h"
+
+class NSDirectoryEnumerator;
+
+// The places that NSFileManager::URLsForDirectory knows.
+enum NSSearchPathDirectory : NSUInteger {
+  NSLibraryDirectory = 5,   // $XDG_STATE_HOME, ~/.local/state
+  NSUserDirectory = 7,      // the folder above the home folder
+  NSDocumentDirectory = 9,  // the user folders of `user-dirs.dirs`, or ~/Documents, ~/Desktop, ...
+  NSDesktopDirectory = 12,
+  NSCachesDirectory = 13,              // $XDG_CACHE_HOME, ~/.cache
+  NSApplicationSupportDirectory = 14,  // $XDG_DATA_HOME, ~/.local/share
+  NSDownloadsDirectory = 15,
+  NSMoviesDirectory = 17,
+  NSMusicDirectory = 18,
+  NSPicturesDirectory = 19,
+  NSSharedPublicDirectory = 21,
+  NSTrashDirectory = 102,  // the home trash of the data folder
+};
+
+enum NSSearchPathDomainMask : NSUInteger { NSUserDomainMask = 1, NSAllDomainsMask = 0xFFFF };
+
+// How an enumerator goes through a tree; values combine with |.
+enum NSDirectoryEnumerationOptions : NSUInteger {
+  NSDirectoryEnumerationSkipsSubdirectoryDescendants = 1,
+  NSDirectoryEnumerationSkipsPackageDescendants = 2,  // a package is listed, its contents are not
+  NSDirectoryEnumerationSkipsHiddenFiles = 4,         // nor what lies below hidden folders
+};
+
+// Keys of item attributes. Each is its own text.
+extern ORV_EXPORT const NSString NSFileType;
+extern ORV_EXPORT const NSString NSFileTypeRegular;
+extern ORV_EXPORT const NSString NSFileTypeDirectory;
+extern ORV_EXPORT const NSString NSFileTypeSymbolicLink;
+extern ORV_EXPORT const NSString NSFileTypeSocket;
+extern ORV_EXPORT const NSString NSFileTypeCharacterSpecial;
+extern ORV_EXPORT const NSString NSFileTypeBlockSpecial;
+extern ORV_EXPORT const NSString NSFileTypeUnknown;  // pipes
+extern ORV_EXPORT const NSString NSFileSize;
+extern ORV_EXPORT const NSString NSFileModificationDate;
+extern ORV_EXPORT const NSString NSFileCreationDate;  // absent where the file system keeps none
+extern ORV_EXPORT const NSString NSFilePosixPermissions;
+extern ORV_EXPORT const NSString NSFileOwnerAccountID;
+extern ORV_EXPORT const NSString NSFileOwnerAccountName;  // absent for an unknown number
+extern ORV_EXPORT const NSString NSFileGroupOwnerAccountID;
+extern ORV_EXPORT const NSString NSFileGroupOwnerAccountName;
+extern ORV_EXPORT const NSString NSFileReferenceCount;
+extern ORV_EXPORT const NSString NSFileSystemNumber;
+extern ORV_EXPORT const NSString NSFileSystemFileNumber;
+extern ORV_EXPORT const NSString NSFileImmutable;
+// Keys of file-system attributes, in bytes and numbers of items.
+extern ORV_EXPORT const NSString NSFileSystemSize;
+extern ORV_EXPORT const NSString NSFileSystemFreeSize;  // for ordinary users
+extern ORV_EXPORT const NSString NSFileSystemNodes;
+extern ORV_EXPORT const NSString NSFileSystemFreeNodes;
+
+// $HOME, or the account's home folder when it is not set to an absolute path.
+ORV_EXPORT NSString NSHomeDirectory();
+// $TMPDIR, or /tmp; ends in a slash.
+ORV_EXPORT NSString NSTemporaryDirectory();
+
+// Turns a location into a file URL: a file URL is itself, a string is a path (the disk is asked whether it is a
+// folder). Data is a stored bookmark, which cannot be resolved yet: one Warning and nil. Anything else is nil.
+ORV_EXPORT NSURL zxFileURL(const orv::Value& location);
+
+// Files and folders: asking, making, moving, removing, listing.
+//
+// One object for all, without a state, for any thread. Every operation blocks on the disk. Operations with an
+// error parameter fill it when they fail and leave it alone when they succeed; a null pointer drops it. A nil
+// path or URL is a failure, as is a URL that is not a file's. The environment is read at each call.
+//
+//   Ref<NSFileManager> manager = NSFileManager::defaultManager();
+//   NSURL notes = manager->zuMakeDirs(manager->zuDocumentFolder().URLByAppendingPathComponent("Notes", true));
+//   for (const Value& name : manager->contentsOfDirectoryAtPath(notes.path())) ...
+class ORV_EXPORT NSFileManager : public NSObject {
+ public:
+  // Answers whether to go on after an item could not be read.
+  using ErrorHandler = std::function<bool(const NSURL&, const NSError&)>;
+
+  static orv::Ref<NSFileManager> defaultManager();
+
+  NSString className() const override { return "NSFileManager"; }
+
+  // Follows links: a dangling one does not exist. `isDirectory` is set when the answer is true.
+  bool fileExistsAtPath(const NSString& path, bool* isDirectory = nullptr) const;
+  bool isReadableFileAtPath(const NSString& path) const;
+  // Byte by byte; folders by names and contents, links by target. Two missing items are not equal.
+  bool contentsEqualAtPath(const NSString& path, const NSString& otherPath) const;
+  // The names in a folder, hidden ones included, in the order of their code units.
+  NSArray contentsOfDirectoryAtPath(const NSString& path, NSError* error = nullptr) const;
+  // Walks a tree in depth, each folder before its contents, in the order of the names. The error handler may be
+  // empty: go on. A nil URL gives nil.
+  orv::Ref<NSDirectoryEnumerator> enumeratorAtURL(const NSURL& url, const NSArray& keys, NSUInteger options,
+                                                  ErrorHandler handler = nullptr) const;
+
+  // Of the item itself, not of what a link points to.
+  NSDictionary attributesOfItemAtPath(const NSString& path, NSError* error = nullptr) const;
+  // Sets the modification date and the permissions; other keys are ignored. Follows links.
+  bool setAttributesOfItemAtPath(const NSDictionary& attributes, const NSString& path,
+                                 NSError* error = nullptr) const;
+  NSDictionary attributesOfFileSystemForPath(const NSString& path, NSError* error = nullptr) const;
+
+  // An existing folder is a success when intermediate folders are to be made, else a failure.
+  bool createDirectoryAtPath(const NSString& path, bool withIntermediateDirectories,
+                             NSError* error = nullptr) const;
+  bool createDirectoryAtURL(const NSURL& url, bool withIntermediateDirectories, NSError* error = nullptr) const;
+  // Empties an existing file first; nil contents are none.
+  bool createFileAtPath(const NSString& path, const NSData& contents) const;
+  // A folder goes with everything in it; links are removed, not followed.
+  bool removeItemAtPath(const NSString& path, NSError* error = nullptr) const;
+  bool removeItemAtURL(const NSURL& url, NSError* error = nullptr) const;
+  // Never replaces the target and never moves into it. Between file systems: copies and removes.
+  bool moveItemAtPath(const NSString& from, const NSString& to, NSError* error = nullptr) const;
+  bool moveItemAtURL(const NSURL& from, const NSURL& to, NSError* error = nullptr) const;
+  // Whole trees, with permissions, dates and extended attributes; links as links; sockets and pipes are left
+  // out. Never replaces the target. What was copied before a failure remains.
+  bool copyItemAtPath(const NSString& from, const NSString& to, NSError* error = nullptr) const;
+  bool copyItemAtURL(const NSURL& from, const NSURL& to, NSError* error = nullptr) const;
+
+  // One URL for the user's domain; empty for other domains and unknown places. Nothing is made.
+  NSArray URLsForDirectory(NSSearchPathDirectory directory, NSUInteger domainMask = NSUserDomainMask) const;
+  NSURL temporaryDirectory() const;
+
+  // NSFileManager(Orvane) - Orvane/Categories/NSFileManager+Orvane.cpp
+
+  // The folder name of the running application: the owner's prefix, ".test." and the variable APPNAME where
+  // that is set; else the bundle's identifier, or its name after zuUseAppName(true); else the prefix and
+  // ".test.UnitTest". An empty name asserts softly and is returned all the same.
+  static NSString appSpecificFolderName();
+  // Takes effect on later calls. A plain switch without a lock: set it at start.
+  static void zuUseAppName(bool useAppName);
+
+  // The user's standard folders, as URLSForDirectory gives them. They need not exist.
+  NSURL zuHomeFolder() const;
+  NSURL zuCachesFolder() const;
+  NSURL zuDocumentFolder() const;
+  NSURL zuPicturesFolder() const;
+  NSURL zuDownloadsFolder() const;
+  NSURL zuLibraryFolder() const;
+  NSURL zuApplicationSupportFolder() const;
+
+  // The application's own folders, made when missing; nil when that fails. The cache folder is always named
+  // after the bundle's identifier, the others after appSpecificFolderName.
+  NSURL zuPrivateCacheFolder() const;
+  NSURL zuPrivateLibraryFolder() const;
+  NSURL zuPrivateApplicationSupportFolder() const;
+  NSURL zuPrivateFolder() const;  // the same as zuPrivateApplicationSupportFolder
+  NSURL zuTempFolder() const;
+  // Places in the private or the document folder. Only the folder is made.
+  NSURL zuPathForPrivateFile(const NSString& name) const;
+  NSURL zuPathForPrivateFolder(const NSString& name) const;
+  NSURL zuPathForDocumentFile(const NSString& name) const;
+  // The file-system attributes of the home folder, or nil.
+  NSDictionary zuHomeAttributes() const;
+
+  // NSFileManager(Orvane) - Orvane/Categories/NSFileManager+OrvaneFiles.cpp
+  //
+  // Forgiving operations: a plain result, one log line for what went wrong. Each asserts softly that a URL is
+  // one; the others take a path string, too, where the operation needs only the path. Nil gives false or nil.
+
+  // The URL when the folder is there or was made, with those above it; else one Warning and nil.
+  NSURL zuMakeDirs(const orv::Value& url) const;
+  // Fails when the destination exists. One Warning for a failure, Info for an exception.
+  bool zuCopy(const orv::Value& from, const orv::Value& to) const;
+  // Removes the destination first, whatever it is. One Info line for a failure.
+  bool zuForceCopy(const orv::Value& from, const orv::Value& to) const;
+  // Fails when the destination exists, with one Info line.
+  bool zuMove(const orv::Value& from, const orv::Value& to) const;
+  // A file or a whole folder. One Info line for a failure.
+  bool zuRemove(const orv::Value& url) const;
+  bool zuRemoveFolder(const orv::Value& url) const;  // only a folder
+  bool zuRemoveFile(const orv::Value& url) const;    // only what is no folder
+  // Reachable, and no folder. A link to a folder is no folder.
+  bool zuIsFile(const orv::Value& url) const;
+  bool zuIsDir(const orv::Value& url) const;
+  // Sets the modification date to now; makes nothing.
+  bool zuTouch(const orv::Value& url) const;
+  NSDictionary zuAttributes(const orv::Value& url) const;
+  uint64_t zuFileSize(const orv::Value& url) const;
+  NSDate zuFileModificationDate(const orv::Value& url) const;
+  bool zuFileCompare(const orv::Value& url, const orv::Value& otherURL) const;
+
+  // Digests of a file's bytes, read in pieces. A file that cannot be read counts as empty. An empty one gives
+  // nil for MD5, and asserts softly and gives the digest of no bytes for SHA-256. A file that changes while it
+  // is read is reported with one Warning.
+  NSString zuFileMD5String(const orv::Value& url) const;
+  NSString zuFileSHA256String(const orv::Value& url) const;
+  NSData zuFileSHA256Data(const orv::Value& url) const;
+
+  // NSFileManager(Orvane) - Orvane/Categories/NSFileManager+OrvaneListing.cpp
+
+  // The names in a folder in the order of their code units, hidden ones included; nil and one Info line when
+  // it cannot be read. Takes a path string, too.
+  NSArray zuListDir(const orv::Value& url) const;
+  // Those that do not begin with "."; folders are among them.
+  NSArray zuListVisibleFilesDir(const orv::Value& url) const;
+  // The URLs of all regular files at any depth that are not hidden, not inside packages and not named "Icon".
+  NSMutableArray zuListAllVisibleFilesInSubFolders(const orv::Value& directoryURL) const;
+  // One line for each item at any depth, hidden ones included: four blanks for each level, then "name/" for a
+  // folder and "name (SIZE bytes, x)" for anything else; the x is fixed. Lines are joined by "\n".
+  NSString zuListTree(const orv::Value& url) const;
+  // One line for each file at any depth, "KEY; size=SIZE hash=SHA256": the key names the file and then its
+  // folders upward, each after a slash ("/abc.txt/s" for s/abc.txt). Kept: stored sets depend on it. Two trees
+  // are equal in content when their sets are equal. Reads on as many threads as there are processors; memory
+  // does not grow with the size of the files.
+  NSMutableSet zuListChecksumsForTreeAtURL(const orv::Value& folderURL) const;
+
+ private:
+  NSFileManager() = default;
+};

@@ -1,0 +1,104 @@
+// Where the user's folders lie: the XDG base directories and user directories.
+
+#include <pwd.h>
+#include <unistd.h>
+
+#include <array>
+#include <fstream>
+#include <string>
+#include <string_view>
+
+#include "Platform/Foundation/Files/NSFileManager.h"
+#include "Platform/Foundation/System/NSProcessInfo.h"
+#include "Platform/Foundation/Values/NSArray.h"
+#include "Platform/Foundation/Values/NSURL.h"
+
+using namespace orv;
+
+namespace {
+
+// The folder in an environment variable; relative ones do not count.
+NSString folderFrom(const char* variable) {
+  const NSString value = detail::environmentValue(variable);
+  return value.isAbsolutePath() ? value : NSString();
+}
+
+NSString baseFolder(const char* variable, const char* belowHome) {
+  const NSString folder = folderFrom(variable);
+  return folder ? folder : NSHomeDirectory().stringByAppendingPathComponent(belowHome);
+}
+
+NSString homeOfAccount() {
+  passwd entry;
+  passwd* found = nullptr;
+  std::array<char, 4096> buffer;
+  if (::getpwuid_r(::getuid(), &entry, buffer.data(), buffer.size(), &found) != 0 || !found) return "/";
+  return NSString::stringWithFileSystemRepresentation(entry.pw_dir);
+}
+
+// The value of a line such as XDG_MUSIC_DIR="$HOME/Music"; nil when the line names something else.
+NSString userFolderFromLine(std::string_view line, std::string_view name) {
+  line.remove_prefix(std::min(line.find_first_not_of(" \t"), line.size()));
+  if (!line.starts_with(name) || !line.substr(name.size()).starts_with("=\"")) return nil;
+  line.remove_prefix(name.size() + 2);
+  const bool belowHome = line.starts_with("$HOME/") || line.starts_with("$HOME\"");
+  if (belowHome) line.remove_prefix(5);
+  std::string path;
+  for (size_t i = 0; i < line.size() && line[i] != '"'; ++i) {
+    if (line[i] == '\\' && i + 1 < line.size()) ++i;
+    path += line[i];
+  }
+  const NSString text = NSString::stringWithFileSystemRepresentation(path);
+  if (belowHome) return NSHomeDirectory().stringByAppendingPathComponent(text);
+  return text.isAbsolutePath() ? text : NSString();
+}
+
+// A user folder: the last line of user-dirs.dirs that names it, or the usual name below home.
+NSString userFolder(const char* name, const char* usual) {
+  const NSString config =
+      baseFolder("XDG_CONFIG_HOME", ".config").stringByAppendingPathComponent("user-dirs.dirs");
+  std::ifstream in(config.fileSystemRepresentation());
+  NSString folder;
+  for (std::string line; std::getline(in, line);)
+    if (const NSString found = userFolderFromLine(line, name)) folder = found;
+  return folder ? folder : NSHomeDirectory().stringByAppendingPathComponent(usual);
+}
+
+NSString pathOf(NSSearchPathDirectory directory) {
+  switch (directory) {
+    case NSLibraryDirectory: return baseFolder("XDG_STATE_HOME", ".local/state");
+    case NSUserDirectory: return NSHomeDirectory().stringByDeletingLastPathComponent();
+    case NSDocumentDirectory: return userFolder("XDG_DOCUMENTS_DIR", "Documents");
+    case NSDesktopDirectory: return userFolder("XDG_DESKTOP_DIR", "Desktop");
+    case NSCachesDirectory: return baseFolder("XDG_CACHE_HOME", ".cache");
+    case NSApplicationSupportDirectory: return baseFolder("XDG_DATA_HOME", ".local/share");
+    case NSDownloadsDirectory: return userFolder("XDG_DOWNLOAD_DIR", "Downloads");
+    case NSMoviesDirectory: return userFolder("XDG_VIDEOS_DIR", "Videos");
+    case NSMusicDirectory: return userFolder("XDG_MUSIC_DIR", "Music");
+    case NSPicturesDirectory: return userFolder("XDG_PICTURES_DIR", "Pictures");
+    case NSSharedPublicDirectory: return userFolder("XDG_PUBLICSHARE_DIR", "Public");
+    case NSTrashDirectory:
+      return baseFolder("XDG_DATA_HOME", ".local/share").stringByAppendingPathComponent("Trash/files");
+  }
+  return nil;
+}
+
+}  // namespace
+
+NSString NSHomeDirectory() {
+  const NSString home = folderFrom("HOME");
+  return home ? home : homeOfAccount();
+}
+
+NSString NSTemporaryDirectory() {
+  const NSString folder = folderFrom("TMPDIR");
+  if (folder.isNil()) return "/tmp/";
+  return folder.hasSuffix("/") ? folder : folder + "/";
+}
+
+NSArray NSFileManager::URLsForDirectory(NSSearchPathDirectory directory, NSUInteger domainMask) const {
+  const NSString path = domainMask & NSUserDomainMask ? pathOf(directory) : NSString();
+  return path ? NSArray{NSURL::fileURLWithPath(path, true)} : NSArray::array();
+}
+
+NSURL NSFileManager::temporaryDirectory() const { return NSURL::fileURLWithPath(NSTemporaryDirectory(), true); }
