@@ -304,7 +304,7 @@ void OrvLog::writeScreenLine(const Message& message, const NSString& context) co
     const std::string_view module = moduleName(message.caller);
     const bool foreign = !module.empty() && module != executableName();
     line.append(NSString::stringWithFormat("<%s%s%s%s:%ld>", foreign ? "@" : "",
-                                           foreign ? module : std::string_view(), foreign ? " " : "",
+                                           foreign ? module : std::string_view(""), foreign ? " " : "",
                                            fileName(message.file), message.line));
   }
   line.append(std::string_view(" "));

@@ -230,6 +230,26 @@ TEST(Format, HugeWidthsAreLimited) {
   EXPECT_EQ(text("%.65535f", 0.5).size(), 65537u);
 }
 
+TEST(Format, FixedDecimalsAreRoundedExactly) {
+  EXPECT_TRUE(rc::check([] {
+    const auto numerator = *rc::gen::arbitrary<int64_t>();
+    const auto shift = *rc::gen::inRange(0, 70);
+    const double x = std::ldexp(static_cast<double>(numerator), -shift);
+    for (const char* format : {"%.0f", "%.1f", "%.2f", "%.3f", "%.6f", "%.9f", "%.10f"})
+      RC_ASSERT(text(format, x) == printed(format, x));
+  }));
+  for (int i = -4000; i <= 4000; ++i)  // with many ties
+    for (const char* format : {"%.0f", "%.1f", "%.2f", "%.3f"})
+      ASSERT_EQ(text(format, i / 16.0), printed(format, i / 16.0)) << i;
+}
+
+TEST(Format, FormatsAreTextsOrZeroTerminatedBytes) {
+  EXPECT_EQ(NSString::stringWithFormat("caf\u00E9 %d", 1),
+            NSString::stringWithFormat(NSString("caf\u00E9 %d"), 1));
+  EXPECT_TRUE(NSString::stringWithFormat("\xFF %d", 1).isNil());
+  EXPECT_TRUE(NSString::stringWithFormat(static_cast<const char*>(nullptr), 1).isNil());
+}
+
 TEST(Format, ANilFormatIsNil) { EXPECT_TRUE(NSString::stringWithFormat(nil, 1).isNil()); }
 
 TEST(Format, CheckedFormatsFillInTheSameWay) {

@@ -208,6 +208,14 @@ TEST(NSMutableArray, ChangingItWhileIteratingRaises) {
   EXPECT_EQ(list.count(), 4u);
 }
 
+TEST(NSMutableArray, ChangingItInTheLastTurnOfALoopRaisesToo) {
+  const NSMutableArray list{1};
+  EXPECT_EQ(raised([&] {
+              for (const Value& v : list) list.addObject(v);
+            }),
+            "NSGenericException");
+}
+
 TEST(NSMutableArray, ReplacingAnElementIsNoChangeOfTheStructure) {
   const NSMutableArray list{1, 2};
   NSUInteger i = 0;

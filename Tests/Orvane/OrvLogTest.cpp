@@ -130,6 +130,7 @@ TEST_F(OrvLogTest, BeginsWithErrorWarningAndInfo) {
 }
 
 TEST_F(OrvLogTest, PrefixesMatchTheExactLevel) {
+  static_assert(std::is_same_v<std::underlying_type_t<OrvLogLevel>, uint64_t>);
   EXPECT_EQ(OrvLog::prefixForLevel(OrvLogLevelError), "E|*** ");
   EXPECT_EQ(OrvLog::prefixForLevel(OrvLogLevelWarning), "W|**  ");
   EXPECT_EQ(OrvLog::prefixForLevel(OrvLogLevelInfo), "I|*   ");
@@ -158,6 +159,25 @@ TEST_F(OrvLogTest, DropsLevelsOutsideTheMask) {
   EXPECT_EQ(withoutStamp(lines[0]), "T|     STAMP [Orvane] trace");
   EXPECT_EQ(withoutStamp(lines[1]), "D|     STAMP [Orvane] debug");
   EXPECT_EQ(recorder->heard.size(), 2u);
+}
+
+TEST_F(OrvLogTest, TheStartCanBeSetAndReset) {
+  log->setStart(12.5);
+  EXPECT_EQ(log->start(), 12.5);
+  log->resetStartTime();
+  EXPECT_NEAR(log->start(), CFAbsoluteTimeGetCurrent(), 5.0);
+}
+
+TEST_F(OrvLogTest, AnArrayOfHandlersCanBeReplaced) {
+  const auto before = addRecorder();
+  const auto after = make<Recorder>();
+  log->setLogHandler(NSMutableArray{after});
+  OrvLogInfo("m");
+  EXPECT_TRUE(before->heard.empty());
+  EXPECT_EQ(after->heard.size(), 1u);
+  log->setLogHandler(nil);
+  OrvLogInfo("nobody hears");
+  EXPECT_EQ(after->heard.size(), 1u);
 }
 
 TEST_F(OrvLogTest, RejectedArgumentsAreNotEvenEvaluated) {

@@ -216,7 +216,7 @@ class ORV_EXPORT NSFileManager : public NSObject {
   // folders upward, each after a slash ("/abc.txt/s" for s/abc.txt). Kept: stored sets depend on it. Two trees
   // are equal in content when their sets are equal. Reads on as many threads as there are processors; memory
   // does not grow with the size of the files.
-  NSMutableSet zuListChecksumsForTreeAtURL(const orv::Value& folderURL) const;
+  NSMutableSet zuListChecksumsForTreeAtURL(const orv::Value& folderUrl) const;
 
  private:
   NSFileManager() = default;

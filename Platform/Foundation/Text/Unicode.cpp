@@ -23,12 +23,12 @@ struct Step {
   bool valid;
 };
 
-Step twoBytes(const uint8_t* p, size_t left) noexcept {
+inline Step twoBytes(const uint8_t* p, size_t left) noexcept {
   if (left < 2 || !isTail(p[1])) return {0, 1, false};
   return {static_cast<char32_t>((p[0] & 0x1F) << 6 | (p[1] & 0x3F)), 2, true};
 }
 
-Step threeBytes(const uint8_t* p, size_t left) noexcept {
+inline Step threeBytes(const uint8_t* p, size_t left) noexcept {
   const uint8_t low = p[0] == 0xE0 ? 0xA0 : 0x80;   // overlong below
   const uint8_t high = p[0] == 0xED ? 0x9F : 0xBF;  // surrogates above
   if (left < 2 || p[1] < low || p[1] > high) return {0, 1, false};
@@ -36,7 +36,7 @@ Step threeBytes(const uint8_t* p, size_t left) noexcept {
   return {static_cast<char32_t>((p[0] & 0x0F) << 12 | (p[1] & 0x3F) << 6 | (p[2] & 0x3F)), 3, true};
 }
 
-Step fourBytes(const uint8_t* p, size_t left) noexcept {
+inline Step fourBytes(const uint8_t* p, size_t left) noexcept {
   const uint8_t low = p[0] == 0xF0 ? 0x90 : 0x80;   // overlong below
   const uint8_t high = p[0] == 0xF4 ? 0x8F : 0xBF;  // beyond U+10FFFF above
   if (left < 2 || p[1] < low || p[1] > high) return {0, 1, false};
@@ -66,24 +66,32 @@ inline void put(char32_t c, char16_t*& out) noexcept {
   }
 }
 
+// The length of the run of ASCII that starts here, or 1: a blank between words of another script is not
+// worth looking any further.
+inline size_t asciiRun(const uint8_t* p, const uint8_t* end) noexcept {
+  if (end - p < 8 || (load64(p) & 0x8080808080808080u)) return 1;
+  return 8 + asciiPrefix(p + 8, static_cast<size_t>(end - p - 8));
+}
+
 template <class Unit>
 void decode(std::string_view bytes, IllFormed policy, Unit* out) noexcept {
   const auto* p = reinterpret_cast<const uint8_t*>(bytes.data());
   const uint8_t* end = p + bytes.size();
   while (p < end) {
-    const size_t plain = asciiPrefix(p, static_cast<size_t>(end - p));
-    out = std::copy(p, p + plain, out);
-    p += plain;
-    while (p < end && *p >= 0x80) {
-      const Step step = nextStep(p, static_cast<size_t>(end - p));
-      if (step.valid)
-        put(step.codePoint, out);
-      else if (policy == IllFormed::Replace)
-        put(kReplacement, out);
-      else
-        for (int i = 0; i < step.length; ++i) put(0xDC00u + p[i], out);
-      p += step.length;
+    if (*p < 0x80) {
+      const size_t plain = asciiRun(p, end);
+      out = std::copy(p, p + plain, out);
+      p += plain;
+      continue;
     }
+    const Step step = nextStep(p, static_cast<size_t>(end - p));
+    if (step.valid)
+      put(step.codePoint, out);
+    else if (policy == IllFormed::Replace)
+      put(kReplacement, out);
+    else
+      for (int i = 0; i < step.length; ++i) put(0xDC00u + p[i], out);
+    p += step.length;
   }
 }
 
@@ -148,18 +156,18 @@ Utf8Shape measureUtf8(std::string_view bytes, IllFormed policy) noexcept {
   const auto* p = reinterpret_cast<const uint8_t*>(bytes.data());
   const uint8_t* end = p + bytes.size();
   while (p < end) {
-    const size_t plain = asciiPrefix(p, static_cast<size_t>(end - p));
-    shape.units += plain;
-    p += plain;
-    shape.ascii &= p == end;
-    while (p < end && *p >= 0x80) {
-      const Step step = nextStep(p, static_cast<size_t>(end - p));
-      if (!step.valid && policy == IllFormed::Refuse) return {0, false, false, false};
-      shape.narrow &= step.valid && step.codePoint < 0x100;
-      shape.units +=
-          step.valid ? (step.length == 4 ? 2u : 1u) : (policy == IllFormed::Escape ? step.length : 1u);
-      p += step.length;
+    if (*p < 0x80) {
+      const size_t plain = asciiRun(p, end);
+      shape.units += plain;
+      p += plain;
+      continue;
     }
+    const Step step = nextStep(p, static_cast<size_t>(end - p));
+    if (!step.valid && policy == IllFormed::Refuse) return {0, false, false, false};
+    shape.ascii = false;
+    shape.narrow &= step.valid && step.codePoint < 0x100;
+    shape.units += step.valid ? (step.length == 4 ? 2u : 1u) : (policy == IllFormed::Escape ? step.length : 1u);
+    p += step.length;
   }
   return shape;
 }
@@ -188,8 +196,8 @@ std::optional<std::string> utf8FromUnits(const char16_t* units, size_t count, Lo
   std::string text(utf8Room(units, count), '\0');
   char* out = text.data();
   for (size_t i = 0; i < count;) {
-    if (units[i] < 0x80) {
-      *out++ = static_cast<char>(units[i++]);
+    if (!isSurrogate(units[i])) {
+      out += encodeUtf8(units[i++], out);
       continue;
     }
     const Piece piece = pieceAt(units, count, i, policy);

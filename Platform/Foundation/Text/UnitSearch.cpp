@@ -97,12 +97,17 @@ std::u16string widened(const Units& u) { return std::u16string(u.narrow(), u.nar
 // Part of a text in folded form, with the way back to the units it came from.
 class FoldedWindow {
  public:
-  FoldedWindow(const Units& text, size_t begin, size_t end) { fold(text, begin, end); }
+  FoldedWindow(const Units& text, size_t begin, size_t end) : begin_(begin) {
+    units_.reserve(end - begin + 4);
+    withUnits(text, [&](auto* units, size_t) { fold(units, begin, end); });
+    if (!plain_) origins_.push_back(end);
+  }
 
   const std::u16string& units() const { return units_; }
 
   // The place in the text of a run of folded units, nothing when it cuts a code point.
   Match place(size_t from, size_t count) const {
+    if (plain_) return {begin_ + from, count};
     const size_t begin = origins_[from];
     const size_t end = origins_[from + count];
     if (begin == kNoMatch || end == kNoMatch) return {};
@@ -110,23 +115,32 @@ class FoldedWindow {
   }
 
  private:
-  void fold(const Units& text, size_t begin, size_t end) {
+  template <class Unit>
+  void fold(const Unit* units, size_t i, size_t end) {
     char16_t folded[4];
-    withUnits(text, [&](auto* units, size_t) {
-      for (size_t i = begin; i < end;) {
-        const CodePoint c = codePointAt(units, end, i);
-        const size_t count = foldCodePoint(c.value, folded);
-        units_.append(folded, count);
+    while (i < end) {
+      const CodePoint c = codePointAt(units, end, i);
+      const size_t count = foldCodePoint(c.value, folded);
+      if (plain_ && (c.units != 1 || count != 1)) startOrigins();
+      units_.append(folded, count);
+      if (!plain_) {
         origins_.push_back(i);
         origins_.resize(units_.size(), kNoMatch);
-        i += c.units;
       }
-    });
-    origins_.push_back(end);
+      i += c.units;
+    }
   }
 
+  // Up to here every unit was folded to one unit; from here on that is no longer so.
+  void startOrigins() {
+    plain_ = false;
+    for (size_t i = 0; i < units_.size(); ++i) origins_.push_back(begin_ + i);
+  }
+
+  size_t begin_;
+  bool plain_ = true;  // every unit was folded to one unit
   std::u16string units_;
-  std::vector<size_t> origins_;
+  std::vector<size_t> origins_;  // of each folded unit and of the end, when the window is not plain
 };
 
 bool cutsPair(const Units& u, size_t index) {

@@ -68,7 +68,11 @@ class ORV_EXPORT NSString : public orv::Value {
   // printf's language with %@ for any value; see Platform/Foundation/Text/Format.h. A nil format is nil.
   template <class... Args>
   static NSString stringWithFormat(const NSString& format, const Args&... args);
+  template <class... Args>
+  static NSString stringWithFormat(const char* format, const Args&... args);
   static NSString stringWithFormatArguments(const NSString& format,
+                                            std::initializer_list<orv::detail::FormatArgument> arguments);
+  static NSString stringWithFormatArguments(const char* format,
                                             std::initializer_list<orv::detail::FormatArgument> arguments);
 
   NSUInteger length() const noexcept;
@@ -190,6 +194,11 @@ class ORV_EXPORT NSString : public orv::Value {
 
 template <class... Args>
 NSString NSString::stringWithFormat(const NSString& format, const Args&... args) {
+  return stringWithFormatArguments(format, {orv::detail::FormatArgument(args)...});
+}
+
+template <class... Args>
+NSString NSString::stringWithFormat(const char* format, const Args&... args) {
   return stringWithFormatArguments(format, {orv::detail::FormatArgument(args)...});
 }
 

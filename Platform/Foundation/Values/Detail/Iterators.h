@@ -32,8 +32,16 @@ class ArrayIterator {
   }
   pointer operator->() const { return &**this; }
   reference operator[](difference_type n) const { return *(*this + n); }
-  ArrayIterator& operator++() noexcept { return ++at_, *this; }
-  ArrayIterator operator++(int) noexcept { return {rep_, at_++, mutations_}; }
+  // Checks, too: a change in the last turn of a loop would else go unseen.
+  ArrayIterator& operator++() {
+    if (rep_->mutations != mutations_) raiseMutated(rep_);
+    return ++at_, *this;
+  }
+  ArrayIterator operator++(int) {
+    const ArrayIterator before = *this;
+    ++*this;
+    return before;
+  }
   ArrayIterator& operator--() noexcept { return --at_, *this; }
   ArrayIterator operator--(int) noexcept { return {rep_, at_--, mutations_}; }
   ArrayIterator& operator+=(difference_type n) noexcept {
