@@ -81,7 +81,7 @@ struct ORV_EXPORT NSDecimal {
   Result multiplyingBy(const NSDecimal& other, NSRoundingMode mode = NSRoundPlain) const;
   // A quotient that the mantissa cannot hold exactly has 38 significant digits.
   Result dividingBy(const NSDecimal& divisor, NSRoundingMode mode = NSRoundPlain) const;
-  // Anything to the power 0 is 1. Rounded after each of its multiplications.
+  // Every number to the power 0 is 1. Rounded after each of its multiplications.
   Result raisedToPower(NSUInteger power, NSRoundingMode mode = NSRoundPlain) const;
   // Shifts the exponent: overflows when it would go above 127. Digits pushed below 1e-128 are rounded.
   Result multipliedByPowerOf10(int power, NSRoundingMode mode = NSRoundPlain) const;
