@@ -40,12 +40,12 @@ NSString hexByEVP(const EVP_MD* algorithm, EVP_MD_CTX* context, const std::strin
 }
 
 void sha256Ours(benchmark::State& state) {
-  const NSData data = bytesOf(static_cast<size_t>(state.range(0)));
+  const NSData data = NSData::dataWithBytes(bytesOf(static_cast<size_t>(state.range(0))));
   for (auto _ : state) benchmark::DoNotOptimize(data.zuSHA256HexString());
 }
 
 void md5Ours(benchmark::State& state) {
-  const NSData data = bytesOf(static_cast<size_t>(state.range(0)));
+  const NSData data = NSData::dataWithBytes(bytesOf(static_cast<size_t>(state.range(0))));
   for (auto _ : state) benchmark::DoNotOptimize(data.zuMD5HexString());
 }
 
@@ -53,7 +53,7 @@ void digestEVP(benchmark::State& state, const char* name) {
   const std::string bytes = bytesOf(static_cast<size_t>(state.range(0)));
   EVP_MD* algorithm = EVP_MD_fetch(nullptr, name, nullptr);
   EVP_MD_CTX* context = EVP_MD_CTX_new();
-  const NSData data = bytes;
+  const NSData data = NSData::dataWithBytes(bytes);
   const NSString ours = std::strcmp(name, "MD5") == 0 ? data.zuMD5HexString() : data.zuSHA256HexString();
   if (hexByEVP(algorithm, context, bytes) != ours) state.SkipWithError("the digests differ");
   for (auto _ : state) benchmark::DoNotOptimize(hexByEVP(algorithm, context, bytes));
@@ -62,7 +62,7 @@ void digestEVP(benchmark::State& state, const char* name) {
 }
 
 void encodeOurs(benchmark::State& state) {
-  const NSData data = bytesOf(kMebibyte);
+  const NSData data = NSData::dataWithBytes(bytesOf(kMebibyte));
   for (auto _ : state) benchmark::DoNotOptimize(data.toBase64String());
 }
 
@@ -80,12 +80,12 @@ void encodeGLib(benchmark::State& state) {
 }
 
 void decodeOurs(benchmark::State& state) {
-  const NSString text = NSData(bytesOf(kMebibyte)).toBase64String();
+  const NSString text = NSData::dataWithBytes(bytesOf(kMebibyte)).toBase64String();
   for (auto _ : state) benchmark::DoNotOptimize(text.dataFromBase64());
 }
 
 void decodeEVP(benchmark::State& state) {
-  const std::string text = NSData(bytesOf(kMebibyte)).toBase64String().utf8();
+  const std::string text = NSData::dataWithBytes(bytesOf(kMebibyte)).toBase64String().utf8();
   std::vector<unsigned char> bytes(text.size());
   for (auto _ : state)
     benchmark::DoNotOptimize(EVP_DecodeBlock(bytes.data(), reinterpret_cast<const unsigned char*>(text.data()),
@@ -93,7 +93,7 @@ void decodeEVP(benchmark::State& state) {
 }
 
 void decodeGLib(benchmark::State& state) {
-  const std::string text = NSData(bytesOf(kMebibyte)).toBase64String().utf8();
+  const std::string text = NSData::dataWithBytes(bytesOf(kMebibyte)).toBase64String().utf8();
   for (auto _ : state) {
     gsize length = 0;
     g_free(g_base64_decode(text.c_str(), &length));

@@ -93,7 +93,8 @@ TEST(NSData, CopiesShareTheirBytes) {
   const NSData data = bytes("abc");
   NSData copy = data;
   EXPECT_EQ(copy.bytes(), data.bytes());
-  copy = copy;
+  const NSData& itself = copy;
+  copy = itself;
   EXPECT_EQ(textOf(copy), "abc");
   const NSData moved = std::move(copy);
   EXPECT_EQ(moved.bytes(), data.bytes());

@@ -175,7 +175,8 @@ TEST(NSDecimalNumber, BigAmountsAreShared) {
   const NSDecimalNumber a = dec(kBig);
   NSDecimalNumber b = a;
   EXPECT_TRUE(a.isSame(b));
-  b = b;
+  const NSDecimalNumber& itself = b;
+  b = itself;
   EXPECT_EQ(textOf(b), kBig);
   b = dec("1");
   EXPECT_EQ(textOf(a), kBig);

@@ -17,6 +17,7 @@
 #include "Platform/Foundation/Values/NSURL.h"
 #include "Tools/orv/Command.h"
 #include "Tools/orv/FileDigest.h"
+#include "Tools/orv/FileType.h"
 #include "Tools/orv/Output.h"
 #include "Tools/orv/Progress.h"
 
@@ -84,11 +85,10 @@ void addFileRow(Table& table, const NSURL& url, const std::string& folder, Progr
   if (digest.error != 0 || digest.changed) progress.clear();
   if (digest.error != 0) return output.failWithErrno(path, digest.error);
   if (digest.changed) output.fail(path, "the file was changed while it was read");
-  const NSString type = Orv::utiForURL(url);
-  const std::string mime = bytesOf(Orv::mimeForURL(url));
+  const NSString type = typeOf(url);
+  const std::string mime = bytesOf(Orv::mimeForUTI(type));
   const size_t root = folder.ends_with('/') ? folder.size() : folder.size() + 1;
-  table.add({std::to_string(manager()->zuFileSize(url)), digest.hex,
-             type.length() == 0 ? "public.data" : bytesOf(type), mime.empty() ? "-" : mime,
+  table.add({std::to_string(manager()->zuFileSize(url)), digest.hex, bytesOf(type), mime.empty() ? "-" : mime,
              path.substr(std::min(root, path.size()))});
 }
 

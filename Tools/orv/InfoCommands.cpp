@@ -1,5 +1,3 @@
-#include <sys/stat.h>
-
 #include <memory>
 #include <string>
 #include <vector>
@@ -10,6 +8,7 @@
 #include "Platform/Foundation/System/NSProcessInfo.h"
 #include "Platform/Foundation/Values/NSURL.h"
 #include "Tools/orv/Command.h"
+#include "Tools/orv/FileType.h"
 #include "Tools/orv/Output.h"
 
 namespace tool {
@@ -22,17 +21,10 @@ struct TypeOptions {
   std::vector<std::string> files;
 };
 
-bool isFolder(const std::string& path) {
-  struct stat status;
-  return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
-}
-
 void runType(const TypeOptions& options, Output& output) {
   Table table({{"file"}, {"type"}, {"mime"}, {"extension"}});
   for (const std::string& file : options.files) {
-    const NSURL url = NSURL::fileURLWithPath(nameOf(file), false);
-    NSString type = Orv::utiForURL(url);
-    if (url.pathExtension().length() == 0) type = isFolder(file) ? "public.folder" : "public.data";
+    const NSString type = typeOf(NSURL::fileURLWithPath(nameOf(file)));
     table.add(
         {file, bytesOf(type), bytesOf(Orv::mimeForUTI(type)), bytesOf(Orv::filenameExtensionForUTI(type))});
   }

@@ -1,0 +1,12 @@
+#pragma once
+
+// The whole core at once.
+
+#include "Orvane/Orv.h"
+#include "Orvane/OrvAssert.h"
+#include "Orvane/OrvLog.h"
+#include "Orvane/OrvLogContextHandler.h"
+#include "Orvane/OrvQueue.h"
+#include "Orvane/OrvTimeTrack.h"
+#include "Platform/CoreServices/UTType.h"
+#include "Platform/Foundation/Foundation.h"
