@@ -282,7 +282,7 @@ void OrvLog::logLevelMessage(uint64_t level, const char* file, const char* funct
 
 // The text between the brackets: the context, else the source file's folder, else an asterisk. Only an absent
 // context asks for the folder; an empty one does not.
-void OrvLog::deliver(const Message& message) noexcept {
+void OrvLog::deliver(const Message& message) {
   try {
     NSString context = message.context;
     if (context.isNil()) context = NSString::stringWithLossyUTF8(sourceFolder(message.file));

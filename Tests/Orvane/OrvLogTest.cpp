@@ -289,6 +289,15 @@ TEST_F(OrvLogTest, AHandlerThatRaisesIsReportedAndTheNextIsCalled) {
   EXPECT_THAT(fileText(), HasSubstr("] m\n"));
 }
 
+TEST_F(OrvLogTest, WhatIsNoExceptionPassesThrough) {
+  const auto odd = addRecorder();
+  odd->onMessage = [] { throw 42; };
+  EXPECT_THROW(OrvLogInfo("m"), int);
+  odd->onMessage = nullptr;
+  OrvLogInfo("the handler is called again");
+  EXPECT_EQ(odd->heard.size(), 2u);
+}
+
 TEST_F(OrvLogTest, AHandlerMayLogWithoutEnd) {
   const auto first = addRecorder(), second = addRecorder();
   first->onMessage = [] { OrvLogInfo("inner"); };
