@@ -5,8 +5,7 @@ find_package(Threads REQUIRED)
 find_package(PkgConfig REQUIRED)
 find_package(OpenSSL 3.0 REQUIRED COMPONENTS Crypto)
 pkg_check_modules(ICU REQUIRED IMPORTED_TARGET icu-uc icu-i18n)
-pkg_check_modules(GLIB REQUIRED IMPORTED_TARGET glib-2.0)
 
 add_library(orvane_dependencies INTERFACE)
 target_link_libraries(orvane_dependencies INTERFACE
-  Threads::Threads OpenSSL::Crypto PkgConfig::ICU PkgConfig::GLIB ${CMAKE_DL_LIBS})
+  Threads::Threads OpenSSL::Crypto PkgConfig::ICU ${CMAKE_DL_LIBS})

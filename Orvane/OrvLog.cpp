@@ -19,6 +19,7 @@
 #include "Platform/Foundation/System/NSNotificationCenter.h"
 #include "Platform/Foundation/System/NSProcessInfo.h"
 #include "Platform/Foundation/Threads/NSThread.h"
+#include "Platform/Foundation/Values/Detail/KeptText.h"
 #include "Platform/Foundation/Values/NSDate.h"
 #include "Platform/Foundation/Values/NSDictionary.h"
 #include "Platform/Foundation/Values/NSError.h"
@@ -31,8 +32,8 @@ extern const double OrvaneVersionNumber = 1.0;
 extern const uint64_t orvLogLevel = OrvLogLevelError | OrvLogLevelWarning | OrvLogLevelInfo;
 }
 
-const NSString OrvLogFileCurrent = "orv.log";
-const NSString OrvLogFilePrev = "orv-prev.log";
+const NSString OrvLogFileCurrent = orv::detail::keptText("orv.log");
+const NSString OrvLogFilePrev = orv::detail::keptText("orv-prev.log");
 
 namespace orv::detail {
 constinit std::atomic<uint64_t> logMask{OrvLogLevelError | OrvLogLevelWarning | OrvLogLevelInfo};
@@ -120,12 +121,16 @@ class Activation {
   Active active_;
 };
 
-// What is logged for an object at Error.
+// What is logged for an object at Error. The application may translate the format.
 NSString fatalText(const Value& object) {
+  const auto translated = [](const char* format) {
+    return NSBundle::mainBundle()->localizedStringForKey(format, nil, nil);
+  };
   if (const auto exception = object.as<NSException>())
-    return NSString::stringWithFormat("%@: %@", exception.name(), exception.reason());
-  if (const auto error = object.as<NSError>()) return error.localizedDescription();
-  return NSString::stringWithFormat("%@", object);
+    return NSString::stringWithFormat(translated("%@: %@"), exception.name(), exception.reason());
+  if (const auto error = object.as<NSError>())
+    return NSString::stringWithFormat(translated("%@"), error.localizedDescription());
+  return NSString::stringWithFormat(translated("%@"), object);
 }
 
 }  // namespace
@@ -277,7 +282,7 @@ void OrvLog::logLevelMessage(uint64_t level, const char* file, const char* funct
 
 // The text between the brackets: the context, else the source file's folder, else an asterisk. Only an absent
 // context asks for the folder; an empty one does not.
-void OrvLog::deliver(const Message& message) noexcept {
+void OrvLog::deliver(const Message& message) {
   try {
     NSString context = message.context;
     if (context.isNil()) context = NSString::stringWithLossyUTF8(sourceFolder(message.file));

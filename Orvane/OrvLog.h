@@ -56,7 +56,8 @@ class ORV_EXPORT OrvLogHandler : public NSObject {
 // process's end by any signal, and lines never mix. A Warning also forces the file to the disk; an Error does
 // not. A file that was deleted meanwhile is made anew; one that a later run renamed is written on.
 //
-// No logging call raises. Troubles of the logger itself go to the system console as "Exception: ...".
+// No logging call raises: what a handler throws, and troubles of the logger itself, go to the system console as
+// "Exception: ...". Only what is not derived from std::exception passes through.
 class ORV_EXPORT OrvLog : public NSObject {
  public:
   // The shared logger, made on first use, once, whatever the number of threads.
@@ -143,7 +144,7 @@ class ORV_EXPORT OrvLog : public NSObject {
   friend orv::Ref<T> orv::make(Args&&... args);
 
   void openLogFile();
-  void deliver(const Message& message) noexcept;
+  void deliver(const Message& message);
   void writeScreenLine(const Message& message, const NSString& context) const;
   void writeFileLine(const Message& message, const NSString& context) const;
   void callHandlers(const Message& message) const;

@@ -95,7 +95,7 @@ NSMutableArray NSFileManager::zuListAllVisibleFilesInSubFolders(const Value& dir
       NSDirectoryEnumerationSkipsPackageDescendants | NSDirectoryEnumerationSkipsHiddenFiles);
   if (!each) return files;
   while (const NSURL url = each->nextURL())
-    if (each->isRegularFile() && url.lastPathComponent() != "Icon") files.addObject(url);
+    if (each->isRegularFile() && !url.relativeString().hasSuffix("/Icon")) files.addObject(url);
   return files;
 }
 

@@ -9,27 +9,28 @@
 #include "Embedded/uti_table.h"
 #include "Platform/CoreServices/Detail/DynamicType.h"
 #include "Platform/CoreServices/Detail/MediaTypes.h"
+#include "Platform/Foundation/Values/Detail/KeptText.h"
 
 using namespace orv;
 using detail::DynamicType;
 using detail::MediaTypes;
 
-const NSString kUTTagClassFilenameExtension = "public.filename-extension";
-const NSString kUTTagClassMIMEType = "public.mime-type";
-const NSString kUTTagClassOSType = "com.apple.ostype";
-const NSString kUTTagClassNSPboardType = "com.apple.nspboard-type";
+const NSString kUTTagClassFilenameExtension = orv::detail::keptText("public.filename-extension");
+const NSString kUTTagClassMIMEType = orv::detail::keptText("public.mime-type");
+const NSString kUTTagClassOSType = orv::detail::keptText("com.apple.ostype");
+const NSString kUTTagClassNSPboardType = orv::detail::keptText("com.apple.nspboard-type");
 
-const NSString kUTTypeData = "public.data";
-const NSString kUTTypeURL = "public.url";
-const NSString kUTTypeFileURL = "public.file-url";
-const NSString kUTTypeJPEG = "public.jpeg";
-const NSString kUTTypePNG = "public.png";
-const NSString kUTTypeTIFF = "public.tiff";
-const NSString kUTTypeImage = "public.image";
-const NSString kUTTypeVideo = "public.video";
-const NSString kUTTypeAudio = "public.audio";
-const NSString kUTTypePDF = "com.adobe.pdf";
-const NSString kUTTypeFolder = "public.folder";
+const NSString kUTTypeData = orv::detail::keptText("public.data");
+const NSString kUTTypeURL = orv::detail::keptText("public.url");
+const NSString kUTTypeFileURL = orv::detail::keptText("public.file-url");
+const NSString kUTTypeJPEG = orv::detail::keptText("public.jpeg");
+const NSString kUTTypePNG = orv::detail::keptText("public.png");
+const NSString kUTTypeTIFF = orv::detail::keptText("public.tiff");
+const NSString kUTTypeImage = orv::detail::keptText("public.image");
+const NSString kUTTypeVideo = orv::detail::keptText("public.video");
+const NSString kUTTypeAudio = orv::detail::keptText("public.audio");
+const NSString kUTTypePDF = orv::detail::keptText("com.adobe.pdf");
+const NSString kUTTypeFolder = orv::detail::keptText("public.folder");
 
 namespace {
 

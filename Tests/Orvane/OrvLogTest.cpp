@@ -105,6 +105,25 @@ int inChild(const std::function<void()>& block) {
   return status;
 }
 
+// Logs while the process's static objects end: where the parent process asks for it, and in a fresh process
+// even as the logger's first use.
+struct LogsAtTheEnd {
+  ~LogsAtTheEnd() {
+    if (const char* folder = std::getenv("ORV_TEST_LATE_LIBRARY")) {
+      ::setenv("XDG_STATE_HOME", folder, 1);
+      OrvLogWarning("%@ came late", NSString("first use"));
+    }
+    if (wanted) OrvLogWarning("static destructor with %@", NSArray{1});
+  }
+  static inline bool wanted = false;
+};
+const LogsAtTheEnd logsAtTheEnd;
+
+std::string textOfFile(const fs::path& path) {
+  std::ifstream in(path);
+  return {std::istreambuf_iterator<char>(in), {}};
+}
+
 }  // namespace
 
 TEST(OrvaneVersion, HasItsTexts) {
@@ -270,6 +289,15 @@ TEST_F(OrvLogTest, AHandlerThatRaisesIsReportedAndTheNextIsCalled) {
   EXPECT_THAT(fileText(), HasSubstr("] m\n"));
 }
 
+TEST_F(OrvLogTest, WhatIsNoExceptionPassesThrough) {
+  const auto odd = addRecorder();
+  odd->onMessage = [] { throw 42; };
+  EXPECT_THROW(OrvLogInfo("m"), int);
+  odd->onMessage = nullptr;
+  OrvLogInfo("the handler is called again");
+  EXPECT_EQ(odd->heard.size(), 2u);
+}
+
 TEST_F(OrvLogTest, AHandlerMayLogWithoutEnd) {
   const auto first = addRecorder(), second = addRecorder();
   first->onMessage = [] { OrvLogInfo("inner"); };
@@ -384,8 +412,7 @@ TEST_F(OrvLogTest, ARenamedFileIsWrittenOn) {
   const fs::path moved = current.parent_path() / "moved.log";
   fs::rename(current, moved);
   OrvLogInfo("after");
-  std::ifstream in(moved);
-  const std::string text{std::istreambuf_iterator<char>(in), {}};
+  const std::string text = textOfFile(moved);
   EXPECT_THAT(text, HasSubstr("before"));
   EXPECT_THAT(text, HasSubstr("after"));
   EXPECT_FALSE(fs::exists(current));
@@ -400,7 +427,27 @@ TEST_F(OrvLogTest, LinesSurviveASuddenDeath) {
   EXPECT_THAT(fileText(), HasSubstr("last words"));
 }
 
+TEST_F(OrvLogTest, StaticDestructorsLog) {
+  const int status = inChild([] {
+    LogsAtTheEnd::wanted = true;
+    std::exit(0);
+  });
+  EXPECT_EQ(status, 0);
+  EXPECT_THAT(fileText(), HasSubstr("static destructor with (\n    1\n)\n"));
+}
+
+TEST_F(OrvLogTest, StaticDestructorsMayBeTheFirstToLog) {
+  const std::string library = testFolder();
+  const int status = inChild([&] {
+    ::setenv("ORV_TEST_LATE_LIBRARY", library.c_str(), 1);
+    ::execl("/proc/self/exe", "OrvLogTest", "--gtest_filter=None", "--gtest_brief=1", nullptr);
+  });
+  EXPECT_EQ(status, 0);
+  EXPECT_THAT(textOfFile(library + "/Logs/OrvLogTest/orv.log"), HasSubstr("first use came late"));
+}
+
 TEST_F(OrvLogTest, AForkedChildOfABusyProcessLogs) {
+  if (kSanitized) GTEST_SKIP() << "the sanitizers' own allocators do not survive a fork among busy threads";
   std::atomic<bool> stop = false;
   std::vector<std::thread> busy;
   for (int t = 0; t < 3; ++t)

@@ -143,7 +143,8 @@ bool FolderWalk::reopen(Level& level, int child) {
 FolderWalk::Kind FolderWalk::kindOf(int folder, const char* name, unsigned char type) {
   if (type == DT_UNKNOWN) {  // some file systems do not tell
     struct stat info;
-    if (::fstatat(folder, name, &info, AT_SYMLINK_NOFOLLOW) == 0) type = IFTODT(info.st_mode);
+    if (::fstatat(folder, name, &info, AT_SYMLINK_NOFOLLOW) == 0)
+      type = static_cast<unsigned char>(IFTODT(info.st_mode));
   }
   switch (type) {
     case DT_REG: return Kind::File;

@@ -35,7 +35,7 @@ FolderWalk::ErrorHandler walkHandler(const std::string& root, NSFileManager::Err
 
 struct NSDirectoryEnumerator::State {
   State(const std::string& root, unsigned options, FolderWalk::ErrorHandler handler)
-      : walk(root, options, std::move(handler)), rootText(detail::encodedPath(root)) {
+      : walk(root, options, std::move(handler)), rootText("file://" + detail::encodedPath(root)) {
     if (!rootText.ends_with('/')) rootText += '/';
     text = rootText;
   }
@@ -43,10 +43,11 @@ struct NSDirectoryEnumerator::State {
   NSURL url() {
     if (walk.prefix() != prefix) {
       prefix = walk.prefix();
-      text = rootText + detail::encodedPath(prefix);
+      text = rootText;
+      detail::appendEncodedPath(text, prefix);
     }
     const size_t length = text.size();
-    text += detail::encodedPath(item->name);
+    detail::appendEncodedPath(text, item->name);
     if (item->kind == FolderWalk::Kind::Folder) text += '/';
     NSURL url = detail::makeFileURL(text);
     text.resize(length);
@@ -55,7 +56,7 @@ struct NSDirectoryEnumerator::State {
 
   FolderWalk walk;
   const FolderWalk::Item* item = nullptr;
-  std::string rootText;  // encoded, with a slash at the end
+  std::string rootText;  // of the root's URL, with a slash at the end
   std::string prefix;    // of the folder that `text` stands for
   std::string text;
 };

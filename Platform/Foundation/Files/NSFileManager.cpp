@@ -17,6 +17,7 @@
 #include "Platform/Foundation/Files/FolderWalk.h"
 #include "Platform/Foundation/Files/NSDirectoryEnumerator.h"
 #include "Platform/Foundation/Files/NSFileHandle.h"
+#include "Platform/Foundation/Values/Detail/KeptText.h"
 #include "Platform/Foundation/Values/NSArray.h"
 #include "Platform/Foundation/Values/NSData.h"
 #include "Platform/Foundation/Values/NSDate.h"
@@ -30,30 +31,30 @@ using detail::fail;
 using detail::FileAction;
 using detail::systemPath;
 
-const NSString NSFileType = "NSFileType";
-const NSString NSFileTypeRegular = "NSFileTypeRegular";
-const NSString NSFileTypeDirectory = "NSFileTypeDirectory";
-const NSString NSFileTypeSymbolicLink = "NSFileTypeSymbolicLink";
-const NSString NSFileTypeSocket = "NSFileTypeSocket";
-const NSString NSFileTypeCharacterSpecial = "NSFileTypeCharacterSpecial";
-const NSString NSFileTypeBlockSpecial = "NSFileTypeBlockSpecial";
-const NSString NSFileTypeUnknown = "NSFileTypeUnknown";
-const NSString NSFileSize = "NSFileSize";
-const NSString NSFileModificationDate = "NSFileModificationDate";
-const NSString NSFileCreationDate = "NSFileCreationDate";
-const NSString NSFilePosixPermissions = "NSFilePosixPermissions";
-const NSString NSFileOwnerAccountID = "NSFileOwnerAccountID";
-const NSString NSFileOwnerAccountName = "NSFileOwnerAccountName";
-const NSString NSFileGroupOwnerAccountID = "NSFileGroupOwnerAccountID";
-const NSString NSFileGroupOwnerAccountName = "NSFileGroupOwnerAccountName";
-const NSString NSFileReferenceCount = "NSFileReferenceCount";
-const NSString NSFileSystemNumber = "NSFileSystemNumber";
-const NSString NSFileSystemFileNumber = "NSFileSystemFileNumber";
-const NSString NSFileImmutable = "NSFileImmutable";
-const NSString NSFileSystemSize = "NSFileSystemSize";
-const NSString NSFileSystemFreeSize = "NSFileSystemFreeSize";
-const NSString NSFileSystemNodes = "NSFileSystemNodes";
-const NSString NSFileSystemFreeNodes = "NSFileSystemFreeNodes";
+const NSString NSFileType = orv::detail::keptText("NSFileType");
+const NSString NSFileTypeRegular = orv::detail::keptText("NSFileTypeRegular");
+const NSString NSFileTypeDirectory = orv::detail::keptText("NSFileTypeDirectory");
+const NSString NSFileTypeSymbolicLink = orv::detail::keptText("NSFileTypeSymbolicLink");
+const NSString NSFileTypeSocket = orv::detail::keptText("NSFileTypeSocket");
+const NSString NSFileTypeCharacterSpecial = orv::detail::keptText("NSFileTypeCharacterSpecial");
+const NSString NSFileTypeBlockSpecial = orv::detail::keptText("NSFileTypeBlockSpecial");
+const NSString NSFileTypeUnknown = orv::detail::keptText("NSFileTypeUnknown");
+const NSString NSFileSize = orv::detail::keptText("NSFileSize");
+const NSString NSFileModificationDate = orv::detail::keptText("NSFileModificationDate");
+const NSString NSFileCreationDate = orv::detail::keptText("NSFileCreationDate");
+const NSString NSFilePosixPermissions = orv::detail::keptText("NSFilePosixPermissions");
+const NSString NSFileOwnerAccountID = orv::detail::keptText("NSFileOwnerAccountID");
+const NSString NSFileOwnerAccountName = orv::detail::keptText("NSFileOwnerAccountName");
+const NSString NSFileGroupOwnerAccountID = orv::detail::keptText("NSFileGroupOwnerAccountID");
+const NSString NSFileGroupOwnerAccountName = orv::detail::keptText("NSFileGroupOwnerAccountName");
+const NSString NSFileReferenceCount = orv::detail::keptText("NSFileReferenceCount");
+const NSString NSFileSystemNumber = orv::detail::keptText("NSFileSystemNumber");
+const NSString NSFileSystemFileNumber = orv::detail::keptText("NSFileSystemFileNumber");
+const NSString NSFileImmutable = orv::detail::keptText("NSFileImmutable");
+const NSString NSFileSystemSize = orv::detail::keptText("NSFileSystemSize");
+const NSString NSFileSystemFreeSize = orv::detail::keptText("NSFileSystemFreeSize");
+const NSString NSFileSystemNodes = orv::detail::keptText("NSFileSystemNodes");
+const NSString NSFileSystemFreeNodes = orv::detail::keptText("NSFileSystemFreeNodes");
 
 namespace {
 

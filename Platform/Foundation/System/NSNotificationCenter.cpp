@@ -8,11 +8,13 @@
 #include <vector>
 
 #include "Platform/Foundation/System/NSConsole.h"
+#include "Platform/Foundation/Values/Detail/KeptText.h"
 #include "Platform/Foundation/Values/NSException.h"
 
 using namespace orv;
 
-const NSString NSApplicationWillTerminateNotification = "NSApplicationWillTerminateNotification";
+const NSString NSApplicationWillTerminateNotification =
+    orv::detail::keptText("NSApplicationWillTerminateNotification");
 
 struct NSNotificationObserver::Registration {
   Registration(const NSString& heardName, const Value& heardObject, NSNotificationCenter::Block called,

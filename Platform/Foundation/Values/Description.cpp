@@ -38,7 +38,7 @@ bool needsQuotes(const detail::Units& text) {
 
 void appendHex(StringBuilder& out, char16_t unit) {
   out.append("\\U");
-  for (int shift = 12; shift >= 0; shift -= 4) out.appendUnit("0123456789abcdef"[unit >> shift & 0xF]);
+  for (int shift = 12; shift >= 0; shift -= 4) out.appendUnit(u"0123456789abcdef"[unit >> shift & 0xF]);
 }
 
 void appendOctal(StringBuilder& out, char16_t unit) {

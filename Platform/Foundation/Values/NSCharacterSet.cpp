@@ -100,78 +100,79 @@ using detail::setOfCharacters;
 bool NSCharacterSet::accepts(const Value& v) noexcept { return v.isKindOf<detail::CharacterSetObject>(); }
 
 NSCharacterSet NSCharacterSet::whitespaceCharacterSet() {
-  static const NSCharacterSet set =
-      handleOf(setFromPattern(u"[[:White_Space:]-[\\u000A-\\u000D\\u0085\\u2028\\u2029]]"));
+  static const NSCharacterSet& set = *new NSCharacterSet(
+      handleOf(setFromPattern(u"[[:White_Space:]-[\\u000A-\\u000D\\u0085\\u2028\\u2029]]")));
   return set;
 }
 
 NSCharacterSet NSCharacterSet::whitespaceAndNewlineCharacterSet() {
-  static const NSCharacterSet set = handleOf(setFromPattern(u"[[:White_Space:]]"));
+  static const NSCharacterSet& set = *new NSCharacterSet(handleOf(setFromPattern(u"[[:White_Space:]]")));
   return set;
 }
 
 NSCharacterSet NSCharacterSet::newlineCharacterSet() {
-  static const NSCharacterSet set = handleOf(setFromPattern(u"[\\u000A-\\u000D\\u0085\\u2028\\u2029]"));
+  static const NSCharacterSet& set =
+      *new NSCharacterSet(handleOf(setFromPattern(u"[\\u000A-\\u000D\\u0085\\u2028\\u2029]")));
   return set;
 }
 
 NSCharacterSet NSCharacterSet::alphanumericCharacterSet() {
-  static const NSCharacterSet set = handleOf(setFromPattern(u"[[:L:][:M:][:N:]]"));
+  static const NSCharacterSet& set = *new NSCharacterSet(handleOf(setFromPattern(u"[[:L:][:M:][:N:]]")));
   return set;
 }
 
 NSCharacterSet NSCharacterSet::decimalDigitCharacterSet() {
-  static const NSCharacterSet set = handleOf(setFromPattern(u"[[:Nd:]]"));
+  static const NSCharacterSet& set = *new NSCharacterSet(handleOf(setFromPattern(u"[[:Nd:]]")));
   return set;
 }
 
 NSCharacterSet NSCharacterSet::letterCharacterSet() {
-  static const NSCharacterSet set = handleOf(setFromPattern(u"[[:L:][:M:]]"));
+  static const NSCharacterSet& set = *new NSCharacterSet(handleOf(setFromPattern(u"[[:L:][:M:]]")));
   return set;
 }
 
 NSCharacterSet NSCharacterSet::uppercaseLetterCharacterSet() {
-  static const NSCharacterSet set = handleOf(setFromPattern(u"[[:Lu:][:Lt:]]"));
+  static const NSCharacterSet& set = *new NSCharacterSet(handleOf(setFromPattern(u"[[:Lu:][:Lt:]]")));
   return set;
 }
 
 NSCharacterSet NSCharacterSet::lowercaseLetterCharacterSet() {
-  static const NSCharacterSet set = handleOf(setFromPattern(u"[[:Ll:]]"));
+  static const NSCharacterSet& set = *new NSCharacterSet(handleOf(setFromPattern(u"[[:Ll:]]")));
   return set;
 }
 
 NSCharacterSet NSCharacterSet::punctuationCharacterSet() {
-  static const NSCharacterSet set = handleOf(setFromPattern(u"[[:P:]]"));
+  static const NSCharacterSet& set = *new NSCharacterSet(handleOf(setFromPattern(u"[[:P:]]")));
   return set;
 }
 
 NSCharacterSet NSCharacterSet::symbolCharacterSet() {
-  static const NSCharacterSet set = handleOf(setFromPattern(u"[[:S:]]"));
+  static const NSCharacterSet& set = *new NSCharacterSet(handleOf(setFromPattern(u"[[:S:]]")));
   return set;
 }
 
 NSCharacterSet NSCharacterSet::controlCharacterSet() {
-  static const NSCharacterSet set = handleOf(setFromPattern(u"[[:Cc:][:Cf:]]"));
+  static const NSCharacterSet& set = *new NSCharacterSet(handleOf(setFromPattern(u"[[:Cc:][:Cf:]]")));
   return set;
 }
 
 NSCharacterSet NSCharacterSet::illegalCharacterSet() {
-  static const NSCharacterSet set = handleOf(setFromPattern(u"[[:Cn:][:Cs:]]"));
+  static const NSCharacterSet& set = *new NSCharacterSet(handleOf(setFromPattern(u"[[:Cn:][:Cs:]]")));
   return set;
 }
 
 NSCharacterSet NSCharacterSet::URLQueryAllowedCharacterSet() {
-  static const NSCharacterSet set = handleOf(setOfCharacters("!$&'()*+,-./:;=?@_~"));
+  static const NSCharacterSet& set = *new NSCharacterSet(handleOf(setOfCharacters("!$&'()*+,-./:;=?@_~")));
   return set;
 }
 
 NSCharacterSet NSCharacterSet::URLPathAllowedCharacterSet() {
-  static const NSCharacterSet set = handleOf(setOfCharacters("!$&'()*+,-./:=@_~"));
+  static const NSCharacterSet& set = *new NSCharacterSet(handleOf(setOfCharacters("!$&'()*+,-./:=@_~")));
   return set;
 }
 
 NSCharacterSet NSCharacterSet::URLHostAllowedCharacterSet() {
-  static const NSCharacterSet set = handleOf(setOfCharacters("!$&'()*+,-.:;=[]_~"));
+  static const NSCharacterSet& set = *new NSCharacterSet(handleOf(setOfCharacters("!$&'()*+,-.:;=[]_~")));
   return set;
 }
 

@@ -64,6 +64,7 @@ struct ORV_EXPORT NSDecimal {
   // Reads blanks, a sign, digits, a period and digits, and e or E with a sign and digits, whatever the
   // locale; stops at the first character that does not fit. Digits that the mantissa cannot hold are dropped.
   // Not-a-number when there is no digit or the number is out of range. Kept: a text that begins with "e" is 0.
+  // Of UTF-8 only the ASCII blanks are skipped, of the other forms those of all scripts.
   static NSDecimal fromText(std::string_view text);
   static NSDecimal fromText(const uint8_t* latin1, size_t length);
   static NSDecimal fromText(const char16_t* units, size_t length);
@@ -80,7 +81,7 @@ struct ORV_EXPORT NSDecimal {
   Result multiplyingBy(const NSDecimal& other, NSRoundingMode mode = NSRoundPlain) const;
   // A quotient that the mantissa cannot hold exactly has 38 significant digits.
   Result dividingBy(const NSDecimal& divisor, NSRoundingMode mode = NSRoundPlain) const;
-  // Anything to the power 0 is 1. Rounded after each of its multiplications.
+  // Every number to the power 0 is 1. Rounded after each of its multiplications.
   Result raisedToPower(NSUInteger power, NSRoundingMode mode = NSRoundPlain) const;
   // Shifts the exponent: overflows when it would go above 127. Digits pushed below 1e-128 are rounded.
   Result multipliedByPowerOf10(int power, NSRoundingMode mode = NSRoundPlain) const;

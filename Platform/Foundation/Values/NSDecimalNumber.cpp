@@ -1,15 +1,17 @@
 #include "Platform/Foundation/Values/NSDecimalNumber.h"
 
 #include "Platform/Foundation/Values/Detail/DecimalRep.h"
+#include "Platform/Foundation/Values/Detail/KeptText.h"
 #include "Platform/Foundation/Values/Detail/StringRep.h"
 #include "Platform/Foundation/Values/NSException.h"
 
 using namespace orv;
 
-const NSString NSDecimalNumberExactnessException = "NSDecimalNumberExactnessException";
-const NSString NSDecimalNumberOverflowException = "NSDecimalNumberOverflowException";
-const NSString NSDecimalNumberUnderflowException = "NSDecimalNumberUnderflowException";
-const NSString NSDecimalNumberDivideByZeroException = "NSDecimalNumberDivideByZeroException";
+const NSString NSDecimalNumberExactnessException = orv::detail::keptText("NSDecimalNumberExactnessException");
+const NSString NSDecimalNumberOverflowException = orv::detail::keptText("NSDecimalNumberOverflowException");
+const NSString NSDecimalNumberUnderflowException = orv::detail::keptText("NSDecimalNumberUnderflowException");
+const NSString NSDecimalNumberDivideByZeroException =
+    orv::detail::keptText("NSDecimalNumberDivideByZeroException");
 
 namespace {
 

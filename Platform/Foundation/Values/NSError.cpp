@@ -3,19 +3,20 @@
 #include <system_error>
 
 #include "Platform/Foundation/Text/StringBuilder.h"
+#include "Platform/Foundation/Values/Detail/KeptText.h"
 #include "Platform/Foundation/Values/NSArray.h"
 #include "Platform/Foundation/Values/NSDictionary.h"
 
 using namespace orv;
 
-const NSString NSCocoaErrorDomain = "NSCocoaErrorDomain";
-const NSString NSPOSIXErrorDomain = "NSPOSIXErrorDomain";
-const NSString NSOSStatusErrorDomain = "NSOSStatusErrorDomain";
-const NSString NSLocalizedDescriptionKey = "NSLocalizedDescription";
-const NSString NSLocalizedFailureReasonErrorKey = "NSLocalizedFailureReason";
-const NSString NSUnderlyingErrorKey = "NSUnderlyingError";
-const NSString NSFilePathErrorKey = "NSFilePath";
-const NSString NSURLErrorKey = "NSURL";
+const NSString NSCocoaErrorDomain = orv::detail::keptText("NSCocoaErrorDomain");
+const NSString NSPOSIXErrorDomain = orv::detail::keptText("NSPOSIXErrorDomain");
+const NSString NSOSStatusErrorDomain = orv::detail::keptText("NSOSStatusErrorDomain");
+const NSString NSLocalizedDescriptionKey = orv::detail::keptText("NSLocalizedDescription");
+const NSString NSLocalizedFailureReasonErrorKey = orv::detail::keptText("NSLocalizedFailureReason");
+const NSString NSUnderlyingErrorKey = orv::detail::keptText("NSUnderlyingError");
+const NSString NSFilePathErrorKey = orv::detail::keptText("NSFilePath");
+const NSString NSURLErrorKey = orv::detail::keptText("NSURL");
 
 namespace {
 

@@ -1,15 +1,16 @@
 #include "Platform/Foundation/Values/NSException.h"
 
+#include "Platform/Foundation/Values/Detail/KeptText.h"
 #include "Platform/Foundation/Values/NSDictionary.h"
 
 using namespace orv;
 
-const NSString NSGenericException = "NSGenericException";
-const NSString NSRangeException = "NSRangeException";
-const NSString NSInvalidArgumentException = "NSInvalidArgumentException";
-const NSString NSInternalInconsistencyException = "NSInternalInconsistencyException";
-const NSString NSUndefinedKeyException = "NSUnknownKeyException";
-const NSString NSFileHandleOperationException = "NSFileHandleOperationException";
+const NSString NSGenericException = orv::detail::keptText("NSGenericException");
+const NSString NSRangeException = orv::detail::keptText("NSRangeException");
+const NSString NSInvalidArgumentException = orv::detail::keptText("NSInvalidArgumentException");
+const NSString NSInternalInconsistencyException = orv::detail::keptText("NSInternalInconsistencyException");
+const NSString NSUndefinedKeyException = orv::detail::keptText("NSUnknownKeyException");
+const NSString NSFileHandleOperationException = orv::detail::keptText("NSFileHandleOperationException");
 
 namespace {
 

@@ -91,7 +91,8 @@ NSString::NSString(std::u8string_view utf8) : NSString(bytesOf(utf8)) {}
 
 NSString::NSString(const char8_t* utf8) : NSString(reinterpret_cast<const char*>(utf8)) {}
 
-NSString::NSString(const char16_t* utf16) : NSString(utf16 ? std::u16string_view(utf16) : std::u16string_view()) {}
+NSString::NSString(const char16_t* utf16)
+    : NSString(utf16 ? std::u16string_view(utf16) : std::u16string_view()) {}
 
 NSString::NSString(std::u16string_view utf16) {
   if (utf16.data()) *this = StringFactory::fromUnits(utf16.data(), utf16.size());

@@ -43,7 +43,7 @@ NSURL fileURL(std::string_view path, bool isDirectory) {
   while (path.size() > 1 && path.ends_with('/')) path.remove_suffix(1);
   std::string text = detail::encodedPath(path);
   if (isDirectory && !text.ends_with('/')) text += '/';
-  if (path.starts_with('/')) return detail::makeFileURL(text);
+  if (path.starts_with('/')) return detail::makeFileURL("file://" + text);
   if (text.substr(0, text.find('/')).find(':') != std::string::npos) text.insert(0, "./");
   const NSURL base = currentFolder();
   return base ? detail::makeURL(text, base) : NSURL();
@@ -99,8 +99,7 @@ NSURL orv::detail::makeURL(std::string_view text, const Value& base) {
   return Access::cast<NSURL>(Access::adopt(new (memory) URLRep(NSString(text), base, parts)));
 }
 
-NSURL orv::detail::makeFileURL(std::string_view encodedPath) {
-  const std::string text = std::string("file://").append(encodedPath);
+NSURL orv::detail::makeFileURL(std::string_view text) {
   const auto size = static_cast<uint32_t>(text.size());
   URLParts parts;
   parts.scheme = {0, 4};
@@ -108,7 +107,7 @@ NSURL orv::detail::makeFileURL(std::string_view encodedPath) {
   parts.path = {7, size};
   parts.authority = true;
   void* memory = poolAllocate(sizeof(URLRep));
-  return Access::cast<NSURL>(Access::adopt(new (memory) URLRep(NSString(std::string_view(text)), nil, parts)));
+  return Access::cast<NSURL>(Access::adopt(new (memory) URLRep(NSString(text), nil, parts)));
 }
 
 NSURL NSURL::URLWithString(const NSString& text) { return URLWithStringRelativeToURL(text, nil); }

@@ -68,17 +68,23 @@ bool namesFolder(const NSURL& url) {
 
 }  // namespace
 
-std::string orv::detail::encodedPath(std::string_view bytes) {
+void orv::detail::appendEncodedPath(std::string& text, std::string_view bytes) {
   constexpr char digits[] = "0123456789ABCDEF";
+  for (size_t begin = 0; begin < bytes.size();) {
+    size_t end = begin;
+    while (end < bytes.size() && kStays.byte[static_cast<uint8_t>(bytes[end])]) ++end;
+    text.append(bytes, begin, end - begin);
+    for (begin = end; begin < bytes.size() && !kStays.byte[static_cast<uint8_t>(bytes[begin])]; ++begin) {
+      const auto byte = static_cast<uint8_t>(bytes[begin]);
+      text.append({'%', digits[byte >> 4], digits[byte & 15]});
+    }
+  }
+}
+
+std::string orv::detail::encodedPath(std::string_view bytes) {
   std::string text;
   text.reserve(bytes.size() + 8);
-  for (char c : bytes) {
-    const auto byte = static_cast<uint8_t>(c);
-    if (kStays.byte[byte])
-      text += c;
-    else
-      text.append({'%', digits[byte >> 4], digits[byte & 15]});
-  }
+  appendEncodedPath(text, bytes);
   return text;
 }
 

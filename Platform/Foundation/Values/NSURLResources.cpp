@@ -11,6 +11,7 @@
 
 #include "Platform/Foundation/Files/FileErrors.h"
 #include "Platform/Foundation/Files/PackageNames.h"
+#include "Platform/Foundation/Values/Detail/KeptText.h"
 #include "Platform/Foundation/Values/NSArray.h"
 #include "Platform/Foundation/Values/NSDate.h"
 #include "Platform/Foundation/Values/NSDictionary.h"
@@ -20,17 +21,17 @@
 using namespace orv;
 using detail::FileAction;
 
-const NSString NSURLNameKey = "NSURLNameKey";
-const NSString NSURLIsDirectoryKey = "NSURLIsDirectoryKey";
-const NSString NSURLIsRegularFileKey = "NSURLIsRegularFileKey";
-const NSString NSURLIsSymbolicLinkKey = "NSURLIsSymbolicLinkKey";
-const NSString NSURLIsPackageKey = "NSURLIsPackageKey";
-const NSString NSURLIsHiddenKey = "NSURLIsHiddenKey";
-const NSString NSURLFileSizeKey = "NSURLFileSizeKey";
-const NSString NSURLContentModificationDateKey = "NSURLContentModificationDateKey";
-const NSString NSURLCreationDateKey = "NSURLCreationDateKey";
-const NSString NSURLTagNamesKey = "NSURLTagNamesKey";
-const NSString NSURLVolumeIsLocalKey = "NSURLVolumeIsLocalKey";
+const NSString NSURLNameKey = orv::detail::keptText("NSURLNameKey");
+const NSString NSURLIsDirectoryKey = orv::detail::keptText("NSURLIsDirectoryKey");
+const NSString NSURLIsRegularFileKey = orv::detail::keptText("NSURLIsRegularFileKey");
+const NSString NSURLIsSymbolicLinkKey = orv::detail::keptText("NSURLIsSymbolicLinkKey");
+const NSString NSURLIsPackageKey = orv::detail::keptText("NSURLIsPackageKey");
+const NSString NSURLIsHiddenKey = orv::detail::keptText("NSURLIsHiddenKey");
+const NSString NSURLFileSizeKey = orv::detail::keptText("NSURLFileSizeKey");
+const NSString NSURLContentModificationDateKey = orv::detail::keptText("NSURLContentModificationDateKey");
+const NSString NSURLCreationDateKey = orv::detail::keptText("NSURLCreationDateKey");
+const NSString NSURLTagNamesKey = orv::detail::keptText("NSURLTagNamesKey");
+const NSString NSURLVolumeIsLocalKey = orv::detail::keptText("NSURLVolumeIsLocalKey");
 
 namespace {
 

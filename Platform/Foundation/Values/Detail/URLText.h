@@ -11,11 +11,12 @@ namespace orv::detail {
 // A URL from a text known to come out of this library's own encoding; nil when it does not parse.
 NSURL makeURL(std::string_view text, const Value& base);
 
-// The file URL of an encoded absolute path, without reading it again.
-NSURL makeFileURL(std::string_view encodedPath);
+// The URL of a text "file://" with an encoded absolute path, without reading it again.
+NSURL makeFileURL(std::string_view text);
 
 // Path bytes as URL text: letters, digits and -._~!$&'()*+,=:@/ stay, all others become %XX.
 std::string encodedPath(std::string_view bytes);
+void appendEncodedPath(std::string& text, std::string_view bytes);
 // %XX as the byte it stands for.
 std::string decodedBytes(std::string_view text);
 
