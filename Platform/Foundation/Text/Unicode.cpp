@@ -56,7 +56,6 @@ inline Step nextStep(const uint8_t* p, size_t left) noexcept {
   return {0, 1, false};
 }
 
-inline void put(char32_t c, uint8_t*& out) noexcept { *out++ = static_cast<uint8_t>(c); }
 inline void put(char32_t c, char16_t*& out) noexcept {
   if (c < 0x10000) {
     *out++ = static_cast<char16_t>(c);
@@ -73,8 +72,94 @@ inline size_t asciiRun(const uint8_t* p, const uint8_t* end) noexcept {
   return 8 + asciiPrefix(p + 8, static_cast<size_t>(end - p - 8));
 }
 
-template <class Unit>
-void decode(std::string_view bytes, IllFormed policy, Unit* out) noexcept {
+// Two-byte sequences that stand side by side, one in each 16-bit lane of a word: lead below, tail above.
+template <class Word>
+struct Pairs {
+  static constexpr Word kOnes = static_cast<Word>(0x0001000100010001u);
+
+  static bool valid(Word w) noexcept {
+    const bool shaped = (w & kOnes * 0xC0E0u) == kOnes * 0x80C0u;
+    const bool shortest = (((w & kOnes * 0x1Eu) + kOnes * 0x7Eu) & kOnes * 0x80u) == kOnes * 0x80u;
+    return shaped && shortest;
+  }
+  static Word units(Word w) noexcept { return (w & kOnes * 0x1Fu) << 6 | (w >> 8 & kOnes * 0x3Fu); }
+};
+
+// Decodes into UTF-16, keeping all units or'ed together.
+class WideDecoder {
+ public:
+  WideDecoder(std::string_view bytes, IllFormed policy, char16_t* out) noexcept
+      : p_(reinterpret_cast<const uint8_t*>(bytes.data())),
+        end_(p_ + bytes.size()),
+        begin_(out),
+        out_(out),
+        policy_(policy) {}
+
+  Utf8Units run() noexcept {
+    while (p_ < end_) {
+      if (*p_ < 0x80)
+        plain();
+      else if (*p_ >= 0xE0 || !pairs())
+        if (!step()) return {0, false, 0};
+    }
+    const uint64_t halves = seen_ | seen_ >> 32;
+    return {static_cast<size_t>(out_ - begin_), true, static_cast<char16_t>(halves | halves >> 16)};
+  }
+
+ private:
+  size_t left() const noexcept { return static_cast<size_t>(end_ - p_); }
+
+  void plain() noexcept {
+    const size_t run = asciiRun(p_, end_);
+    out_ = std::copy(p_, p_ + run, out_);
+    p_ += run;
+  }
+
+  // Four or two letters at once; false when there are not so many.
+  bool pairs() noexcept { return pairsOf<uint64_t>() || pairsOf<uint32_t>(); }
+
+  template <class Word>
+  bool pairsOf() noexcept {
+    if (left() < sizeof(Word)) return false;
+    const auto word = loadWord<Word>(p_);
+    if (!Pairs<Word>::valid(word)) return false;
+    const Word units = Pairs<Word>::units(word);
+    storeWord(out_, units);
+    seen_ |= units;
+    p_ += sizeof(Word);
+    out_ += sizeof(Word) / 2;
+    return true;
+  }
+
+  bool step() noexcept {
+    const Step step = nextStep(p_, left());
+    if (step.valid)
+      add(step.codePoint);
+    else if (policy_ == IllFormed::Refuse)
+      return false;
+    else if (policy_ == IllFormed::Replace)
+      add(kReplacement);
+    else
+      for (int i = 0; i < step.length; ++i) add(0xDC00u + p_[i]);
+    p_ += step.length;
+    return true;
+  }
+
+  void add(char32_t c) noexcept {
+    seen_ |= c < 0x10000 ? c : 0xFFFFu;
+    put(c, out_);
+  }
+
+  const uint8_t* p_;
+  const uint8_t* const end_;
+  char16_t* const begin_;
+  char16_t* out_;
+  uint64_t seen_ = 0;
+  const IllFormed policy_;
+};
+
+// For texts that have measured narrow: every sequence is valid and has one or two bytes.
+void decodeNarrow(std::string_view bytes, uint8_t* out) noexcept {
   const auto* p = reinterpret_cast<const uint8_t*>(bytes.data());
   const uint8_t* end = p + bytes.size();
   while (p < end) {
@@ -82,16 +167,10 @@ void decode(std::string_view bytes, IllFormed policy, Unit* out) noexcept {
       const size_t plain = asciiRun(p, end);
       out = std::copy(p, p + plain, out);
       p += plain;
-      continue;
+    } else {
+      *out++ = static_cast<uint8_t>(p[0] << 6 | (p[1] & 0x3F));
+      p += 2;
     }
-    const Step step = nextStep(p, static_cast<size_t>(end - p));
-    if (step.valid)
-      put(step.codePoint, out);
-    else if (policy == IllFormed::Replace)
-      put(kReplacement, out);
-    else
-      for (int i = 0; i < step.length; ++i) put(0xDC00u + p[i], out);
-    p += step.length;
   }
 }
 
@@ -172,9 +251,10 @@ Utf8Shape measureUtf8(std::string_view bytes, IllFormed policy) noexcept {
   return shape;
 }
 
-void decodeUtf8(std::string_view bytes, IllFormed policy, uint8_t* out) noexcept { decode(bytes, policy, out); }
-void decodeUtf8(std::string_view bytes, IllFormed policy, char16_t* out) noexcept {
-  decode(bytes, policy, out);
+void decodeUtf8(std::string_view bytes, uint8_t* out) noexcept { decodeNarrow(bytes, out); }
+
+Utf8Units decodeUtf8(std::string_view bytes, IllFormed policy, char16_t* out) noexcept {
+  return WideDecoder(bytes, policy, out).run();
 }
 
 std::string utf8FromLatin1(const uint8_t* bytes, size_t count) {

@@ -79,13 +79,11 @@ Value::Value(std::u16string_view utf16) : Value(NSString(utf16)) {}
 
 // --- Construction
 
-NSString::NSString(const char* utf8) {
-  if (utf8) *this = StringFactory::fromUtf8(utf8, IllFormed::Refuse);
-}
+NSString::NSString(const char* utf8) : NSString(utf8 ? std::string_view(utf8) : std::string_view()) {}
 
-NSString::NSString(std::string_view utf8) {
-  if (utf8.data()) *this = StringFactory::fromUtf8(utf8, IllFormed::Refuse);
-}
+NSString::NSString(std::string_view utf8)
+    : Value(static_cast<detail::HeapObject*>(utf8.data() ? StringFactory::make(utf8, IllFormed::Refuse)
+                                                         : nullptr)) {}
 
 NSString::NSString(std::u8string_view utf8) : NSString(bytesOf(utf8)) {}
 
