@@ -8,12 +8,6 @@ namespace {
 
 constexpr char32_t kReplacement = 0xFFFD;
 
-uint64_t load64(const void* p) noexcept {
-  uint64_t word;
-  std::memcpy(&word, p, sizeof word);
-  return word;
-}
-
 constexpr bool isTail(uint8_t byte) { return (byte & 0xC0) == 0x80; }
 
 // One step of decoding: a code point, or a maximal ill-formed part of `length` bytes.
@@ -68,7 +62,7 @@ inline void put(char32_t c, char16_t*& out) noexcept {
 // The length of the run of ASCII that starts here, or 1: a blank between words of another script is not
 // worth looking any further.
 inline size_t asciiRun(const uint8_t* p, const uint8_t* end) noexcept {
-  if (end - p < 8 || (load64(p) & 0x8080808080808080u)) return 1;
+  if (end - p < 8 || (loadWord<uint64_t>(p) & 0x8080808080808080u)) return 1;
   return 8 + asciiPrefix(p + 8, static_cast<size_t>(end - p - 8));
 }
 
@@ -82,25 +76,36 @@ struct Pairs {
     const bool shortest = (((w & kOnes * 0x1Eu) + kOnes * 0x7Eu) & kOnes * 0x80u) == kOnes * 0x80u;
     return shaped && shortest;
   }
+  // All of them below U+0100.
+  static bool narrow(Word w) noexcept { return (w & kOnes * 0x1Cu) == 0; }
   static Word units(Word w) noexcept { return (w & kOnes * 0x1Fu) << 6 | (w >> 8 & kOnes * 0x3Fu); }
 };
 
-// Decodes into UTF-16, keeping all units or'ed together.
+// Four two-byte sequences at once, or none of them.
+inline size_t fourPairs(const uint8_t* p, const uint8_t* end, Utf8Shape& shape) noexcept {
+  if (*p >= 0xE0 || end - p < 8) return 0;
+  const auto word = loadWord<uint64_t>(p);
+  if (!Pairs<uint64_t>::valid(word)) return 0;
+  shape.ascii = false;
+  shape.narrow &= Pairs<uint64_t>::narrow(word);
+  return 4;
+}
+
+// Decodes into UTF-16, keeping all units or'ed together. Each member moves on by what it has decoded.
 class WideDecoder {
  public:
-  WideDecoder(std::string_view bytes, IllFormed policy, char16_t* out) noexcept
-      : p_(reinterpret_cast<const uint8_t*>(bytes.data())),
-        end_(p_ + bytes.size()),
-        begin_(out),
-        out_(out),
-        policy_(policy) {}
+  WideDecoder(std::string_view bytes, char16_t* out) noexcept
+      : p_(reinterpret_cast<const uint8_t*>(bytes.data())), end_(p_ + bytes.size()), begin_(out), out_(out) {}
 
-  Utf8Units run() noexcept {
+  Utf8Units run(IllFormed policy) noexcept {
     while (p_ < end_) {
-      if (*p_ < 0x80)
+      const uint8_t lead = *p_;
+      if (lead < 0x80)
         plain();
-      else if (*p_ >= 0xE0 || !pairs())
-        if (!step()) return {0, false, 0};
+      else if (lead < 0xE0 ? pairs() : triple())
+        continue;
+      else if (!step(policy))
+        return {0, false, 0};
     }
     const uint64_t halves = seen_ | seen_ >> 32;
     return {static_cast<size_t>(out_ - begin_), true, static_cast<char16_t>(halves | halves >> 16)};
@@ -111,8 +116,12 @@ class WideDecoder {
 
   void plain() noexcept {
     const size_t run = asciiRun(p_, end_);
-    out_ = std::copy(p_, p_ + run, out_);
-    p_ += run;
+    if (run == 1) {
+      *out_++ = *p_++;
+    } else {
+      out_ = std::copy(p_, p_ + run, out_);
+      p_ += run;
+    }
   }
 
   // Four or two letters at once; false when there are not so many.
@@ -131,13 +140,25 @@ class WideDecoder {
     return true;
   }
 
-  bool step() noexcept {
+  // A three-byte sequence with another byte behind it.
+  bool triple() noexcept {
+    if (left() < 4) return false;
+    const auto word = loadWord<uint32_t>(p_);
+    const uint32_t unit = (word & 0x0F) << 12 | (word >> 2 & 0x0FC0) | (word >> 16 & 0x3F);
+    if ((word & 0xC0C0F0) != 0x8080E0 || unit < 0x800 || isSurrogate(unit)) return false;
+    *out_++ = static_cast<char16_t>(unit);
+    seen_ |= unit;
+    p_ += 3;
+    return true;
+  }
+
+  bool step(IllFormed policy) noexcept {
     const Step step = nextStep(p_, left());
     if (step.valid)
       add(step.codePoint);
-    else if (policy_ == IllFormed::Refuse)
+    else if (policy == IllFormed::Refuse)
       return false;
-    else if (policy_ == IllFormed::Replace)
+    else if (policy == IllFormed::Replace)
       add(kReplacement);
     else
       for (int i = 0; i < step.length; ++i) add(0xDC00u + p_[i]);
@@ -155,7 +176,6 @@ class WideDecoder {
   char16_t* const begin_;
   char16_t* out_;
   uint64_t seen_ = 0;
-  const IllFormed policy_;
 };
 
 // For texts that have measured narrow: every sequence is valid and has one or two bytes.
@@ -215,8 +235,8 @@ size_t asciiPrefix(const uint8_t* bytes, size_t count) noexcept {
   constexpr uint64_t kHigh = 0x8080808080808080u;
   size_t i = 0;
   for (; i + 16 <= count; i += 16)
-    if ((load64(bytes + i) | load64(bytes + i + 8)) & kHigh) break;
-  if (i + 8 <= count && !(load64(bytes + i) & kHigh)) i += 8;
+    if ((loadWord<uint64_t>(bytes + i) | loadWord<uint64_t>(bytes + i + 8)) & kHigh) break;
+  if (i + 8 <= count && !(loadWord<uint64_t>(bytes + i) & kHigh)) i += 8;
   while (i < count && bytes[i] < 0x80) ++i;
   return i;
 }
@@ -225,7 +245,7 @@ size_t narrowPrefix(const char16_t* units, size_t count) noexcept {
   constexpr uint64_t kHigh = 0xFF00FF00FF00FF00u;
   size_t i = 0;
   for (; i + 8 <= count; i += 8)
-    if ((load64(units + i) | load64(units + i + 4)) & kHigh) break;
+    if ((loadWord<uint64_t>(units + i) | loadWord<uint64_t>(units + i + 4)) & kHigh) break;
   while (i < count && units[i] < 0x100) ++i;
   return i;
 }
@@ -241,6 +261,11 @@ Utf8Shape measureUtf8(std::string_view bytes, IllFormed policy) noexcept {
       p += plain;
       continue;
     }
+    if (const size_t pairs = fourPairs(p, end, shape); pairs > 0) {
+      shape.units += pairs;
+      p += 2 * pairs;
+      continue;
+    }
     const Step step = nextStep(p, static_cast<size_t>(end - p));
     if (!step.valid && policy == IllFormed::Refuse) return {0, false, false, false};
     shape.ascii = false;
@@ -254,7 +279,7 @@ Utf8Shape measureUtf8(std::string_view bytes, IllFormed policy) noexcept {
 void decodeUtf8(std::string_view bytes, uint8_t* out) noexcept { decodeNarrow(bytes, out); }
 
 Utf8Units decodeUtf8(std::string_view bytes, IllFormed policy, char16_t* out) noexcept {
-  return WideDecoder(bytes, policy, out).run();
+  return WideDecoder(bytes, out).run(policy);
 }
 
 std::string utf8FromLatin1(const uint8_t* bytes, size_t count) {

@@ -47,13 +47,18 @@ void destroySlice(StringRep* rep) noexcept;
 
 // A hash of the units, cached in the string: below 2^32, never 0, the same in every run.
 ORV_EXPORT size_t hashOfString(const StringRep* rep) noexcept;
-inline bool equalStrings(const StringRep* a, const StringRep* b) noexcept {
-  if (a == b) return true;
-  if (a->length != b->length || a->wide() != b->wide()) return false;
+// Where hashes are known, they tell long strings apart; short ones are compared faster than looked up.
+inline bool hashesDiffer(const StringRep* a, const StringRep* b) noexcept {
   const uint32_t hashA = a->cachedHash.load(std::memory_order_relaxed);
   const uint32_t hashB = b->cachedHash.load(std::memory_order_relaxed);
-  if (hashA != hashB && hashA != 0 && hashB != 0) return false;
-  return equalBytes(a->units(), b->units(), a->wide() ? a->length * 2 : a->length);
+  return hashA != hashB && hashA != 0 && hashB != 0;
+}
+
+inline bool equalStrings(const StringRep* a, const StringRep* b) noexcept {
+  if (a->length != b->length || ((a->flags ^ b->flags) & HeapObject::Wide)) return false;
+  const size_t bytes = a->length << static_cast<int>(a->wide());
+  if (bytes > kShortBytes && (a == b || hashesDiffer(a, b))) return a == b;
+  return equalBytes(a->units(), b->units(), bytes);
 }
 
 // Where strings come from. Whoever fills a fresh string keeps the canonical form: wide only when some
