@@ -5,7 +5,7 @@
 namespace orv::detail {
 
 void reportAssertion(const char* file, const char* function, long line, const char* condition,
-                     const NSString& message) noexcept {
+                     const NSString& message) {
   if (!logAccepts(OrvLogLevelWarning)) return;
   try {
     const NSString text =
@@ -20,8 +20,7 @@ void reportAssertion(const char* file, const char* function, long line, const ch
   }
 }
 
-void reportException(const char* file, const char* function, long line,
-                     const std::exception& exception) noexcept {
+void reportException(const char* file, const char* function, long line, const std::exception& exception) {
   OrvLog::sharedObject()->logLevelFormat(OrvLogLevelWarning, file, function, line, nil, "Exception %@",
                                          describeException(exception));
 }

@@ -14,11 +14,11 @@ namespace orv::detail {
 
 // Reports a failed condition; a nil message is the default sentence.
 [[gnu::cold]] ORV_EXPORT void reportAssertion(const char* file, const char* function, long line,
-                                              const char* condition, const NSString& message) noexcept;
+                                              const char* condition, const NSString& message);
 
 // Reports what the exception guard caught: "Exception %@" at Warning.
 [[gnu::cold]] ORV_EXPORT void reportException(const char* file, const char* function, long line,
-                                              const std::exception& exception) noexcept;
+                                              const std::exception& exception);
 
 template <class... Args>
 [[gnu::cold]] void reportAssertionMessage(const char* file, const char* function, long line,

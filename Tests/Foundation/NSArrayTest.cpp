@@ -155,6 +155,12 @@ TEST(NSMutableArray, EveryHandleSeesTheChange) {
   EXPECT_EQ(three.count(), 2u);
 }
 
+TEST(NSMutableArray, AnAbsurdCapacityIsOnlyAHint) {
+  const NSMutableArray list = NSMutableArray::arrayWithCapacity(NSNotFound);
+  list.addObject(1);
+  EXPECT_EQ(list.count(), 1u);
+}
+
 TEST(NSMutableArray, AddingAnArrayToItselfDoublesIt) {
   const NSMutableArray list{1, 2};
   list.addObjectsFromArray(list);

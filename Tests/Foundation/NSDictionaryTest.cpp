@@ -116,6 +116,12 @@ TEST(NSMutableDictionary, AgreesWithAMapUnderRandomEdits) {
   }));
 }
 
+TEST(NSMutableDictionary, AnAbsurdCapacityIsOnlyAHint) {
+  const NSMutableDictionary d = NSMutableDictionary::dictionaryWithCapacity(NSNotFound);
+  d.setObjectForKey(1, "a");
+  EXPECT_EQ(d.count(), 1u);
+}
+
 TEST(NSMutableDictionary, HoldsAHundredThousandEntries) {
   const NSMutableDictionary d = NSMutableDictionary::dictionary();
   for (int i = 0; i < 100000; ++i) d.setObjectForKey(i, NSString::stringWithFormat("key %d", i));

@@ -2,9 +2,8 @@
 
 #include <fcntl.h>
 #include <stdlib.h>
-#include <sys/socket.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
@@ -139,16 +138,15 @@ TEST_F(NSFileManagerTest, RemovesFilesLinksAndTrees) {
 }
 
 TEST_F(NSFileManagerTest, RemovesATreeDeeperThanTheDescriptorsAllow) {
-  // Built and removed by steps relative to the folder: its path is far too long for one call.
-  ASSERT_EQ(::chdir(folder.c_str()), 0);
-  ASSERT_EQ(::mkdir("deep", 0755), 0);
-  ASSERT_EQ(::chdir("deep"), 0);
-  for (int i = 0; i < 2000; ++i) {
-    ASSERT_EQ(::mkdir("level", 0755), 0);
-    ASSERT_EQ(::chdir("level"), 0);
-  }
-  ASSERT_EQ(::chdir("/"), 0);
+  std::string path = in("deep");
+  for (int i = 0; i < 200; ++i) path += "/level";
+  fs::create_directories(path);
+  rlimit old;
+  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &old), 0);
+  const rlimit few{100, old.rlim_max};
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &few), 0);
   EXPECT_TRUE(manager->removeItemAtPath(in("deep"), &error)) << error;
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &old), 0);
   EXPECT_FALSE(fs::exists(in("deep")));
 }
 

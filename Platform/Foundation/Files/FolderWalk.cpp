@@ -144,7 +144,7 @@ FolderWalk::Kind FolderWalk::kindOf(int folder, const char* name, unsigned char 
   if (type == DT_UNKNOWN) {  // some file systems do not tell
     struct stat info;
     if (::fstatat(folder, name, &info, AT_SYMLINK_NOFOLLOW) == 0)
-      type = static_cast<unsigned char>((info.st_mode & S_IFMT) >> 12);
+      type = static_cast<unsigned char>(IFTODT(info.st_mode));
   }
   switch (type) {
     case DT_REG: return Kind::File;

@@ -6,6 +6,7 @@
 #include <pthread.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cinttypes>
@@ -80,9 +81,12 @@ void NSThread::setCurrentThreadName(const NSString& name) {
 [[gnu::noinline]] NSArray NSThread::callStackSymbols() {
   std::array<void*, 256> frames;
   const int count = ::backtrace(frames.data(), static_cast<int>(frames.size()));
+  // Sanitizers put frames of their own below this one: the caller's is known by its address.
+  const auto end = frames.begin() + count;
+  const auto caller = std::find(frames.begin(), end, __builtin_return_address(0));
+  const auto first = caller != end ? caller : frames.begin() + std::min(count, 1);
   const NSMutableArray lines = NSMutableArray::array();
-  constexpr size_t kOwn = 1;
-  for (size_t i = kOwn; i < static_cast<size_t>(count); ++i)
-    lines.addObject(NSString::stringWithLossyUTF8(frameLine(i - kOwn, frames[i])));
+  for (auto frame = first; frame != end; ++frame)
+    lines.addObject(NSString::stringWithLossyUTF8(frameLine(static_cast<size_t>(frame - first), *frame)));
   return lines.copy().as<NSArray>();
 }

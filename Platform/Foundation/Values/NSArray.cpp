@@ -157,7 +157,8 @@ bool NSMutableArray::accepts(const Value& v) noexcept {
 NSMutableArray NSMutableArray::array() { return arrayOf({}, true).as<NSMutableArray>(); }
 
 NSMutableArray NSMutableArray::arrayWithCapacity(NSUInteger capacity) {
-  return detail::Access::adopt(ArrayRep::make(capacity, true)).as<NSMutableArray>();
+  return detail::Access::adopt(ArrayRep::make(std::min(capacity, detail::kLargestAnnounced), true))
+      .as<NSMutableArray>();
 }
 
 NSMutableArray NSMutableArray::arrayWithArray(const NSArray& other) {

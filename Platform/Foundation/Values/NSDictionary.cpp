@@ -1,5 +1,7 @@
 #include "Platform/Foundation/Values/NSDictionary.h"
 
+#include <algorithm>
+
 #include "Platform/Foundation/Values/NSArray.h"
 #include "Platform/Foundation/Values/NSEnumerator.h"
 #include "Platform/Foundation/Values/NSException.h"
@@ -135,7 +137,7 @@ bool NSMutableDictionary::accepts(const Value& v) noexcept {
 NSMutableDictionary NSMutableDictionary::dictionary() { return dictionaryWithCapacity(0); }
 
 NSMutableDictionary NSMutableDictionary::dictionaryWithCapacity(NSUInteger capacity) {
-  return empty(capacity, true).as<NSMutableDictionary>();
+  return empty(std::min(capacity, detail::kLargestAnnounced), true).as<NSMutableDictionary>();
 }
 
 NSMutableDictionary NSMutableDictionary::dictionaryWithDictionary(const NSDictionary& other) {

@@ -125,7 +125,8 @@ bool NSMutableSet::accepts(const Value& v) noexcept {
 
 NSMutableSet NSMutableSet::set() { return setWithCapacity(0); }
 NSMutableSet NSMutableSet::setWithCapacity(NSUInteger capacity) {
-  return detail::Access::adopt(TableRep::make(Kind::Set, capacity, true)).as<NSMutableSet>();
+  return detail::Access::adopt(TableRep::make(Kind::Set, std::min(capacity, detail::kLargestAnnounced), true))
+      .as<NSMutableSet>();
 }
 NSMutableSet NSMutableSet::setWithArray(const NSArray& members) {
   return setOf(Kind::Set, members, members.count(), true).as<NSMutableSet>();

@@ -15,6 +15,9 @@ struct ContainerRep : HeapObject {
   uint64_t count = 0;
 };
 
+// Above this an announced size is only a hint: the container grows to it when elements really come.
+inline constexpr size_t kLargestAnnounced = size_t{1} << 20;
+
 [[noreturn]] ORV_EXPORT void raiseMutated(const ContainerRep* rep);
 
 struct ArrayRep : ContainerRep {
