@@ -37,7 +37,7 @@ class ORV_EXPORT NSTimeZone : public orv::Value {
   static NSTimeZone timeZoneForSecondsFromGMT(NSInteger seconds);
 
   NSString name() const;
-  // "CET", "EDT", or "GMT+2" where the English of the United States has no customary name.
+  // "EST", "EDT", or "GMT+2" where the English of the United States has no customary name.
   NSString abbreviation() const;
   NSString abbreviationForDate(const NSDate& date) const;
 
