@@ -117,13 +117,16 @@ NSMutableSet NSFileManager::zuListChecksumsForTreeAtURL(const Value& folderUrl) 
   return detail::systemPath(folderUrl.as<NSURL>(), root) ? detail::checksumsOfTree(root) : NSMutableSet::set();
 }
 
-NSMutableSet detail::checksumsOfTree(const std::string& root, const TreeProgress& progress) {
+NSMutableSet detail::checksumsOfTree(const std::string& root, const TreeProgress& progress,
+                                     const ChangedFile& changed) {
   const std::vector<TreeFile> files = digestsOfTree(root, progress);
   const NSMutableSet lines = NSMutableSet::setWithCapacity(files.size());
   for (const TreeFile& file : files) {
     if (!file.exists) continue;
     reportOddities(file);
-    lines.addObject(checksumLine(file));
+    const NSString line = checksumLine(file);
+    if (changed && file.content.changed) changed(file.path, line);
+    lines.addObject(line);
   }
   return lines;
 }

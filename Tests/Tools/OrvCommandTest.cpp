@@ -239,7 +239,8 @@ TEST(OrvDigest, DoesTheRestWhenFilesAreMissing) {
 
 TEST(OrvDigest, TellsOfAFileThatGrowsMeanwhile) {
   makeSparse("big", uintmax_t{1} << 30);
-  for (const Arguments& arguments : {Arguments{"digest", "big"}, Arguments{"files", "."}}) {
+  for (const Arguments& arguments :
+       {Arguments{"digest", "big"}, Arguments{"files", "."}, Arguments{"checksums", "."}}) {
     Process process(orvCommand(arguments));
     ASSERT_TRUE(process.waitUntilReading(place("big")));
     process.stop();

@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Orvane/Detail/TreeChecksums.h"
@@ -136,14 +137,21 @@ struct ChecksumOptions {
 
 using Lines = std::vector<std::string>;
 
-// The checksum lines of a folder, sorted; nothing when the folder itself cannot be listed.
+// The checksum lines of a folder, sorted; nothing when the folder itself cannot be listed. A file that was
+// changed while it was read is told of instead of listed.
 std::optional<Lines> checksumsOf(const std::string& folder, Output& output) {
   if (!reportUnreadable(folder, true, output)) return std::nullopt;
   Progress progress("Reading", 0);
+  std::vector<std::pair<std::string, NSString>> changed;
+  const NSMutableSet found = orv::detail::checksumsOfTree(
+      bytesOf(folderURL(folder).path()), [&](size_t done, size_t total) { progress.set(done, total); },
+      [&](const std::string& path, const NSString& line) { changed.emplace_back(path, line); });
+  for (const auto& [path, line] : changed) {
+    output.fail(below(folder, path), "the file was changed while it was read");
+    found.removeObject(line);
+  }
   Lines lines;
-  for (const Value& line : orv::detail::checksumsOfTree(
-           bytesOf(folderURL(folder).path()), [&](size_t done, size_t total) { progress.set(done, total); }))
-    lines.push_back(bytesOf(line.as<NSString>()));
+  for (const Value& line : found) lines.push_back(bytesOf(line.as<NSString>()));
   std::sort(lines.begin(), lines.end());
   OrvLogInfo("%lu checksums of %@", lines.size(), nameOf(folder));
   return lines;
