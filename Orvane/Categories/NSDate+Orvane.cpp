@@ -8,6 +8,7 @@
 #include "Platform/Foundation/Dates/FixedDatePattern.h"
 #include "Platform/Foundation/Dates/NSDateFormatter.h"
 #include "Platform/Foundation/Dates/ZoneTable.h"
+#include "Platform/Foundation/Text/NSDataDetector.h"
 #include "Platform/Foundation/Values/Detail/StringRep.h"
 #include "Platform/Foundation/Values/NSDate.h"
 #include "Platform/Foundation/Values/NSNumber.h"
@@ -177,4 +178,13 @@ NSDate NSDate::zuDateFromUNIXTimestampObject(const Value& secondsSince1970) {
 
 NSDate NSDate::zuDateFromString(const NSString& text, const NSString& format) {
   return format.isNil() ? NSDate() : readerForPattern(format).read(text, shortASCII(text));
+}
+
+NSDate NSDate::zuDateFromHumanString(const Value& text) {
+  const NSString string = text.as<NSString>();
+  if (string.length() == 0) return nil;
+  static const Ref<NSDataDetector>* const detector =
+      new Ref<NSDataDetector>(NSDataDetector::dataDetectorWithTypes(NSTextCheckingTypeDate));
+  const Ref<NSTextCheckingResult> match = (*detector)->firstMatchInString(string);
+  return match ? match->date() : NSDate();
 }

@@ -170,7 +170,7 @@ TEST(NSDateCalendar, StepsOfDaysMonthsAndYears) {
   EXPECT_EQ(date.dayOfMonth(), 29);
   EXPECT_EQ(date.dayOfWeek(), 5);
   EXPECT_EQ(NSDate::currentCalendar(), NSCalendar::currentCalendar());
-  EXPECT_TRUE(NSDate::dateWithYear(INT64_MAX, 1, 1).isNil());
+  EXPECT_TRUE(NSDate::dateWithYear(INT64_MAX - 1, 1, 1).isNil());
   EXPECT_TRUE(date.dateByAddingDays(INT64_MIN, 0, 0).isNil());
 }
 
@@ -277,13 +277,11 @@ TEST_P(EveryZone, EndsComeBeforeTheNextStarts) {
       const NSDate date = NSDate::dateWithTimeIntervalSince1970(
           static_cast<double>(i % 2 ? seconds(random) : seconds(random) / 100));
       ASSERT_LE(date.dayStart(), date.dateByAddingTimeInterval(3600)) << date.description();
-      ASSERT_LT(date.monthEnd(),
-                date.monthEnd().dateByAddingTimeInterval(1).monthStart().dateByAddingTimeInterval(1));
+      ASSERT_LT(date.monthEnd(), date.monthStart().dateByAddingMonths(1).monthStart());
       ASSERT_LT(date.monthStart(), date.monthEnd());
       ASSERT_LT(date.yearStart(), date.yearEnd());
       ASSERT_LE(date.weekStart(), date);
       ASSERT_LT(date, date.weekEnd().dateByAddingTimeInterval(7200));
-      ASSERT_LT(date.monthEnd(), date.monthEnd().dateByAddingDays(1, 0, 0).monthStart());
       const NSDate other = date.dateByAddingTimeInterval(static_cast<double>(seconds(random) / 1000000));
       ASSERT_TRUE(date.days() >= other.days() || date < other) << date.description() << other.description();
       ASSERT_EQ(NSDate::fromDays(date.days()).days(), date.days()) << date.description();

@@ -139,6 +139,16 @@ TEST(NSDateReaders, ReadByAnyPattern) {
   EXPECT_TRUE(log.take().empty());
 }
 
+TEST(NSDateReaders, ReadTheFirstDateOfAnyText) {
+  LogLines log;
+  EXPECT_EQ(iso(NSDate::zuDateFromHumanString("meet 2020-01-02 or 2020-02-03")), "2020-01-02T12:00:00.000Z");
+  EXPECT_EQ(iso(NSDate::zuDateFromHumanString("Aug 14, 2017")), "2017-08-14T12:00:00.000Z");
+  for (const Value& none :
+       {Value(), Value(""), Value("no date"), Value("Feb get"), Value(20200102), Value(NSArray{"2020-01-02"})})
+    EXPECT_TRUE(NSDate::zuDateFromHumanString(none).isNil()) << none;
+  EXPECT_TRUE(log.take().empty());
+}
+
 TEST(NSDateReaders, DoNotDependOnLocaleAndZone) {
   for (const char* locale : kLocales) {
     for (const char* zone : kZones) {
