@@ -21,6 +21,8 @@ struct FoundDay {
   bool machine = false;           // ISO 8601: a T may introduce the time
   bool colon = false;             // a colon may: 10/Oct/2000:13:55:36
   bool weak = false;              // not a date behind "version" and the like
+  int8_t month = 0;        // of a day whose year was left out, with its day of the month
+  int8_t date = 0;
   int8_t part = -1;               // the hour of "morning", "evening", where one is named
   std::optional<double> instant;  // an hour or minute away from now: no time can follow
   int64_t spanEnd = INT64_MIN;    // the last day of "March 5-7"
@@ -73,6 +75,7 @@ class DateReader {
   std::optional<FoundMoment> timeThenDay(Place i) const;
   MaybeDay anyDay(Place i) const;
   Place timeAfterDay(const FoundDay& day) const;
+  void readTrailingYear(FoundMoment& found) const;
   std::optional<DateMatch> finish(FoundMoment first);
   bool startsCleanly(bool machine) const;
   bool endsCleanly(Place end, bool machine) const;

@@ -160,7 +160,8 @@ DateReader::MaybeTime DateReader::hourWithMark(Place i) const {
     return found;
   }
   const Place plain = found.end;
-  const bool marked = meridiem(plain) || hoursWord(plain);
+  const bool part = at(plain).is(Future) && at(plain + 1).is(The) && at(plain + 2).is(DayPart);
+  const bool marked = meridiem(plain) || hoursWord(plain) || (part && plain == i + 1);
   if (!marked || !readHalf(found)) return std::nullopt;
   const Token& minutes = at(found.end);
   if (at(plain).is(Hours) && minutes.isNumber() && minutes.digits == 2 && minutes.value <= 59 &&
