@@ -39,18 +39,18 @@ NSString hexByEVP(const EVP_MD* algorithm, EVP_MD_CTX* context, const std::strin
   return std::string_view(hex, 2 * length);
 }
 
-void sha256Ours(benchmark::State& state) {
-  const NSData data = NSData::dataWithBytes(bytesOf(static_cast<size_t>(state.range(0))));
+void sha256Ours(benchmark::State& state, size_t size) {
+  const NSData data = NSData::dataWithBytes(bytesOf(size));
   for (auto _ : state) benchmark::DoNotOptimize(data.zuSHA256HexString());
 }
 
-void md5Ours(benchmark::State& state) {
-  const NSData data = NSData::dataWithBytes(bytesOf(static_cast<size_t>(state.range(0))));
+void md5Ours(benchmark::State& state, size_t size) {
+  const NSData data = NSData::dataWithBytes(bytesOf(size));
   for (auto _ : state) benchmark::DoNotOptimize(data.zuMD5HexString());
 }
 
-void digestEVP(benchmark::State& state, const char* name) {
-  const std::string bytes = bytesOf(static_cast<size_t>(state.range(0)));
+void digestEVP(benchmark::State& state, const char* name, size_t size) {
+  const std::string bytes = bytesOf(size);
   EVP_MD* algorithm = EVP_MD_fetch(nullptr, name, nullptr);
   EVP_MD_CTX* context = EVP_MD_CTX_new();
   const NSData data = NSData::dataWithBytes(bytes);
@@ -102,12 +102,12 @@ void decodeGLib(benchmark::State& state) {
 
 }  // namespace
 
-BENCHMARK(sha256Ours)->Name("digest/sha256-1MiB/ours")->Arg(kMebibyte);
-BENCHMARK_CAPTURE(digestEVP, sha256, "SHA256")->Name("digest/sha256-1MiB/evp")->Arg(kMebibyte);
-BENCHMARK(md5Ours)->Name("digest/md5-1MiB/ours")->Arg(kMebibyte);
-BENCHMARK_CAPTURE(digestEVP, md5, "MD5")->Name("digest/md5-1MiB/evp")->Arg(kMebibyte);
-BENCHMARK(sha256Ours)->Name("digest/sha256-64B/ours")->Arg(64);
-BENCHMARK_CAPTURE(digestEVP, sha256, "SHA256")->Name("digest/sha256-64B/evp")->Arg(64);
+BENCHMARK_CAPTURE(sha256Ours, large, kMebibyte)->Name("digest/sha256-1MiB/ours");
+BENCHMARK_CAPTURE(digestEVP, sha256, "SHA256", kMebibyte)->Name("digest/sha256-1MiB/evp");
+BENCHMARK_CAPTURE(md5Ours, large, kMebibyte)->Name("digest/md5-1MiB/ours");
+BENCHMARK_CAPTURE(digestEVP, md5, "MD5", kMebibyte)->Name("digest/md5-1MiB/evp");
+BENCHMARK_CAPTURE(sha256Ours, small, size_t{64})->Name("digest/sha256-64B/ours");
+BENCHMARK_CAPTURE(digestEVP, small, "SHA256", size_t{64})->Name("digest/sha256-64B/evp");
 BENCHMARK(encodeOurs)->Name("base64/encode-1MiB/ours");
 BENCHMARK(encodeEVP)->Name("base64/encode-1MiB/evp");
 BENCHMARK(encodeGLib)->Name("base64/encode-1MiB/glib");

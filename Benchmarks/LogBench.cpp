@@ -46,6 +46,13 @@ void lineOurs(benchmark::State& state) {
   for (auto _ : state) OrvLogInfo("request %d answered in %.3f ms", ++i, 1.25);
 }
 
+// A finished message: what the logger itself adds to the bare write.
+void messageOurs(benchmark::State& state) {
+  const NSString message = "request 12345 answered in 1.250 ms";
+  const auto log = OrvLog::sharedObject();
+  for (auto _ : state) log->logLevelMessage(OrvLogLevelInfo, __FILE__, __func__, __LINE__, orv::nil, message);
+}
+
 void linePeer(benchmark::State& state) {
   const auto logger = peer();
   int i = 0;
@@ -66,7 +73,7 @@ BENCHMARK(rejectedOurs)->Name("log/rejected/ours");
 BENCHMARK(rejectedPeer)->Name("log/rejected/spdlog");
 BENCHMARK(lineOurs)->Name("log/line/ours");
 BENCHMARK(linePeer)->Name("log/line/spdlog");
-BENCHMARK(lineOurs)->Name("log/line-raw/ours");
+BENCHMARK(messageOurs)->Name("log/line-raw/ours");
 BENCHMARK(lineRaw)->Name("log/line-raw/write");
 
 ORVANE_BENCHMARK_MAIN()

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstring>
 #include <exception>
 #include <mutex>
 #include <string>
@@ -18,6 +19,7 @@
 #include "Platform/Foundation/System/NSConsole.h"
 #include "Platform/Foundation/System/NSNotificationCenter.h"
 #include "Platform/Foundation/System/NSProcessInfo.h"
+#include "Platform/Foundation/Text/StringBuilder.h"
 #include "Platform/Foundation/Threads/NSThread.h"
 #include "Platform/Foundation/Values/Detail/KeptText.h"
 #include "Platform/Foundation/Values/NSDate.h"
@@ -59,11 +61,13 @@ const Prefix& prefixOf(uint64_t level) {
 
 // The folder that holds a source file: the second piece from the end, of at least three.
 std::string_view sourceFolder(const char* file) {
-  const std::string_view path = file ? file : "";
-  const size_t last = path.rfind('/');
-  const size_t before = last == std::string_view::npos || last == 0 ? last : path.rfind('/', last - 1);
-  if (last == std::string_view::npos || last == 0 || before == std::string_view::npos) return {};
-  return path.substr(before + 1, last - before - 1);
+  if (!file) return {};
+  const auto slashBefore = [file](const char* end) {
+    return static_cast<const char*>(::memrchr(file, '/', static_cast<size_t>(end - file)));
+  };
+  const char* last = slashBefore(file + std::strlen(file));
+  const char* before = last ? slashBefore(last) : nullptr;
+  return before ? std::string_view(before + 1, static_cast<size_t>(last - before - 1)) : std::string_view();
 }
 
 std::string_view fileName(const char* file) {
@@ -149,14 +153,35 @@ struct OrvLog::State {
   static inline State* forked = nullptr;
 };
 
+// A message on its way. Its text is written to the file from where it was put together; it becomes a string
+// only when somebody asks for one.
 struct OrvLog::Message {
   uint64_t level;
   const char* file;
   const char* function;
   long line;
   const NSString& context;
-  const NSString& text;
-  const void* caller;  // an address in the code that logs
+  const void* caller;              // an address in the code that logs
+  detail::StringBuilder* builder;  // holds the text, or null
+  NSString string;                 // holds it otherwise
+
+  detail::Units units() const { return builder ? builder->units() : detail::unitsOf(string); }
+  const NSString& text() {
+    if (builder) string = std::exchange(builder, nullptr)->finish();
+    return string;
+  }
+
+  // The context, else the source file's folder, else an asterisk, in brackets. Only an absent context asks for
+  // the folder; an empty one does not.
+  void appendContext(detail::LineBuffer& line) const {
+    const std::string_view folder = context.isNil() ? sourceFolder(file) : std::string_view();
+    line.append(std::string_view("["));
+    if (context.length() > 0)
+      line.append(context);
+    else
+      line.append(folder.empty() ? std::string_view("*") : folder);
+    line.append(std::string_view("] "));
+  }
 };
 
 OrvLog::OrvLog() : state_(new State) {
@@ -167,16 +192,16 @@ OrvLog::OrvLog() : state_(new State) {
 
 OrvLog::~OrvLog() = default;  // never called: the logger outlives every static object
 
-Ref<OrvLog> OrvLog::sharedObject() {
-  static OrvLog* const shared = [] {
-    OrvLog* log = new OrvLog;
-    retain(log);
-    log->configure();
-    return log;
+OrvLog* OrvLog::shared() {
+  static OrvLog* const log = [] {
+    OrvLog* made = new OrvLog;
+    made->configure();
+    return made;  // its first reference is never given back
   }();
-  return Ref<OrvLog>(shared);
+  return log;
 }
 
+Ref<OrvLog> OrvLog::sharedObject() { return Ref<OrvLog>(shared()); }
 Ref<OrvLog> OrvLog::alloc() { return sharedObject(); }
 Ref<OrvLog> OrvLog::copy() { return Ref<OrvLog>(this); }
 NSString OrvLog::className() const { return "OrvLog"; }
@@ -266,9 +291,24 @@ void OrvLog::logArguments(uint64_t level, const char* file, const char* function
                           std::initializer_list<detail::FormatArgument> arguments) {
   if (!detail::logAccepts(level) || !format.isKindOf<NSString>()) return;
   try {
-    const NSString text = NSString::stringWithFormatArguments(format.as<NSString>(), arguments);
-    if (text.isNil()) return;
-    deliver({level, file, function, line, context, text, __builtin_return_address(0)});
+    detail::StringBuilder text;
+    detail::appendFormat(text, detail::unitsOf(format.as<NSString>()), arguments);
+    Message message{level, file, function, line, context, __builtin_return_address(0), &text, nil};
+    deliver(message);
+  } catch (const std::exception& exception) {
+    reportToConsole(exception);
+  }
+}
+
+void OrvLog::logLiteral(uint64_t level, const char* file, const char* function, long line,
+                        std::string_view format, std::initializer_list<detail::FormatArgument> arguments) {
+  if (!detail::logAccepts(level)) return;
+  try {
+    detail::StringBuilder text;
+    detail::appendFormat(text, format, arguments);
+    const NSString noContext;
+    Message message{level, file, function, line, noContext, __builtin_return_address(0), &text, nil};
+    shared()->deliver(message);
   } catch (const std::exception& exception) {
     reportToConsole(exception);
   }
@@ -277,18 +317,14 @@ void OrvLog::logArguments(uint64_t level, const char* file, const char* function
 void OrvLog::logLevelMessage(uint64_t level, const char* file, const char* function, long line,
                              const NSString& context, const NSString& message) {
   if (!detail::logAccepts(level) || message.isNil()) return;
-  deliver({level, file, function, line, context, message, __builtin_return_address(0)});
+  Message delivered{level, file, function, line, context, __builtin_return_address(0), nullptr, message};
+  deliver(delivered);
 }
 
-// The text between the brackets: the context, else the source file's folder, else an asterisk. Only an absent
-// context asks for the folder; an empty one does not.
-void OrvLog::deliver(const Message& message) {
+void OrvLog::deliver(Message& message) {
   try {
-    NSString context = message.context;
-    if (context.isNil()) context = NSString::stringWithLossyUTF8(sourceFolder(message.file));
-    if (context.length() == 0) context = "*";
-    if (state_->debug) writeScreenLine(message, context);
-    writeFileLine(message, context);
+    if (state_->debug) writeScreenLine(message);
+    writeFileLine(message);
     callHandlers(message);
     if ((message.level & OrvLogLevelWarning) != 0) flush();
   } catch (const std::exception& exception) {
@@ -297,14 +333,15 @@ void OrvLog::deliver(const Message& message) {
 }
 
 // Thread marker, coloured prefix, elapsed seconds, [context], <@module file:line>, message.
-void OrvLog::writeScreenLine(const Message& message, const NSString& context) const {
+void OrvLog::writeScreenLine(const Message& message) const {
   const double begun = start();
   detail::LineBuffer line;
   line.append(std::string_view(NSThread::isMainThread() ? "\u25FD\uFE0F " : "\U0001F680 "));
   line.append(std::string_view(prefixOf(message.level).coloured));
   line.append(std::string_view(" "));
   if (begun != 0) line.append(NSString::stringWithFormat("%.3f", CFAbsoluteTimeGetCurrent() - begun));
-  line.append(NSString::stringWithFormat(" [%@] ", context));
+  line.append(std::string_view(" "));
+  message.appendContext(line);
   if (message.file) {
     const std::string_view module = moduleName(message.caller);
     const bool foreign = !module.empty() && module != executableName();
@@ -313,28 +350,28 @@ void OrvLog::writeScreenLine(const Message& message, const NSString& context) co
                                            fileName(message.file), message.line));
   }
   line.append(std::string_view(" "));
-  line.append(message.text);
+  line.append(message.units());
   line.append(std::string_view("\n"));
   const std::string_view bytes = line.bytes();
   [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, bytes.data(), bytes.size());
 }
 
 // Plain prefix, time stamp, [context], message.
-void OrvLog::writeFileLine(const Message& message, const NSString& context) const {
+void OrvLog::writeFileLine(const Message& message) const {
   if (!state_->file.isOpen()) return;
+  const double now = CFAbsoluteTimeGetCurrent();
   detail::LineBuffer line;
   line.append(std::string_view(prefixOf(message.level).plain));
   line.append(std::string_view(" "));
-  line.appendTimeStamp(CFAbsoluteTimeGetCurrent());
-  line.append(std::string_view(" ["));
-  line.append(context);
-  line.append(std::string_view("] "));
-  line.append(message.text);
+  line.appendTimeStamp(now);
+  line.append(std::string_view(" "));
+  message.appendContext(line);
+  line.append(message.units());
   line.append(std::string_view("\n"));
-  state_->file.append(line.bytes());
+  state_->file.append(line.bytes(), now);
 }
 
-void OrvLog::callHandlers(const Message& message) const {
+void OrvLog::callHandlers(Message& message) const {
   const NSMutableArray handlers = logHandler();
   for (const Value& each : handlers) {
     const auto handler = each.as<OrvLogHandler>();
@@ -342,7 +379,7 @@ void OrvLog::callHandlers(const Message& message) const {
     const Activation active(handler.get());
     try {
       handler->logLevelMessage(message.level, message.file, message.function, message.line, message.context,
-                               message.text);
+                               message.text());
     } catch (const std::exception& exception) {
       reportToConsole(exception);
     }

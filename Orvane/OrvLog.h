@@ -2,6 +2,8 @@
 
 #include <atomic>
 #include <cstdint>
+#include <initializer_list>
+#include <string_view>
 
 #include "Platform/Foundation/Export.h"
 #include "Platform/Foundation/Text/Format.h"
@@ -130,9 +132,12 @@ class ORV_EXPORT OrvLog : public NSObject {
   // What happens at the application's orderly end: `flush`.
   void applicationWillTerminate(const orv::Value& notification);
 
-  // The entrance of `logLevelFormat`, with the types of the arguments forgotten.
+  // The entrances of `logLevelFormat` and of the macros, with the types of the arguments forgotten. The format
+  // of the second is UTF-8.
   void logArguments(uint64_t level, const char* file, const char* function, long line, const NSString& context,
                     const orv::Value& format, std::initializer_list<orv::detail::FormatArgument> arguments);
+  static void logLiteral(uint64_t level, const char* file, const char* function, long line,
+                         std::string_view format, std::initializer_list<orv::detail::FormatArgument> arguments);
 
  private:
   struct State;
@@ -143,11 +148,12 @@ class ORV_EXPORT OrvLog : public NSObject {
   template <std::derived_from<NSObject> T, class... Args>
   friend orv::Ref<T> orv::make(Args&&... args);
 
+  static OrvLog* shared();
   void openLogFile();
-  void deliver(const Message& message);
-  void writeScreenLine(const Message& message, const NSString& context) const;
-  void writeFileLine(const Message& message, const NSString& context) const;
-  void callHandlers(const Message& message) const;
+  void deliver(Message& message);
+  void writeScreenLine(const Message& message) const;
+  void writeFileLine(const Message& message) const;
+  void callHandlers(Message& message) const;
 
   State* const state_;
 };
@@ -164,7 +170,7 @@ inline bool logAccepts(uint64_t level) noexcept {
 template <class... Args>
 [[gnu::cold]] void logChecked(uint64_t level, const char* file, const char* function, long line,
                               FormatString<std::type_identity_t<Args>...> format, const Args&... args) {
-  OrvLog::sharedObject()->logLevelFormat(level, file, function, line, nil, format.string(), args...);
+  OrvLog::logLiteral(level, file, function, line, format.text(), {FormatArgument(args)...});
 }
 
 }  // namespace orv::detail

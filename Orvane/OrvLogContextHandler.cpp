@@ -39,14 +39,15 @@ NSString OrvLogContextHandler::className() const { return "OrvLogContextHandler"
 void OrvLogContextHandler::logLevelMessage(uint64_t level, const char*, const char*, long,
                                            const NSString& context, const NSString& message) {
   if (!context.isEqual(state_->context)) return;
+  const double now = CFAbsoluteTimeGetCurrent();
   detail::LineBuffer line;
   line.append(OrvLog::prefixForLevel(level));
   line.append(std::string_view(" "));
-  line.appendTimeStamp(CFAbsoluteTimeGetCurrent());
+  line.appendTimeStamp(now);
   line.append(std::string_view(" "));
   line.append(message);
   line.append(std::string_view("\n"));
-  state_->file.append(line.bytes());
+  state_->file.append(line.bytes(), now);
 }
 
 void OrvLogContextHandler::flush() { state_->file.synchronize(); }

@@ -8,6 +8,7 @@
 
 #include "Orvane/Detail/FileDigest.h"
 #include "Orvane/Detail/Location.h"
+#include "Orvane/Detail/TreeChecksums.h"
 #include "Orvane/OrvAssert.h"
 #include "Orvane/OrvLog.h"
 #include "Platform/Foundation/Files/FileErrors.h"
@@ -113,13 +114,19 @@ NSMutableSet NSFileManager::zuListChecksumsForTreeAtURL(const Value& folderUrl) 
   if (folderUrl.isNil()) return nil;
   ORV_ASSERT_URL(folderUrl);
   std::string root;
-  if (!detail::systemPath(folderUrl.as<NSURL>(), root)) return NSMutableSet::set();
-  const std::vector<detail::TreeFile> files = detail::digestsOfTree(root);
+  return detail::systemPath(folderUrl.as<NSURL>(), root) ? detail::checksumsOfTree(root) : NSMutableSet::set();
+}
+
+NSMutableSet detail::checksumsOfTree(const std::string& root, const TreeProgress& progress,
+                                     const ChangedFile& changed) {
+  const std::vector<TreeFile> files = digestsOfTree(root, progress);
   const NSMutableSet lines = NSMutableSet::setWithCapacity(files.size());
-  for (const detail::TreeFile& file : files) {
+  for (const TreeFile& file : files) {
     if (!file.exists) continue;
     reportOddities(file);
-    lines.addObject(checksumLine(file));
+    const NSString line = checksumLine(file);
+    if (changed && file.content.changed) changed(file.path, line);
+    lines.addObject(line);
   }
   return lines;
 }

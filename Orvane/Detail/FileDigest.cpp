@@ -52,14 +52,26 @@ size_t usableProcessors() {
   return known ? static_cast<size_t>(CPU_COUNT(&set)) : std::thread::hardware_concurrency();
 }
 
+// What the threads that work on one tree share.
+struct TreeWork {
+  const std::string& root;
+  std::vector<TreeFile>& files;
+  std::atomic<size_t> next = 0;  // the first file that nobody has taken
+  std::atomic<size_t> done = 0;
+};
+
 // Takes files, a few at a time, until there are none left.
-void digestFiles(const std::string& root, std::vector<TreeFile>& files, std::atomic<size_t>& next) {
+void digestFiles(TreeWork& work, const TreeProgress& progress) {
   constexpr size_t kAtOnce = 8;
-  const int folder = ::open(root.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+  const size_t total = work.files.size();
+  const int folder = ::open(work.root.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
   FileDigester digester(DigestAlgorithm::SHA256);
-  for (size_t begin = 0; (begin = next.fetch_add(kAtOnce)) < files.size();)
-    for (size_t i = begin; i < std::min(begin + kAtOnce, files.size()); ++i)
-      files[i].content = digester.read(folder, files[i].path);
+  for (size_t begin = 0; (begin = work.next.fetch_add(kAtOnce)) < total;)
+    for (size_t i = begin; i < std::min(begin + kAtOnce, total); ++i) {
+      work.files[i].content = digester.read(folder, work.files[i].path);
+      const size_t done = work.done.fetch_add(1, std::memory_order_relaxed) + 1;
+      if (progress && done < total) progress(done, total);
+    }
   if (folder >= 0) ::close(folder);
 }
 
@@ -100,19 +112,20 @@ FileDigestResult digestOfFile(DigestAlgorithm algorithm, const std::string& path
   return FileDigester(algorithm).read(AT_FDCWD, path);
 }
 
-std::vector<TreeFile> digestsOfTree(const std::string& root) {
+std::vector<TreeFile> digestsOfTree(const std::string& root, const TreeProgress& progress) {
   constexpr size_t kWorthAThread = 16;
   std::vector<TreeFile> files = filesOfTree(root);
-  std::atomic<size_t> next = 0;
+  TreeWork work{root, files};
   const size_t wanted = std::min(usableProcessors(), files.size() / kWorthAThread + 1);
   std::vector<std::jthread> helpers;
   try {
-    while (helpers.size() + 1 < wanted) helpers.emplace_back([&] { digestFiles(root, files, next); });
+    while (helpers.size() + 1 < wanted) helpers.emplace_back([&] { digestFiles(work, nullptr); });
   } catch (const std::system_error&) {
     // The system refuses another thread: those there are do the work.
   }
-  digestFiles(root, files, next);
+  digestFiles(work, progress);
   helpers.clear();  // joins
+  if (progress) progress(files.size(), files.size());
   return files;
 }
 

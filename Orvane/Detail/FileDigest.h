@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -46,8 +47,12 @@ struct TreeFile {
   FileDigestResult content;
 };
 
+// How far the work on a tree is, in files. Called on the caller's thread only, now and then; `done` never
+// falls, and the last call has `done` equal to `total`.
+using TreeProgress = std::function<void(size_t done, size_t total)>;
+
 // The SHA-256 of every item of a tree that is no folder, in the order of the walk. Works on as many threads as
 // the process may use processors; they end before it returns.
-std::vector<TreeFile> digestsOfTree(const std::string& root);
+std::vector<TreeFile> digestsOfTree(const std::string& root, const TreeProgress& progress = nullptr);
 
 }  // namespace orv::detail

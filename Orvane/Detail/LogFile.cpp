@@ -5,19 +5,35 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
+#include <cmath>
 #include <filesystem>
 #include <system_error>
 
-#include "Platform/Foundation/Values/Detail/StringRep.h"
+#include "Platform/Foundation/Text/Unicode.h"
 #include "Platform/Foundation/Values/NSDate.h"
 
 namespace orv::detail {
 namespace {
 
 int openForAppending(const std::string& path) {
-  return ::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
+  return ::open(path.c_str(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
 }
+
+// A time stamp up to the point behind its seconds.
+struct SecondText {
+  void set(double newSecond) noexcept {
+    second = newSecond;
+    const char* end = writeISO8601(newSecond, text);
+    length = static_cast<size_t>(end - text) - std::string_view("000Z").size();
+  }
+
+  double second = -1e300;
+  char text[kISO8601MaxLength] = {};
+  size_t length = 0;
+};
+constinit thread_local SecondText lastSecond;
+
+constexpr double kSecondsBetweenLooks = 0.1;
 
 // The rest of a line that the system took only in part, when the disk is full for a moment.
 void writeFully(int descriptor, std::string_view line) noexcept {
@@ -29,36 +45,53 @@ void writeFully(int descriptor, std::string_view line) noexcept {
   }
 }
 
+// Appends what a file holds from a position on to another one.
+void copyTail(int from, int64_t position, int to) noexcept {
+  char piece[4096];
+  while (true) {
+    const ssize_t got = ::pread(from, piece, sizeof piece, position);
+    if (got < 0 && errno == EINTR) continue;
+    if (got <= 0) return;
+    writeFully(to, std::string_view(piece, static_cast<size_t>(got)));
+    position += got;
+  }
+}
+
 }  // namespace
 
-void LineBuffer::append(std::string_view bytes) {
-  if (long_.empty() && length_ + bytes.size() <= sizeof short_) {
-    std::memcpy(short_ + length_, bytes.data(), bytes.size());
-    length_ += bytes.size();
-    return;
-  }
+void LineBuffer::appendToLong(std::string_view bytes) {
   if (long_.empty()) long_.assign(short_, length_);
   long_.append(bytes);
 }
 
-void LineBuffer::append(const NSString& text) {
-  const StringRep* rep = stringRep(text);
-  if (!rep) return;
-  if (rep->ascii()) return append(std::string_view(static_cast<const char*>(rep->units()), rep->length));
-  append(std::string_view(text.utf8()));
+void LineBuffer::append(const Units& text) {
+  if (text.wide)
+    return append(std::string_view(*utf8FromUnits(text.wideData(), text.length, LoneSurrogate::Replace)));
+  if (asciiPrefix(text.narrow(), text.length) == text.length)
+    return append(std::string_view(static_cast<const char*>(text.data), text.length));
+  append(std::string_view(utf8FromLatin1(text.narrow(), text.length)));
 }
 
+// Most lines share their second with the one before: only the milliseconds are written anew.
 void LineBuffer::appendTimeStamp(double secondsSince2001) {
-  char buffer[kISO8601MaxLength];
-  const char* end = writeISO8601(secondsSince2001, buffer);
-  append(std::string_view(buffer, static_cast<size_t>(end - buffer)));
+  const double second = std::floor(secondsSince2001);
+  if (second != lastSecond.second) lastSecond.set(second);
+  append(std::string_view(lastSecond.text, lastSecond.length));
+  const auto milliseconds = static_cast<unsigned>((secondsSince2001 - second) * 1000);
+  const char tail[] = {static_cast<char>('0' + milliseconds / 100),
+                       static_cast<char>('0' + milliseconds / 10 % 10),
+                       static_cast<char>('0' + milliseconds % 10), 'Z'};
+  append(std::string_view(tail, sizeof tail));
 }
 
 bool LogFile::open(const NSString& path) {
   close();
   path_ = path.fileSystemRepresentation();
-  descriptor_ = openForAppending(path_);
-  return isOpen();
+  const int descriptor = openForAppending(path_);
+  descriptor_ = descriptor;
+  lastLook_ = 0;
+  if (descriptor >= 0) look(descriptor);
+  return descriptor >= 0;
 }
 
 void LogFile::close() noexcept {
@@ -66,11 +99,14 @@ void LogFile::close() noexcept {
   if (descriptor >= 0) ::close(descriptor);
 }
 
-void LogFile::append(std::string_view line) noexcept {
+void LogFile::append(std::string_view line, double now) noexcept {
   const int saved = errno;
   const int descriptor = descriptor_.load(std::memory_order_relaxed);
   if (descriptor >= 0) {
-    remakeIfDeleted(descriptor);
+    if (std::abs(now - lastLook_.load(std::memory_order_relaxed)) > kSecondsBetweenLooks) {
+      lastLook_.store(now, std::memory_order_relaxed);
+      look(descriptor);
+    }
     writeFully(descriptor, line);
   }
   errno = saved;
@@ -79,19 +115,36 @@ void LogFile::append(std::string_view line) noexcept {
 void LogFile::synchronize() noexcept {
   const int saved = errno;
   const int descriptor = descriptor_.load(std::memory_order_relaxed);
-  if (descriptor >= 0) ::fsync(descriptor);
+  if (descriptor >= 0) {
+    look(descriptor);
+    ::fsync(descriptor);
+  }
   errno = saved;
 }
 
-// The new file takes the old descriptor's number, so that no thread can write to a closed one.
-void LogFile::remakeIfDeleted(int descriptor) noexcept {
+// Whether the file still has a name.
+void LogFile::look(int descriptor) noexcept {
+  if (looking_.test_and_set(std::memory_order_acquire)) return;
   struct stat status;
-  if (::fstat(descriptor, &status) != 0 || status.st_nlink != 0) return;
+  if (::fstat(descriptor, &status) == 0) {
+    if (status.st_nlink == 0)
+      remake(descriptor);
+    else
+      sizeAtLook_.store(status.st_size, std::memory_order_relaxed);
+  }
+  looking_.clear(std::memory_order_release);
+}
+
+// The new file takes the old descriptor's number, so that no thread can write to a closed one.
+void LogFile::remake(int descriptor) noexcept {
   std::error_code ignored;
   std::filesystem::create_directories(std::filesystem::path(path_).parent_path(), ignored);
   const int fresh = openForAppending(path_);
   if (fresh < 0) return;
+  const int deleted = ::fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
   ::dup3(fresh, descriptor, O_CLOEXEC);
+  if (deleted >= 0) copyTail(deleted, sizeAtLook_.exchange(0, std::memory_order_relaxed), fresh);
+  ::close(deleted);
   ::close(fresh);
 }
 

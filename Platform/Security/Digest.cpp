@@ -2,6 +2,8 @@
 
 #include <openssl/evp.h>
 
+#include <utility>
+
 namespace orv::detail {
 namespace {
 
@@ -20,7 +22,8 @@ class Contexts {
   Contexts(const Contexts&) = delete;
   Contexts& operator=(const Contexts&) = delete;
   ~Contexts() {
-    for (EVP_MD_CTX* context : contexts_) EVP_MD_CTX_free(context);
+    // Emptied, too: a static destructor may still ask for a digest afterwards.
+    for (EVP_MD_CTX*& context : contexts_) EVP_MD_CTX_free(std::exchange(context, nullptr));
   }
 
   EVP_MD_CTX* get(DigestAlgorithm algorithm) {

@@ -16,7 +16,10 @@ std::string bytes(std::initializer_list<int> list) {
 std::u16string decoded(const std::string& text, IllFormed policy) {
   const Utf8Shape shape = measureUtf8(text, policy);
   std::u16string out(shape.units, u'?');
-  decodeUtf8(text, policy, out.data());
+  const Utf8Units result = decodeUtf8(text, policy, out.data());
+  EXPECT_EQ(result.count, shape.units);
+  EXPECT_EQ(result.seen > 0xFF, !shape.narrow);
+  EXPECT_EQ(result.seen > 0x7F, !shape.ascii);
   return out;
 }
 
@@ -101,6 +104,49 @@ TEST(Unicode, EveryScalarValueSurvivesTheRoundTrip) {
     ASSERT_EQ(codePointAt(units.data(), units.size(), 0).value, c);
     ASSERT_EQ(utf8FromUnits(units.data(), units.size(), LoneSurrogate::Refuse), text);
   }
+}
+
+// Sequences of every length behind and before runs of two-byte letters, which are decoded several at a time.
+TEST(Unicode, LettersDecodeAlikeAtEveryPosition) {
+  const std::u16string odd[] = {u"", u"a", u" \u00E9", u"\u1F76", u"\u0800\uD7FF\uE000\uFFFD", u"\U0001F600"};
+  for (const char16_t letter : {u'\u0080', u'\u00FF', u'\u0100', u'\u07FF'})
+    for (size_t run = 0; run < 20; ++run)
+      for (const std::u16string& before : odd)
+        for (const std::u16string& behind : odd) {
+          const std::u16string units = before + std::u16string(run, letter) + behind;
+          const std::string text = *utf8FromUnits(units.data(), units.size(), LoneSurrogate::Refuse);
+          ASSERT_EQ(decoded(text, IllFormed::Refuse), units) << text;
+          const NSString string = text;
+          ASSERT_EQ(string.utf16(), units);
+          ASSERT_EQ(string.utf8(), text);
+        }
+}
+
+TEST(Unicode, AnIllFormedPairInARunOfLettersIsSeen) {
+  for (size_t run = 1; run < 20; ++run)
+    for (size_t at = 0; at < run; ++at)
+      for (const std::string& pair : {bytes({0xC0, 0x80}), bytes({0xC1, 0xBF}), bytes({0xCE, 'a'}),
+                                      bytes({0xCE, 0xC0}), bytes({0x80, 0x80})}) {
+        std::string text;
+        for (size_t i = 0; i < run; ++i) text += i == at ? pair : "\u03B1";
+        std::u16string out(text.size(), u'?');
+        ASSERT_FALSE(measureUtf8(text, IllFormed::Refuse).valid) << run << " " << at;
+        ASSERT_FALSE(decodeUtf8(text, IllFormed::Refuse, out.data()).valid) << run << " " << at;
+        ASSERT_TRUE(NSString(text).isNil());
+        ASSERT_EQ(NSString::stringWithFileSystemRepresentation(text).fileSystemRepresentation(), text);
+      }
+}
+
+TEST(Unicode, ShortAndLongTextsAreMadeAlike) {
+  for (const char16_t letter : {u'\u00E9', u'\u03B1', u'\u1F76'})
+    for (size_t length = 60; length < 300; ++length) {
+      std::u16string units(length, letter);
+      units += u'.';
+      const NSString string = *utf8FromUnits(units.data(), units.size(), LoneSurrogate::Refuse);
+      ASSERT_EQ(string, NSString(units));
+      ASSERT_EQ(string.hash(), NSString(units).hash());
+      ASSERT_EQ(string.utf16(), units);
+    }
 }
 
 TEST(Unicode, LoneSurrogatesFollowThePolicy) {

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -399,11 +400,26 @@ TEST_F(OrvLogTest, FilesLieInTheLibraryFolderUnderTheProcessName) {
   EXPECT_EQ(log->pathOfPreviousLogFile().utf8(), folder + "/orv-prev.log");
 }
 
-TEST_F(OrvLogTest, ADeletedFileIsMadeAnew) {
+TEST_F(OrvLogTest, ADeletedFileIsMadeAnewAndNoLineIsLost) {
   OrvLogInfo("before");
+  log->flush();
   fs::remove_all(fs::path(log->pathOfCurrentLogFile().utf8()).parent_path());
-  OrvLogInfo("after");
-  EXPECT_THAT(fileText(), HasSubstr("] after\n"));
+  OrvLogInfo("first after");
+  OrvLogInfo("second after");
+  log->flush();
+  const std::string text = textOfFile(log->pathOfCurrentLogFile().utf8());
+  EXPECT_THAT(text, testing::EndsWith("] second after\n"));
+  EXPECT_THAT(text, HasSubstr("] first after\n"));
+  EXPECT_THAT(text, testing::Not(HasSubstr("before")));
+}
+
+TEST_F(OrvLogTest, ADeletedFileIsNoticedWithoutAFlush) {
+  OrvLogInfo("before");
+  const fs::path file = log->pathOfCurrentLogFile().utf8();
+  fs::remove(file);
+  const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  while (!fs::exists(file) && std::chrono::steady_clock::now() < limit) OrvLogInfo("after");
+  EXPECT_THAT(textOfFile(file), HasSubstr("] after\n"));
 }
 
 TEST_F(OrvLogTest, ARenamedFileIsWrittenOn) {

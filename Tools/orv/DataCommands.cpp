@@ -66,15 +66,8 @@ void runDigest(const DigestOptions& options, Output& output) {
   for (const std::string& file : options.files) {
     const FileDigest digest =
         digestFile(file, options.algorithm(), [&](uint64_t bytes) { progress.advance(bytes); });
-    if (digest.error != 0 || digest.changed) progress.clear();
-    if (digest.error != 0) {
-      output.failWithErrno(file, digest.error);
-      continue;
-    }
-    if (digest.changed) {
-      output.fail(file, "the file was changed while it was read");
-      continue;
-    }
+    progress.clear();
+    if (!report(digest, file, output)) continue;
     options.json ? table.add({file, digest.hex}) : output.writeLine(checkLine(digest.hex, file));
   }
   if (options.json) table.print(output, true);

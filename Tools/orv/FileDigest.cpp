@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <vector>
 
+#include "Tools/orv/Output.h"
+
 namespace tool {
 namespace {
 
@@ -60,6 +62,12 @@ FileDigest digestFile(const std::string& path, orv::detail::DigestAlgorithm algo
   FileDigest result = digestOpenFile(file, algorithm, onBytes);
   ::close(file);
   return result;
+}
+
+bool report(const FileDigest& digest, const std::string& name, Output& output) {
+  if (digest.error != 0) output.failWithErrno(name, digest.error);
+  if (digest.changed) output.fail(name, "the file was changed while it was read");
+  return digest.ok();
 }
 
 }  // namespace tool

@@ -5,9 +5,12 @@
 #include <cerrno>
 #include <iterator>
 #include <memory>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "Orvane/Detail/TreeChecksums.h"
 #include "Orvane/Orv.h"
 #include "Orvane/OrvLog.h"
 #include "Platform/Foundation/Files/FolderWalk.h"
@@ -78,18 +81,21 @@ struct FilesOptions {
   bool json = false;
 };
 
-void addFileRow(Table& table, const NSURL& url, const std::string& folder, Progress& progress, Output& output) {
+// The path of an item below the folder that it was listed from.
+std::string relativePath(const NSURL& url, const NSURL& folder) {
+  const std::string root = bytesOf(folder.path());
   const std::string path = bytesOf(url.path());
-  const FileDigest digest = digestFile(path, orv::detail::DigestAlgorithm::SHA256, [](uint64_t) {});
-  progress.advance(1);
-  if (digest.error != 0 || digest.changed) progress.clear();
-  if (digest.error != 0) return output.failWithErrno(path, digest.error);
-  if (digest.changed) output.fail(path, "the file was changed while it was read");
+  return path.substr(std::min(path.size(), root.size() + (root.ends_with('/') ? 0 : 1)));
+}
+
+void addFileRow(Table& table, const NSURL& url, const std::string& relative, const FileDigest& digest) {
   const NSString type = typeOf(url);
-  const std::string mime = bytesOf(Orv::mimeForUTI(type));
-  const size_t root = folder.ends_with('/') ? folder.size() : folder.size() + 1;
-  table.add({std::to_string(manager()->zuFileSize(url)), digest.hex, bytesOf(type), mime.empty() ? "-" : mime,
-             path.substr(std::min(root, path.size()))});
+  table.add({std::to_string(manager()->zuFileSize(url)), digest.hex, bytesOf(type),
+             bytesOf(Orv::mimeForUTI(type)), relative});
+}
+
+FileDigest sha256Of(const NSURL& url) {
+  return digestFile(bytesOf(url.path()), orv::detail::DigestAlgorithm::SHA256, [](uint64_t) {});
 }
 
 void runFiles(const FilesOptions& options, Output& output) {
@@ -99,7 +105,14 @@ void runFiles(const FilesOptions& options, Output& output) {
   const NSArray files = manager()->zuListAllVisibleFilesInSubFolders(root);
   Progress progress("Reading", files.count());
   Table table({{"size", Table::Align::Right, true}, {"sha256"}, {"type"}, {"mime"}, {"path"}});
-  for (const Value& file : files) addFileRow(table, file.as<NSURL>(), bytesOf(root.path()), progress, output);
+  for (const Value& file : files) {
+    const auto url = file.as<NSURL>();
+    const std::string relative = relativePath(url, root);
+    const FileDigest digest = sha256Of(url);
+    progress.advance(1);
+    if (!digest.ok()) progress.clear();
+    if (report(digest, below(options.folder, relative), output)) addFileRow(table, url, relative, digest);
+  }
   progress.clear();
   table.print(output, options.json);
   OrvLogInfo("%lu files listed", files.count());
@@ -118,18 +131,27 @@ void addFiles(CLI::App& program, Output& output) {
 
 struct ChecksumOptions {
   std::string folder;
-  std::string other;
+  std::optional<std::string> other;
   bool json = false;
 };
 
 using Lines = std::vector<std::string>;
 
-// The checksum lines of a folder, sorted.
-Lines checksumsOf(const std::string& folder, Output& output) {
+// The checksum lines of a folder, sorted; nothing when the folder itself cannot be listed. A file that was
+// changed while it was read is told of instead of listed.
+std::optional<Lines> checksumsOf(const std::string& folder, Output& output) {
+  if (!reportUnreadable(folder, true, output)) return std::nullopt;
+  Progress progress("Reading", 0);
+  std::vector<std::pair<std::string, NSString>> changed;
+  const NSMutableSet found = orv::detail::checksumsOfTree(
+      bytesOf(folderURL(folder).path()), [&](size_t done, size_t total) { progress.set(done, total); },
+      [&](const std::string& path, const NSString& line) { changed.emplace_back(path, line); });
+  for (const auto& [path, line] : changed) {
+    output.fail(below(folder, path), "the file was changed while it was read");
+    found.removeObject(line);
+  }
   Lines lines;
-  if (!reportUnreadable(folder, true, output)) return lines;
-  for (const Value& line : manager()->zuListChecksumsForTreeAtURL(folderURL(folder)))
-    lines.push_back(bytesOf(line.as<NSString>()));
+  for (const Value& line : found) lines.push_back(bytesOf(line.as<NSString>()));
   std::sort(lines.begin(), lines.end());
   OrvLogInfo("%lu checksums of %@", lines.size(), nameOf(folder));
   return lines;
@@ -163,22 +185,30 @@ void printDifference(const Lines& removed, const Lines& added, bool json, Output
   output.writeLine("}");
 }
 
-void runChecksums(const ChecksumOptions& options, Output& output) {
-  const Lines lines = checksumsOf(options.folder, output);
-  if (!options.other.empty()) {
-    const Lines others = checksumsOf(options.other, output);
-    const Lines removed = onlyIn(lines, others);
-    const Lines added = onlyIn(others, lines);
-    printDifference(removed, added, options.json, output);
-    if (!removed.empty() || !added.empty()) output.differ();
-    return;
-  }
-  if (!options.json) {
+void compareChecksums(const Lines& first, const Lines& second, bool json, Output& output) {
+  const Lines removed = onlyIn(first, second);
+  const Lines added = onlyIn(second, first);
+  printDifference(removed, added, json, output);
+  if (!removed.empty() || !added.empty()) output.differ();
+}
+
+void printChecksums(const Lines& lines, bool json, Output& output) {
+  if (!json) {
     for (const std::string& line : lines) output.writeLine(line);
     return;
   }
   writeJSONArray(lines, output);
   output.writeLine("");
+}
+
+void runChecksums(const ChecksumOptions& options, Output& output) {
+  const auto lines = checksumsOf(options.folder, output);
+  if (!options.other) {
+    if (lines) printChecksums(*lines, options.json, output);
+    return;
+  }
+  const auto others = checksumsOf(*options.other, output);
+  if (lines && others) compareChecksums(*lines, *others, options.json, output);
 }
 
 void addChecksums(CLI::App& program, Output& output) {

@@ -43,15 +43,17 @@ void addType(CLI::App& program, Output& output) {
 
 // ---- id
 
+constexpr int kMostIds = 1'000'000;
+
 struct IdOptions {
   bool shortForm = false;
   bool json = false;
-  uint64_t count = 1;
+  int count = 1;
 };
 
 void runId(const IdOptions& options, Output& output) {
   Table table({{"id"}});
-  for (uint64_t i = 0; i < options.count; ++i)
+  for (int i = 0; i < options.count; ++i)
     table.add({bytesOf(options.shortForm ? Orv::uidShort() : Orv::uid())});
   table.print(output, options.json);
 }
@@ -61,7 +63,9 @@ void addId(CLI::App& program, Output& output) {
   CLI::App* command = program.add_subcommand("id", "Print random unique identifiers");
   command->add_flag("--short", options->shortForm,
                     "26 digits and capital letters instead of 22 URL-safe characters");
-  command->add_option("-n,--count", options->count, "How many")->capture_default_str();
+  command->add_option("-n,--count", options->count, "How many")
+      ->check(CLI::Range(0, kMostIds))
+      ->capture_default_str();
   command->add_flag("--json", options->json, "Print a JSON array");
   command->callback([options, &output] { runId(*options, output); });
 }

@@ -27,7 +27,24 @@ void appendJSONUnit(std::string& out, char16_t unit) {
   out += static_cast<char>(unit);
 }
 
-void appendPadded(std::string& line, const std::string& cell, size_t width, Table::Align align, bool last) {
+std::string printable(std::string_view bytes) {
+  std::string out;
+  for (const char c : bytes) {
+    const auto byte = static_cast<unsigned char>(c);
+    char escape[8];
+    if (byte >= 0x20 && byte != 0x7F) {
+      out += c;
+    } else {
+      std::snprintf(escape, sizeof escape, c == '\n' ? "\\n" : "\\x%02x", byte);
+      out += escape;
+    }
+  }
+  return out;
+}
+
+std::string_view shown(const std::string& cell) { return cell.empty() ? "-" : std::string_view(cell); }
+
+void appendPadded(std::string& line, std::string_view cell, size_t width, Table::Align align, bool last) {
   const std::string blanks(width - cell.size(), ' ');
   if (align == Table::Align::Right) line += blanks;
   line += cell;
@@ -37,24 +54,31 @@ void appendPadded(std::string& line, const std::string& cell, size_t width, Tabl
 
 }  // namespace
 
-void Output::write(std::string_view bytes) { std::fwrite(bytes.data(), 1, bytes.size(), stdout); }
+void Output::write(std::string_view bytes) {
+  if (std::fwrite(bytes.data(), 1, bytes.size(), stdout) != bytes.size() && writeError_ == 0)
+    writeError_ = errno;
+}
 
 void Output::writeLine(std::string_view bytes) {
   write(bytes);
-  std::fputc('\n', stdout);
+  write("\n");
 }
 
 void Output::fail(std::string_view what, std::string_view why) {
-  std::fflush(stdout);  // keeps the lines in their order when both go to one place
-  std::fprintf(stderr, "orv: %.*s: %.*s\n", static_cast<int>(what.size()), what.data(),
-               static_cast<int>(why.size()), why.data());
+  flush();  // keeps the lines in their order when both go to one place
+  std::fprintf(stderr, "orv: %s: %s\n", printable(what).c_str(), printable(why).c_str());
   status_ = Status::Failed;
 }
 
 void Output::failWithErrno(std::string_view what, int error) { fail(what, std::strerror(error)); }
 
+void Output::flush() {
+  if (std::fflush(stdout) != 0 && writeError_ == 0) writeError_ = errno;
+}
+
 int Output::finish() {
-  if (std::fflush(stdout) != 0 || std::ferror(stdout)) failWithErrno("standard output", errno ? errno : EIO);
+  flush();
+  if (writeError_ != 0) failWithErrno("standard output", writeError_);
   return static_cast<int>(status_);
 }
 
@@ -63,11 +87,11 @@ void Table::print(Output& output, bool json) const { json ? printJSON(output) : 
 void Table::printText(Output& output) const {
   std::vector<size_t> widths(columns_.size(), 0);
   for (const auto& row : rows_)
-    for (size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], row[i].size());
+    for (size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], shown(row[i]).size());
   for (const auto& row : rows_) {
     std::string line;
     for (size_t i = 0; i < row.size(); ++i)
-      appendPadded(line, row[i], widths[i], columns_[i].align, i + 1 == row.size());
+      appendPadded(line, shown(row[i]), widths[i], columns_[i].align, i + 1 == row.size());
     output.writeLine(line);
   }
 }

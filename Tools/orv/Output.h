@@ -19,9 +19,10 @@ class Output {
   void write(std::string_view bytes);
   void writeLine(std::string_view bytes);
 
-  // One line "orv: WHAT: WHY" on standard error; the run goes on and will exit with 1.
+  // One line "orv: WHAT: WHY" on standard error; the run goes on and will exit with 1. Control characters of a
+  // name are shown as escapes, so that it stays one line and the terminal obeys nothing that is in it.
   void fail(std::string_view what, std::string_view why);
-  // The same for the last system error.
+  // The same for an error number of the system.
   void failWithErrno(std::string_view what, int error);
   // A difference: no message, but exit status 1.
   void differ() { status_ = Status::Failed; }
@@ -30,7 +31,10 @@ class Output {
   int finish();
 
  private:
+  void flush();
+
   Status status_ = Status::Done;
+  int writeError_ = 0;  // the first failure of a write to standard output
 };
 
 // A table that is printed as aligned columns or as a JSON array of objects.
@@ -44,7 +48,7 @@ class Table {
   };
 
   explicit Table(std::vector<Column> columns) : columns_(std::move(columns)) {}
-  // One cell per column, as bytes.
+  // One cell per column, as bytes. An empty cell is printed as "-", and is null in JSON.
   void add(std::vector<std::string> row) { rows_.push_back(std::move(row)); }
   void print(Output& output, bool json) const;
 

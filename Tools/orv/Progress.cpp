@@ -15,8 +15,9 @@ constexpr auto kInterval = std::chrono::milliseconds(100);
 Progress::Progress(std::string_view label, uint64_t total)
     : label_(label), total_(total), enabled_(::isatty(STDERR_FILENO) == 1), next_(Clock::now() + kPatience) {}
 
-void Progress::advance(uint64_t steps) {
-  done_ += steps;
+void Progress::set(uint64_t done, uint64_t total) {
+  done_ = done;
+  total_ = total;
   if (!enabled_ || Clock::now() < next_) return;
   draw();
   next_ = Clock::now() + kInterval;

@@ -17,7 +17,8 @@ class Progress {
   Progress& operator=(const Progress&) = delete;
   ~Progress() { clear(); }
 
-  void advance(uint64_t steps);
+  void advance(uint64_t steps) { set(done_ + steps, total_); }
+  void set(uint64_t done, uint64_t total);
   // Wipes the bar away, before a line is written to the terminal.
   void clear();
 

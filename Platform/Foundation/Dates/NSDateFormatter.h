@@ -30,7 +30,8 @@ enum NSDateFormatterStyle : NSInteger {
 // name is taken from 2000-01-01 00:00, local time.
 //
 // An object with identity. Every member may be called from any thread; a lock inside keeps them apart. Patterns
-// of plain fields in the locale en_US_POSIX are compiled once for the process and need no lock.
+// of plain fields in the locale en_US_POSIX are compiled once for the process and used outside the lock. A text
+// of more than 65536 units, blanks at its ends apart, is no date.
 //
 //   Ref<NSDateFormatter> formatter = make<NSDateFormatter>();
 //   formatter->setLocale(NSLocale::localeWithLocaleIdentifier("en_US_POSIX"));
@@ -70,7 +71,12 @@ class ORV_EXPORT NSDateFormatter : public NSObject {
   NSDate twoDigitStartDate() const;
   void setTwoDigitStartDate(const NSDate& date);
 
-  // nil for a nil date.
+  // While on, the Gregorian calendar counts for all times, as ISO 8601 asks; off, the Julian one before
+  // 1582-10-15.
+  bool isProleptic() const;
+  void setProleptic(bool proleptic);
+
+  // nil for a nil date, "" for one further away than 5 million years.
   NSString stringFromDate(const NSDate& date) const;
   // nil for a text that does not fit.
   NSDate dateFromString(const NSString& text) const;

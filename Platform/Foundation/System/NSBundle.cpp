@@ -69,6 +69,8 @@ class FlatReader {
     at_ = end;
     int64_t integer = 0;
     if (readWhole(digits, integer)) return value = integer, true;
+    uint64_t large = 0;
+    if (readWhole(digits, large)) return value = large, true;
     double number = 0;
     return readWhole(digits, number) && (value = number, true);
   }

@@ -154,7 +154,7 @@ class Formatter {
   template <class Unit>
   void run(const Unit* at, const Unit* end) {
     while (at < end) {
-      const Unit* percent = std::find(at, end, static_cast<Unit>('%'));
+      const Unit* percent = findPercent(at, end);
       appendText(at, percent);
       if (percent == end) return;
       ConversionReader<Unit> reader(percent + 1, end);
@@ -168,6 +168,15 @@ class Formatter {
   }
 
  private:
+  template <class Unit>
+  static const Unit* findPercent(const Unit* at, const Unit* end) {
+    if constexpr (sizeof(Unit) == 1) {
+      const void* found = std::memchr(at, '%', static_cast<size_t>(end - at));
+      return found ? static_cast<const Unit*>(found) : end;
+    }
+    return std::find(at, end, static_cast<Unit>('%'));
+  }
+
   void appendText(const char* begin, const char* end) {
     out_.append(std::string_view(begin, static_cast<size_t>(end - begin)));
   }
@@ -294,6 +303,10 @@ class Formatter {
     const size_t width = c.width.value > 0 ? static_cast<size_t>(c.width.value) : 0;
     const size_t missing = width > length ? width - length : 0;
     const bool fill = mayZero && c.zero && !c.left;
+    if (missing == 0 && zeros == 0) {
+      if (!prefix.empty()) out_.appendAscii(prefix);
+      return out_.appendAscii(digits);
+    }
     if (!c.left && !fill) out_.appendRepeated(' ', missing);
     out_.appendAscii(prefix);
     out_.appendRepeated('0', fill ? zeros + missing : zeros);

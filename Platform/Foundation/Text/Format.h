@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -50,6 +51,14 @@ struct Conversion {
 };
 
 inline constexpr int kLargestAmount = 65535;
+
+// Whether an ASCII character names a conversion.
+inline constexpr std::array<bool, 128> kLetters = [] {
+  std::array<bool, 128> letters{};
+  for (const char known : std::string_view("@diuoxXcCsSpfFeEgGaA%"))
+    letters[static_cast<unsigned char>(known)] = true;
+  return letters;
+}();
 
 // Reads one conversion; `at` stands behind the %.
 template <class Unit>
@@ -129,9 +138,9 @@ class ConversionReader {
     }
   }
   constexpr char letter() const {
-    for (const char known : std::string_view("@diuoxXcCsSpfFeEgGaA%"))
-      if (sees(known)) return known;
-    return 0;
+    if (at_ == end_ || *at_ >= 128) return 0;
+    const auto letter = static_cast<unsigned char>(*at_);
+    return kLetters[letter] ? static_cast<char>(letter) : '\0';
   }
 
   const Unit* at_;

@@ -29,6 +29,8 @@ class ORV_EXPORT StringBuilder {
   ~StringBuilder() { discard(); }
 
   size_t length() const noexcept { return length_; }
+  // The text so far, valid until the builder is touched again.
+  Units units() const noexcept { return {units_, length_, wide_}; }
   bool wide() const noexcept { return wide_; }
 
   // Makes room for units to come, in the present width.

@@ -8,12 +8,6 @@ namespace {
 
 constexpr char32_t kReplacement = 0xFFFD;
 
-uint64_t load64(const void* p) noexcept {
-  uint64_t word;
-  std::memcpy(&word, p, sizeof word);
-  return word;
-}
-
 constexpr bool isTail(uint8_t byte) { return (byte & 0xC0) == 0x80; }
 
 // One step of decoding: a code point, or a maximal ill-formed part of `length` bytes.
@@ -56,7 +50,6 @@ inline Step nextStep(const uint8_t* p, size_t left) noexcept {
   return {0, 1, false};
 }
 
-inline void put(char32_t c, uint8_t*& out) noexcept { *out++ = static_cast<uint8_t>(c); }
 inline void put(char32_t c, char16_t*& out) noexcept {
   if (c < 0x10000) {
     *out++ = static_cast<char16_t>(c);
@@ -69,12 +62,124 @@ inline void put(char32_t c, char16_t*& out) noexcept {
 // The length of the run of ASCII that starts here, or 1: a blank between words of another script is not
 // worth looking any further.
 inline size_t asciiRun(const uint8_t* p, const uint8_t* end) noexcept {
-  if (end - p < 8 || (load64(p) & 0x8080808080808080u)) return 1;
+  if (end - p < 8 || (loadWord<uint64_t>(p) & 0x8080808080808080u)) return 1;
   return 8 + asciiPrefix(p + 8, static_cast<size_t>(end - p - 8));
 }
 
-template <class Unit>
-void decode(std::string_view bytes, IllFormed policy, Unit* out) noexcept {
+// Two-byte sequences that stand side by side, one in each 16-bit lane of a word: lead below, tail above.
+template <class Word>
+struct Pairs {
+  static constexpr Word kOnes = static_cast<Word>(0x0001000100010001u);
+
+  static bool valid(Word w) noexcept {
+    const bool shaped = (w & kOnes * 0xC0E0u) == kOnes * 0x80C0u;
+    const bool shortest = (((w & kOnes * 0x1Eu) + kOnes * 0x7Eu) & kOnes * 0x80u) == kOnes * 0x80u;
+    return shaped && shortest;
+  }
+  // All of them below U+0100.
+  static bool narrow(Word w) noexcept { return (w & kOnes * 0x1Cu) == 0; }
+  static Word units(Word w) noexcept { return (w & kOnes * 0x1Fu) << 6 | (w >> 8 & kOnes * 0x3Fu); }
+};
+
+// Four two-byte sequences at once, or none of them.
+inline size_t fourPairs(const uint8_t* p, const uint8_t* end, Utf8Shape& shape) noexcept {
+  if (*p >= 0xE0 || end - p < 8) return 0;
+  const auto word = loadWord<uint64_t>(p);
+  if (!Pairs<uint64_t>::valid(word)) return 0;
+  shape.ascii = false;
+  shape.narrow &= Pairs<uint64_t>::narrow(word);
+  return 4;
+}
+
+// Decodes into UTF-16, keeping all units or'ed together. Each member moves on by what it has decoded.
+class WideDecoder {
+ public:
+  WideDecoder(std::string_view bytes, char16_t* out) noexcept
+      : p_(reinterpret_cast<const uint8_t*>(bytes.data())), end_(p_ + bytes.size()), begin_(out), out_(out) {}
+
+  Utf8Units run(IllFormed policy) noexcept {
+    while (p_ < end_) {
+      const uint8_t lead = *p_;
+      if (lead < 0x80)
+        plain();
+      else if (lead < 0xE0 ? pairs() : triple())
+        continue;
+      else if (!step(policy))
+        return {0, false, 0};
+    }
+    const uint64_t halves = seen_ | seen_ >> 32;
+    return {static_cast<size_t>(out_ - begin_), true, static_cast<char16_t>(halves | halves >> 16)};
+  }
+
+ private:
+  size_t left() const noexcept { return static_cast<size_t>(end_ - p_); }
+
+  void plain() noexcept {
+    const size_t run = asciiRun(p_, end_);
+    if (run == 1) {
+      *out_++ = *p_++;
+    } else {
+      out_ = std::copy(p_, p_ + run, out_);
+      p_ += run;
+    }
+  }
+
+  // Four or two letters at once; false when there are not so many.
+  bool pairs() noexcept { return pairsOf<uint64_t>() || pairsOf<uint32_t>(); }
+
+  template <class Word>
+  bool pairsOf() noexcept {
+    if (left() < sizeof(Word)) return false;
+    const auto word = loadWord<Word>(p_);
+    if (!Pairs<Word>::valid(word)) return false;
+    const Word units = Pairs<Word>::units(word);
+    storeWord(out_, units);
+    seen_ |= units;
+    p_ += sizeof(Word);
+    out_ += sizeof(Word) / 2;
+    return true;
+  }
+
+  // A three-byte sequence with another byte behind it.
+  bool triple() noexcept {
+    if (left() < 4) return false;
+    const auto word = loadWord<uint32_t>(p_);
+    const uint32_t unit = (word & 0x0F) << 12 | (word >> 2 & 0x0FC0) | (word >> 16 & 0x3F);
+    if ((word & 0xC0C0F0) != 0x8080E0 || unit < 0x800 || isSurrogate(unit)) return false;
+    *out_++ = static_cast<char16_t>(unit);
+    seen_ |= unit;
+    p_ += 3;
+    return true;
+  }
+
+  bool step(IllFormed policy) noexcept {
+    const Step step = nextStep(p_, left());
+    if (step.valid)
+      add(step.codePoint);
+    else if (policy == IllFormed::Refuse)
+      return false;
+    else if (policy == IllFormed::Replace)
+      add(kReplacement);
+    else
+      for (int i = 0; i < step.length; ++i) add(0xDC00u + p_[i]);
+    p_ += step.length;
+    return true;
+  }
+
+  void add(char32_t c) noexcept {
+    seen_ |= c < 0x10000 ? c : 0xFFFFu;
+    put(c, out_);
+  }
+
+  const uint8_t* p_;
+  const uint8_t* const end_;
+  char16_t* const begin_;
+  char16_t* out_;
+  uint64_t seen_ = 0;
+};
+
+// For texts that have measured narrow: every sequence is valid and has one or two bytes.
+void decodeNarrow(std::string_view bytes, uint8_t* out) noexcept {
   const auto* p = reinterpret_cast<const uint8_t*>(bytes.data());
   const uint8_t* end = p + bytes.size();
   while (p < end) {
@@ -82,16 +187,10 @@ void decode(std::string_view bytes, IllFormed policy, Unit* out) noexcept {
       const size_t plain = asciiRun(p, end);
       out = std::copy(p, p + plain, out);
       p += plain;
-      continue;
+    } else {
+      *out++ = static_cast<uint8_t>(p[0] << 6 | (p[1] & 0x3F));
+      p += 2;
     }
-    const Step step = nextStep(p, static_cast<size_t>(end - p));
-    if (step.valid)
-      put(step.codePoint, out);
-    else if (policy == IllFormed::Replace)
-      put(kReplacement, out);
-    else
-      for (int i = 0; i < step.length; ++i) put(0xDC00u + p[i], out);
-    p += step.length;
   }
 }
 
@@ -136,8 +235,8 @@ size_t asciiPrefix(const uint8_t* bytes, size_t count) noexcept {
   constexpr uint64_t kHigh = 0x8080808080808080u;
   size_t i = 0;
   for (; i + 16 <= count; i += 16)
-    if ((load64(bytes + i) | load64(bytes + i + 8)) & kHigh) break;
-  if (i + 8 <= count && !(load64(bytes + i) & kHigh)) i += 8;
+    if ((loadWord<uint64_t>(bytes + i) | loadWord<uint64_t>(bytes + i + 8)) & kHigh) break;
+  if (i + 8 <= count && !(loadWord<uint64_t>(bytes + i) & kHigh)) i += 8;
   while (i < count && bytes[i] < 0x80) ++i;
   return i;
 }
@@ -146,7 +245,7 @@ size_t narrowPrefix(const char16_t* units, size_t count) noexcept {
   constexpr uint64_t kHigh = 0xFF00FF00FF00FF00u;
   size_t i = 0;
   for (; i + 8 <= count; i += 8)
-    if ((load64(units + i) | load64(units + i + 4)) & kHigh) break;
+    if ((loadWord<uint64_t>(units + i) | loadWord<uint64_t>(units + i + 4)) & kHigh) break;
   while (i < count && units[i] < 0x100) ++i;
   return i;
 }
@@ -162,6 +261,11 @@ Utf8Shape measureUtf8(std::string_view bytes, IllFormed policy) noexcept {
       p += plain;
       continue;
     }
+    if (const size_t pairs = fourPairs(p, end, shape); pairs > 0) {
+      shape.units += pairs;
+      p += 2 * pairs;
+      continue;
+    }
     const Step step = nextStep(p, static_cast<size_t>(end - p));
     if (!step.valid && policy == IllFormed::Refuse) return {0, false, false, false};
     shape.ascii = false;
@@ -172,9 +276,10 @@ Utf8Shape measureUtf8(std::string_view bytes, IllFormed policy) noexcept {
   return shape;
 }
 
-void decodeUtf8(std::string_view bytes, IllFormed policy, uint8_t* out) noexcept { decode(bytes, policy, out); }
-void decodeUtf8(std::string_view bytes, IllFormed policy, char16_t* out) noexcept {
-  decode(bytes, policy, out);
+void decodeUtf8(std::string_view bytes, uint8_t* out) noexcept { decodeNarrow(bytes, out); }
+
+Utf8Units decodeUtf8(std::string_view bytes, IllFormed policy, char16_t* out) noexcept {
+  return WideDecoder(bytes, out).run(policy);
 }
 
 std::string utf8FromLatin1(const uint8_t* bytes, size_t count) {

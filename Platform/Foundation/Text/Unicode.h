@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "Platform/Foundation/Export.h"
+#include "Platform/Foundation/Text/Bytes.h"
 
 // The kernels that turn bytes into code units and back. They work on raw memory, allocate nothing unless
 // they answer a std::string, and keep no state: any thread may call them.
@@ -31,7 +32,9 @@ ORV_EXPORT size_t asciiPrefix(const uint8_t* bytes, size_t count) noexcept;
 ORV_EXPORT size_t narrowPrefix(const char16_t* units, size_t count) noexcept;
 
 inline bool isAscii(std::string_view bytes) noexcept {
-  return asciiPrefix(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()) == bytes.size();
+  const auto* p = reinterpret_cast<const uint8_t*>(bytes.data());
+  return bytes.size() <= kShortBytes ? isShortAscii(p, bytes.size())
+                                     : asciiPrefix(p, bytes.size()) == bytes.size();
 }
 
 // What decoding a text will give.
@@ -44,10 +47,19 @@ struct Utf8Shape {
 
 ORV_EXPORT Utf8Shape measureUtf8(std::string_view bytes, IllFormed policy) noexcept;
 
-// Decodes a text that `measureUtf8` has found valid under the same policy. `out` has room for the measured
-// units; the narrow form is for texts that measured narrow.
-ORV_EXPORT void decodeUtf8(std::string_view bytes, IllFormed policy, uint8_t* out) noexcept;
-ORV_EXPORT void decodeUtf8(std::string_view bytes, IllFormed policy, char16_t* out) noexcept;
+// Decodes a text that `measureUtf8` has found valid and narrow. `out` has room for the
+// measured units.
+ORV_EXPORT void decodeUtf8(std::string_view bytes, uint8_t* out) noexcept;
+
+// What decoding a text has given.
+struct Utf8Units {
+  size_t count = 0;
+  bool valid = true;  // false only with IllFormed::Refuse
+  char16_t seen = 0;  // all units, or'ed
+};
+
+// Decodes any text. `out` has room for the measured units, or for as many as there are bytes.
+ORV_EXPORT Utf8Units decodeUtf8(std::string_view bytes, IllFormed policy, char16_t* out) noexcept;
 
 // The UTF-8 of Latin-1 bytes and of code units; nullopt when the policy refuses.
 ORV_EXPORT std::string utf8FromLatin1(const uint8_t* bytes, size_t count);

@@ -89,16 +89,6 @@ char* writeTime(char* out, uint32_t secondOfDay) {
   return writePair(out, secondOfDay % 60);
 }
 
-// The whole milliseconds, rounded down. A date made from a decimal text or a time stamp is the nearest double
-// of its milliseconds, which may lie a trace below them: such dates count as what they were made from.
-int64_t milliseconds(double seconds) {
-  const double nearest = std::nearbyint(seconds * 1000);
-  constexpr double kTo1970 = NSTimeIntervalSince1970;
-  if (nearest / 1000 == seconds || (nearest + kTo1970 * 1000) / 1000 == seconds + kTo1970)
-    return static_cast<int64_t>(nearest);
-  return static_cast<int64_t>(std::floor(seconds * 1000));
-}
-
 }  // namespace
 
 NSTimeInterval CFAbsoluteTimeGetCurrent() {
@@ -165,9 +155,17 @@ NSString NSDate::description() const {
 
 namespace orv::detail {
 
+int64_t millisecondsSince2001(double seconds) noexcept {
+  const double nearest = std::nearbyint(seconds * 1000);
+  constexpr double kTo1970 = NSTimeIntervalSince1970;
+  if (nearest / 1000 == seconds || (nearest + kTo1970 * 1000) / 1000 == seconds + kTo1970)
+    return static_cast<int64_t>(nearest);
+  return static_cast<int64_t>(std::floor(seconds * 1000));
+}
+
 char* writeISO8601(double secondsSince2001, char* out) noexcept {
   if (std::isnan(secondsSince2001)) return std::copy_n("NaN", 3, out);
-  const int64_t time = milliseconds(std::clamp(secondsSince2001, -kFurthest, kFurthest));
+  const int64_t time = millisecondsSince2001(std::clamp(secondsSince2001, -kFurthest, kFurthest));
   const int64_t day = floorDivide(time, kSecondsPerDay * 1000);
   const auto ofDay = static_cast<uint32_t>(time - day * kSecondsPerDay * 1000);
   out = writeDay(out, day);

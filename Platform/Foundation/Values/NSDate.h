@@ -87,7 +87,7 @@ class ORV_EXPORT NSDate : public orv::Value {
   // What ISO8601String wrote: milliseconds and an offset are required. A date is answered as it is; a value of
   // another class gives nil and a Warning, nil and "" give nil.
   static NSDate zuDateFromJSONString(const orv::Value& value);
-  // Seconds since 1970 in decimal; text that begins with no number is 1970 itself. nil for nil.
+  // Seconds since 1970 in decimal; text that begins with no number, and nil, is 1970 itself.
   static NSDate zuDateFromUNIXTimestampString(const NSString& secondsSince1970);
   // A number, a text or a date, as seconds since 1970; everything else is 1970 itself, nil included.
   static NSDate zuDateFromUNIXTimestampObject(const orv::Value& secondsSince1970);
@@ -195,6 +195,11 @@ inline constexpr size_t kISO8601MaxLength = 48;
 // Writes "yyyy-MM-ddTHH:mm:ss.SSSZ" and answers its end: 24 bytes for the years 1 to 9999, more beyond. No
 // memory, no lock, no locale.
 ORV_EXPORT char* writeISO8601(double secondsSince2001, char* out) noexcept;
+
+// The whole milliseconds that the text forms show, rounded down. A date made from a decimal text or a time
+// stamp is the nearest double of its milliseconds, which may lie a trace below them: such dates count as what
+// they were made from. The date lies within 30 million years.
+ORV_EXPORT int64_t millisecondsSince2001(double seconds) noexcept;
 
 // Writes "yyyy-MM-dd HH:mm:ss +0000" and answers its end.
 ORV_EXPORT char* writeDateDescription(double secondsSince2001, char* out) noexcept;

@@ -1,7 +1,6 @@
 #include "Platform/Foundation/Values/NSString.h"
 
 #include <algorithm>
-#include <cstring>
 
 #include "Platform/Foundation/Text/StringBuilder.h"
 #include "Platform/Foundation/Text/Unicode.h"
@@ -56,8 +55,8 @@ NSString joined(const NSString& a, const NSString& b) {
   StringRep* rep = StringFactory::allocate(length, left->wide(), left->flags | right->flags);
   rep->flags &= static_cast<uint8_t>(~detail::HeapObject::Slice);
   auto* out = static_cast<char*>(rep->inlineUnits());
-  std::memcpy(out, left->units(), left->length * width);
-  std::memcpy(out + left->length * width, right->units(), right->length * width);
+  detail::copyBytes(out, left->units(), left->length * width);
+  detail::copyBytes(out + left->length * width, right->units(), right->length * width);
   return StringFactory::adopt(rep);
 }
 
@@ -79,13 +78,11 @@ Value::Value(std::u16string_view utf16) : Value(NSString(utf16)) {}
 
 // --- Construction
 
-NSString::NSString(const char* utf8) {
-  if (utf8) *this = StringFactory::fromUtf8(utf8, IllFormed::Refuse);
-}
+NSString::NSString(const char* utf8) : NSString(utf8 ? std::string_view(utf8) : std::string_view()) {}
 
-NSString::NSString(std::string_view utf8) {
-  if (utf8.data()) *this = StringFactory::fromUtf8(utf8, IllFormed::Refuse);
-}
+NSString::NSString(std::string_view utf8)
+    : Value(static_cast<detail::HeapObject*>(utf8.data() ? StringFactory::make(utf8, IllFormed::Refuse)
+                                                         : nullptr)) {}
 
 NSString::NSString(std::u8string_view utf8) : NSString(bytesOf(utf8)) {}
 
@@ -172,9 +169,9 @@ NSData NSString::dataUsingEncoding(NSStringEncoding encoding) const {
 // --- Parts and joins
 
 bool NSString::isEqualToString(const NSString& other) const noexcept {
-  const StringRep* a = detail::stringRep(*this);
-  const StringRep* b = detail::stringRep(other);
-  return a && b && detail::equalStrings(a, b);
+  if (isNil() || other.isNil()) return false;
+  return detail::equalStrings(static_cast<const StringRep*>(heap()),
+                              static_cast<const StringRep*>(other.heap()));
 }
 
 NSString NSString::substringFromIndex(NSUInteger index) const {

@@ -3,7 +3,10 @@
 
 #include <filesystem>
 #include <fstream>
+#include <thread>
+#include <vector>
 
+#include "Orvane/Detail/TreeChecksums.h"
 #include "Platform/Foundation/Files/NSFileManager.h"
 #include "Tests/Support/LogLines.h"
 #include "Tests/Support/World.h"
@@ -143,6 +146,22 @@ TEST_F(NSFileManagerListing, TheChecksumsOfNothingAreEmpty) {
   EXPECT_EQ(manager->zuListChecksumsForTreeAtURL(folder).count(), 0u);
   EXPECT_THAT(log.takeMessages(OrvLogLevelWarning),
               ElementsAre(HasSubstr("!!([folderUrl isKindOfClass:NSURL.class])")));
+}
+
+TEST_F(NSFileManagerListing, ProgressIsToldOnTheCallersThreadUpToTheEnd) {
+  constexpr size_t kFiles = 200;
+  for (size_t i = 0; i < kFiles; ++i) write("s/" + std::to_string(i), "abc");
+  std::vector<size_t> steps;
+  const auto caller = std::this_thread::get_id();
+  const NSMutableSet lines = detail::checksumsOfTree(folder, [&](size_t done, size_t total) {
+    EXPECT_EQ(std::this_thread::get_id(), caller);
+    EXPECT_EQ(total, kFiles);
+    steps.push_back(done);
+  });
+  EXPECT_EQ(lines, manager->zuListChecksumsForTreeAtURL(url()));
+  EXPECT_TRUE(std::is_sorted(steps.begin(), steps.end()));
+  ASSERT_FALSE(steps.empty());
+  EXPECT_EQ(steps.back(), kFiles);
 }
 
 TEST_F(NSFileManagerListing, OneChangedByteMakesTheSetsDiffer) {

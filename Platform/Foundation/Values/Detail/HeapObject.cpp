@@ -7,6 +7,7 @@
 #include "Platform/Foundation/Values/Detail/ContainerRep.h"
 #include "Platform/Foundation/Values/Detail/DataRep.h"
 #include "Platform/Foundation/Values/Detail/DecimalRep.h"
+#include "Platform/Foundation/Values/Detail/PoolLists.h"
 #include "Platform/Foundation/Values/Detail/StringRep.h"
 #include "Platform/Foundation/Values/Detail/URLRep.h"
 #include "Platform/Foundation/Values/NSObject.h"
@@ -22,6 +23,11 @@ struct Endings {
   std::vector<HeapObject*>* putOff = nullptr;  // made when first needed, gone when all is done
 };
 [[gnu::tls_model("initial-exec")]] constinit thread_local Endings endings;
+
+void endString(StringRep* rep) noexcept {
+  if (rep->has(HeapObject::Slice)) return destroySlice(rep);
+  poolFreeInline(rep, StringFactory::bytesFor(rep->length, rep->wide()));
+}
 
 void putOff(HeapObject* object) {
   if (!endings.putOff) endings.putOff = new std::vector<HeapObject*>;
@@ -56,10 +62,9 @@ struct Ender {
   }
 };
 
-void destroyHeapObject(HeapObject* object) noexcept {
+[[gnu::noinline]] static void destroyOther(HeapObject* object) noexcept {
   switch (object->kind) {
     case Kind::BigDecimal: return destroyBigDecimal(object);
-    case Kind::String: return destroyString(static_cast<StringRep*>(object));
     case Kind::Data: return destroyData(object);
     case Kind::URL: return destroyURL(object);
     case Kind::Array:
@@ -75,7 +80,13 @@ void destroyHeapObject(HeapObject* object) noexcept {
     case Kind::Double:
     case Kind::Date:
     case Kind::Decimal: return;  // never on the heap
+    case Kind::String: return;   // ended already
   }
+}
+
+// Strings end more often than anything else: no register is saved and no table looked at for them.
+void destroyHeapObject(HeapObject* object) noexcept {
+  object->kind == Kind::String ? endString(static_cast<StringRep*>(object)) : destroyOther(object);
 }
 
 }  // namespace orv::detail

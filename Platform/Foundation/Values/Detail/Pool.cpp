@@ -10,10 +10,11 @@
 #include <mutex>
 #include <new>
 
+#include "Platform/Foundation/Values/Detail/PoolLists.h"
+
 namespace orv::detail {
 namespace {
 
-constexpr std::size_t kClasses = kPoolLargest / kPoolGrain;
 constexpr std::size_t kChunkBytes = std::size_t{256} * 1024;
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
@@ -28,20 +29,12 @@ constexpr bool kSanitized = false;
 constexpr bool kSanitized = false;
 #endif
 
-// A free block. Blocks of one class form chains; the depot keeps chains of whole batches.
-struct Block {
-  Block* next;
-  Block* nextChain;
-};
-static_assert(sizeof(Block) <= kPoolGrain);
-
 // The unused rest of a chunk whose thread has ended.
 struct Rest {
   char* at;
   char* end;
 };
 
-constexpr std::size_t classOf(std::size_t bytes) { return bytes == 0 ? 0 : (bytes - 1) / kPoolGrain; }
 constexpr std::size_t sizeOfClass(std::size_t cls) { return (cls + 1) * kPoolGrain; }
 
 // How many blocks move between a thread and the depot at a time: about 8 KiB of them.
@@ -69,15 +62,15 @@ class Depot {
     return *depot;
   }
 
-  void put(std::size_t cls, Block* chain) {
+  void put(std::size_t cls, PoolBlock* chain) {
     const std::lock_guard lock(mutex_);
     chain->nextChain = chains_[cls];
     chains_[cls] = chain;
   }
 
-  Block* take(std::size_t cls) {
+  PoolBlock* take(std::size_t cls) {
     const std::lock_guard lock(mutex_);
-    Block* chain = chains_[cls];
+    PoolBlock* chain = chains_[cls];
     if (chain) chains_[cls] = chain->nextChain;
     return chain;
   }
@@ -109,20 +102,14 @@ class Depot {
 
   static inline Depot* forked_ = nullptr;
   std::mutex mutex_;  // guards everything below
-  std::array<Block*, kClasses> chains_{};
+  std::array<PoolBlock*, kPoolClasses> chains_{};
   std::array<Rest, 64> rests_{};
   std::size_t restCount_ = 0;
 };
 
-struct FreeList {
-  Block* head = nullptr;
-  uint32_t count = 0;
-  uint32_t limit = 0;  // at this length the slow path looks at the list; 0 before the first use and at the end
-};
-
-// What a thread keeps. Trivially destructible, so that it can be used until the thread is truly gone.
+// What a thread keeps beside its lists. Trivially destructible, so that it can be used until the thread is
+// truly gone.
 struct ThreadPool {
-  std::array<FreeList, kClasses> lists;
   Rest chunk{nullptr, nullptr};
   enum class Life : uint8_t { Unused, Running, Ended } life = Life::Unused;
 };
@@ -132,10 +119,10 @@ struct ThreadPool {
 // Hands everything a thread holds to the depot when the thread ends.
 struct ThreadEnd {
   ~ThreadEnd() {
-    for (std::size_t cls = 0; cls < kClasses; ++cls) {
-      FreeList& list = pool.lists[cls];
+    for (std::size_t cls = 0; cls < kPoolClasses; ++cls) {
+      PoolList& list = poolLists[cls];
       if (list.head) Depot::shared().put(cls, list.head);
-      list = FreeList{};
+      list = PoolList{};
     }
     Depot::shared().putRest(pool.chunk);
     pool.chunk = {nullptr, nullptr};
@@ -146,7 +133,7 @@ struct ThreadEnd {
 void begin() {
   static thread_local ThreadEnd atEnd;
   static_cast<void>(&atEnd);
-  for (std::size_t cls = 0; cls < kClasses; ++cls) pool.lists[cls].limit = 4 * batchOf(cls);
+  for (std::size_t cls = 0; cls < kPoolClasses; ++cls) poolLists[cls].limit = 4 * batchOf(cls);
   pool.life = ThreadPool::Life::Running;
 }
 
@@ -154,11 +141,11 @@ void begin() {
 void dropChunk() {
   const auto left = static_cast<std::size_t>(pool.chunk.end - pool.chunk.at);
   if (left < kPoolGrain) return;
-  const std::size_t cls = classOf(left);
-  auto* block = reinterpret_cast<Block*>(pool.chunk.at);
-  block->next = pool.lists[cls].head;
-  pool.lists[cls].head = block;
-  ++pool.lists[cls].count;
+  const std::size_t cls = poolClassOf(left);
+  auto* block = reinterpret_cast<PoolBlock*>(pool.chunk.at);
+  block->next = poolLists[cls].head;
+  poolLists[cls].head = block;
+  ++poolLists[cls].count;
 }
 
 void* carve(std::size_t bytes) {
@@ -172,31 +159,10 @@ void* carve(std::size_t bytes) {
   return block;
 }
 
-// The list of the class is empty.
-[[gnu::noinline]] void* allocateSlowly(std::size_t cls) {
-  if (passesThrough()) {
-    void* block = std::malloc(sizeOfClass(cls));
-    if (!block) throw std::bad_alloc();
-    return block;
-  }
-  if (pool.life == ThreadPool::Life::Unused) begin();
-  Block* chain = Depot::shared().take(cls);
-  if (!chain) return carve(sizeOfClass(cls));
-  if (pool.life == ThreadPool::Life::Ended) {
-    if (chain->next) Depot::shared().put(cls, chain->next);
-    return chain;
-  }
-  FreeList& list = pool.lists[cls];
-  list.head = chain->next;
-  list.count = 0;
-  for (Block* b = list.head; b; b = b->next) ++list.count;
-  return chain;
-}
-
 // Cuts one batch off the list and gives it to the depot.
-void shed(FreeList& list, std::size_t cls) {
-  Block* chain = list.head;
-  Block* last = chain;
+void shed(PoolList& list, std::size_t cls) {
+  PoolBlock* chain = list.head;
+  PoolBlock* last = chain;
   for (uint32_t i = 1; i < batchOf(cls); ++i) last = last->next;
   list.head = last->next;
   list.count -= batchOf(cls);
@@ -204,48 +170,54 @@ void shed(FreeList& list, std::size_t cls) {
   Depot::shared().put(cls, chain);
 }
 
-// The list has reached its limit, or there is no list (yet, or any more).
-[[gnu::noinline]] void freeSlowly(Block* block, std::size_t cls) noexcept {
+}  // namespace
+
+constinit thread_local std::array<PoolList, kPoolClasses> poolLists;
+
+void* poolAllocateSlowly(std::size_t cls) {
+  if (passesThrough()) {
+    void* block = std::malloc(sizeOfClass(cls));
+    if (!block) throw std::bad_alloc();
+    return block;
+  }
+  if (pool.life == ThreadPool::Life::Unused) begin();
+  PoolBlock* chain = Depot::shared().take(cls);
+  if (!chain) return carve(sizeOfClass(cls));
+  if (pool.life == ThreadPool::Life::Ended) {
+    if (chain->next) Depot::shared().put(cls, chain->next);
+    return chain;
+  }
+  PoolList& list = poolLists[cls];
+  list.head = chain->next;
+  list.count = 0;
+  for (PoolBlock* b = list.head; b; b = b->next) ++list.count;
+  return chain;
+}
+
+void poolFreeSlowly(PoolBlock* block, std::size_t cls) noexcept {
   if (passesThrough()) return std::free(block);
   if (pool.life == ThreadPool::Life::Unused) begin();
   if (pool.life == ThreadPool::Life::Ended) {
     block->next = nullptr;
     return Depot::shared().put(cls, block);
   }
-  FreeList& list = pool.lists[cls];
+  PoolList& list = poolLists[cls];
   if (list.count >= list.limit) shed(list, cls);
   block->next = list.head;
   list.head = block;
   ++list.count;
 }
 
-}  // namespace
-
-void* poolAllocate(std::size_t bytes) {
-  if (bytes > kPoolLargest) {
-    void* block = std::malloc(bytes);
-    if (!block) throw std::bad_alloc();
-    return block;
-  }
-  const std::size_t cls = classOf(bytes);
-  FreeList& list = pool.lists[cls];
-  Block* block = list.head;
-  if (!block) return allocateSlowly(cls);
-  list.head = block->next;
-  --list.count;
+void* poolAllocateLarge(std::size_t bytes) {
+  void* block = std::malloc(bytes);
+  if (!block) throw std::bad_alloc();
   return block;
 }
 
+void* poolAllocate(std::size_t bytes) { return poolAllocateInline(bytes); }
+
 void poolFree(void* memory, std::size_t bytes) noexcept {
-  if (!memory) return;
-  if (bytes > kPoolLargest) return std::free(memory);
-  const std::size_t cls = classOf(bytes);
-  auto* block = static_cast<Block*>(memory);
-  FreeList& list = pool.lists[cls];
-  if (list.count >= list.limit) return freeSlowly(block, cls);
-  block->next = list.head;
-  list.head = block;
-  ++list.count;
+  if (memory) poolFreeInline(memory, bytes);
 }
 
 void* poolReallocate(void* block, std::size_t oldBytes, std::size_t newBytes) {

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <new>
 
-#include "Platform/Foundation/Values/Detail/Pool.h"
+#include "Platform/Foundation/Values/Detail/PoolLists.h"
 
 namespace orv::detail {
 namespace {
@@ -80,16 +80,42 @@ uint8_t flagsOf(const Utf8Shape& shape) {
   return shape.ascii ? 0 : HeapObject::NotAscii;
 }
 
+// A short text is decoded once, into a buffer, instead of being measured first.
+constexpr size_t kShortUtf8 = 256;
+
+// Not all of the bytes are ASCII.
+StringRep* makeFromShort(std::string_view bytes, IllFormed policy) {
+  char16_t units[kShortUtf8];
+  const Utf8Units decoded = decodeUtf8(bytes, policy, units);
+  if (!decoded.valid) return nullptr;
+  const bool wide = decoded.seen > 0xFF;
+  StringRep* rep = StringFactory::allocate(decoded.count, wide, wide ? 0 : HeapObject::NotAscii);
+  if (wide)
+    copyBytes(rep->inlineUnits(), units, decoded.count * 2);
+  else
+    std::transform(units, units + decoded.count, static_cast<uint8_t*>(rep->inlineUnits()),
+                   [](char16_t unit) { return static_cast<uint8_t>(unit); });
+  return rep;
+}
+
+// A long one is measured, so that it is decoded where it will stay.
+StringRep* makeFromLong(std::string_view bytes, IllFormed policy) {
+  const Utf8Shape shape = measureUtf8(bytes, policy);
+  if (!shape.valid) return nullptr;
+  StringRep* rep = StringFactory::allocate(shape.units, !shape.narrow, flagsOf(shape));
+  if (shape.narrow)
+    decodeUtf8(bytes, static_cast<uint8_t*>(rep->inlineUnits()));
+  else
+    decodeUtf8(bytes, policy, static_cast<char16_t*>(rep->inlineUnits()));
+  return rep;
+}
+
 }  // namespace
 
-void destroyString(StringRep* rep) noexcept {
-  if (rep->has(HeapObject::Slice)) {
-    StringRep* owner = rep->slice()->owner;
-    poolFree(rep, kSliceBytes);
-    release(owner);
-  } else {
-    poolFree(rep, StringFactory::bytesFor(rep->length, rep->wide()));
-  }
+void destroySlice(StringRep* rep) noexcept {
+  StringRep* owner = rep->slice()->owner;
+  poolFreeInline(rep, kSliceBytes);
+  release(owner);
 }
 
 size_t hashOfString(const StringRep* rep) noexcept {
@@ -101,18 +127,9 @@ size_t hashOfString(const StringRep* rep) noexcept {
   return hash;
 }
 
-bool equalStrings(const StringRep* a, const StringRep* b) noexcept {
-  if (a == b) return true;
-  if (a->length != b->length || a->wide() != b->wide()) return false;
-  const uint32_t hashA = a->cachedHash.load(std::memory_order_relaxed);
-  const uint32_t hashB = b->cachedHash.load(std::memory_order_relaxed);
-  if (hashA != hashB && hashA != 0 && hashB != 0) return false;
-  return std::memcmp(a->units(), b->units(), byteCount(a)) == 0;
-}
-
 StringRep* StringFactory::allocate(size_t length, bool wide, uint8_t flags) {
   if (length > SIZE_MAX / 4) throw std::bad_alloc();
-  return place(poolAllocate(bytesFor(length, wide)), length,
+  return place(poolAllocateInline(bytesFor(length, wide)), length,
                static_cast<uint8_t>(wide ? flags | HeapObject::Wide : flags));
 }
 
@@ -123,23 +140,28 @@ StringRep* StringFactory::place(void* block, size_t length, uint8_t flags) noexc
   return rep;
 }
 
-NSString StringFactory::empty() {
+StringRep* StringFactory::makeEmpty() {
   static StringRep* const shared = allocate(0, false);  // its first reference is never given back
-  return Access::cast<NSString>(Access::share(shared));
+  retain(shared);
+  return shared;
 }
 
-NSString StringFactory::ascii(const void* units, size_t length) {
-  if (length == 0) return empty();
+NSString StringFactory::empty() { return adopt(makeEmpty()); }
+
+StringRep* StringFactory::makeAscii(const void* units, size_t length) {
+  if (length == 0) return makeEmpty();
   StringRep* rep = allocate(length, false);
-  std::memcpy(rep->inlineUnits(), units, length);
-  return adopt(rep);
+  copyBytes(rep->inlineUnits(), units, length);
+  return rep;
 }
+
+NSString StringFactory::ascii(const void* units, size_t length) { return adopt(makeAscii(units, length)); }
 
 NSString StringFactory::narrow(const uint8_t* units, size_t length) {
   if (length == 0) return empty();
   const uint8_t flags = asciiPrefix(units, length) == length ? 0 : HeapObject::NotAscii;
   StringRep* rep = allocate(length, false, flags);
-  std::memcpy(rep->inlineUnits(), units, length);
+  copyBytes(rep->inlineUnits(), units, length);
   return adopt(rep);
 }
 
@@ -148,7 +170,7 @@ NSString StringFactory::fromUnits(const char16_t* units, size_t length) {
   const bool wide = narrowPrefix(units, length) < length;
   StringRep* rep = allocate(length, wide);
   if (wide) {
-    std::memcpy(rep->inlineUnits(), units, length * 2);
+    copyBytes(rep->inlineUnits(), units, length * 2);
     return adopt(rep);
   }
   auto* out = static_cast<uint8_t*>(rep->inlineUnits());
@@ -161,16 +183,9 @@ NSString StringFactory::fromUnits(const char16_t* units, size_t length) {
   return adopt(rep);
 }
 
-NSString StringFactory::fromUtf8(std::string_view bytes, IllFormed policy) {
-  if (isAscii(bytes)) return ascii(bytes.data(), bytes.size());
-  const Utf8Shape shape = measureUtf8(bytes, policy);
-  if (!shape.valid) return nil;
-  StringRep* rep = allocate(shape.units, !shape.narrow, flagsOf(shape));
-  if (shape.narrow)
-    decodeUtf8(bytes, policy, static_cast<uint8_t*>(rep->inlineUnits()));
-  else
-    decodeUtf8(bytes, policy, static_cast<char16_t*>(rep->inlineUnits()));
-  return adopt(rep);
+StringRep* StringFactory::make(std::string_view bytes, IllFormed policy) {
+  if (isAscii(bytes)) return makeAscii(bytes.data(), bytes.size());
+  return bytes.size() <= kShortUtf8 ? makeFromShort(bytes, policy) : makeFromLong(bytes, policy);
 }
 
 NSString StringFactory::part(const NSString& text, size_t location, size_t length) {
@@ -190,7 +205,8 @@ NSString StringFactory::part(const NSString& text, size_t location, size_t lengt
 }
 
 NSString StringFactory::share(StringRep* parent, const void* units, size_t length, uint8_t flags) {
-  StringRep* rep = place(poolAllocate(kSliceBytes), length, static_cast<uint8_t>(flags | HeapObject::Slice));
+  StringRep* rep =
+      place(poolAllocateInline(kSliceBytes), length, static_cast<uint8_t>(flags | HeapObject::Slice));
   retain(parent);
   ::new (rep->slice()) StringRep::SliceRef{parent, units};
   return adopt(rep);

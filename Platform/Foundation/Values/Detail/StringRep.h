@@ -5,6 +5,7 @@
 #include <span>
 #include <string_view>
 
+#include "Platform/Foundation/Text/Bytes.h"
 #include "Platform/Foundation/Text/Unicode.h"
 #include "Platform/Foundation/Values/NSString.h"
 
@@ -41,11 +42,24 @@ struct StringRep : HeapObject {
   friend struct StringFactory;
 };
 
-ORV_EXPORT void destroyString(StringRep* rep) noexcept;
+// Ends a string whose units lie in another one.
+void destroySlice(StringRep* rep) noexcept;
 
 // A hash of the units, cached in the string: below 2^32, never 0, the same in every run.
 ORV_EXPORT size_t hashOfString(const StringRep* rep) noexcept;
-ORV_EXPORT bool equalStrings(const StringRep* a, const StringRep* b) noexcept;
+// Where hashes are known, they tell long strings apart; short ones are compared faster than looked up.
+inline bool hashesDiffer(const StringRep* a, const StringRep* b) noexcept {
+  const uint32_t hashA = a->cachedHash.load(std::memory_order_relaxed);
+  const uint32_t hashB = b->cachedHash.load(std::memory_order_relaxed);
+  return hashA != hashB && hashA != 0 && hashB != 0;
+}
+
+inline bool equalStrings(const StringRep* a, const StringRep* b) noexcept {
+  if (a->length != b->length || ((a->flags ^ b->flags) & HeapObject::Wide)) return false;
+  const size_t bytes = a->length << static_cast<int>(a->wide());
+  if (bytes > kShortBytes && (a == b || hashesDiffer(a, b))) return a == b;
+  return equalBytes(a->units(), b->units(), bytes);
+}
 
 // Where strings come from. Whoever fills a fresh string keeps the canonical form: wide only when some
 // unit is 0x100 or more, NotAscii on every narrow string that may hold a unit above 0x7F.
@@ -70,11 +84,16 @@ struct ORV_EXPORT StringFactory {
   static NSString narrow(const uint8_t* units, size_t length);
   // Answers the narrow form when all units allow it.
   static NSString fromUnits(const char16_t* units, size_t length);
-  static NSString fromUtf8(std::string_view bytes, IllFormed policy);
+  static NSString fromUtf8(std::string_view bytes, IllFormed policy) { return adopt(make(bytes, policy)); }
+  // The same as a reference that is the caller's, null for nil: it comes back in a register, where a handle
+  // would be put together in memory and read back at once.
+  static StringRep* make(std::string_view bytes, IllFormed policy);
   // Part of a string; the caller has checked the range.
   static NSString part(const NSString& text, size_t location, size_t length);
 
  private:
+  static StringRep* makeAscii(const void* units, size_t length);
+  static StringRep* makeEmpty();
   static NSString share(StringRep* parent, const void* units, size_t length, uint8_t flags);
 };
 
