@@ -136,6 +136,7 @@ std::optional<DateMatch> DateReader::finish(FoundMoment first) {
   const bool possible = !first.day || !first.day->impossible;
   if (possible) match.date = instantOf(first);
   const bool span = possible && extendToSpan(first, match);
+  if (first.time && first.time->open && !span) return std::nullopt;
   const bool machine = first.day && first.day->machine;
   if (!startsCleanly(machine) || !endsCleanly(first.end, machine && !first.time)) return std::nullopt;
   consumed_ = static_cast<size_t>(first.end);
