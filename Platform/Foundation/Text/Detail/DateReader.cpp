@@ -89,11 +89,18 @@ std::optional<FoundMoment> DateReader::dayThenTime(Place i) const {
   found.end = found.day->end;
   if (found.day->instant) return found;
   if (const Place place = timeAfterDay(*found.day)) found.time = time(place);
-  if (found.time)
-    found.end = found.time->end;
-  else if (found.day->tentative)
-    return std::nullopt;
+  if (!found.time) return found.day->tentative ? std::nullopt : std::optional(found);
+  found.end = found.time->end;
+  if (found.day->month > 0) readTrailingYear(found);
   return found;
+}
+
+// The C library's order: Thu Feb 29 14:30:15 CET 2024
+void DateReader::readTrailingYear(FoundMoment& found) const {
+  const auto year = yearAfter(found.end, false);
+  if (!year || at(found.end).digits != 4) return;
+  found.day = dayOf(year->first, year->second, found.day->month, found.day->date);
+  found.end = year->first;
 }
 
 // Where a time may begin behind a day.
@@ -129,6 +136,7 @@ std::optional<DateMatch> DateReader::finish(FoundMoment first) {
   const bool possible = !first.day || !first.day->impossible;
   if (possible) match.date = instantOf(first);
   const bool span = possible && extendToSpan(first, match);
+  if (first.time && first.time->open && !span) return std::nullopt;
   const bool machine = first.day && first.day->machine;
   if (!startsCleanly(machine) || !endsCleanly(first.end, machine && !first.time)) return std::nullopt;
   consumed_ = static_cast<size_t>(first.end);

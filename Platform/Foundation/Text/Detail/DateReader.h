@@ -17,10 +17,12 @@ struct FoundDay {
   ptrdiff_t end = 0;
   int64_t day = 0;
   bool impossible = false;
-  bool tentative = false;         // counts only together with a time
-  bool machine = false;           // ISO 8601: a T may introduce the time
-  bool colon = false;             // a colon may: 10/Oct/2000:13:55:36
-  bool weak = false;              // not a date behind "version" and the like
+  bool tentative = false;  // counts only together with a time
+  bool machine = false;    // ISO 8601: a T may introduce the time
+  bool colon = false;      // a colon may: 10/Oct/2000:13:55:36
+  bool weak = false;       // not a date behind "version" and the like
+  int8_t month = 0;        // of a day whose year was left out, with its day of the month
+  int8_t date = 0;
   int8_t part = -1;               // the hour of "morning", "evening", where one is named
   std::optional<double> instant;  // an hour or minute away from now: no time can follow
   int64_t spanEnd = INT64_MIN;    // the last day of "March 5-7"
@@ -31,6 +33,7 @@ struct FoundTime {
   double seconds = 0;    // since the day's start
   bool half = false;     // am or pm was said, or a word that says as much
   bool machine = false;  // with seconds: -05:00 behind it is a zone, not another time
+  bool open = false;     // the start of 10-11am: counts only with the end
   std::optional<CivilZone> zone;
 };
 
@@ -73,6 +76,7 @@ class DateReader {
   std::optional<FoundMoment> timeThenDay(Place i) const;
   MaybeDay anyDay(Place i) const;
   Place timeAfterDay(const FoundDay& day) const;
+  void readTrailingYear(FoundMoment& found) const;
   std::optional<DateMatch> finish(FoundMoment first);
   bool startsCleanly(bool machine) const;
   bool endsCleanly(Place end, bool machine) const;

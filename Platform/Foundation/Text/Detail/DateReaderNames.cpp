@@ -123,6 +123,10 @@ DateReader::MaybeDay DateReader::withYear(Place i, int month, int64_t first, int
   // The period of an abbreviation belongs to it only when the date goes on.
   auto day =
       year ? dayOf(year->first, year->second, month, first) : dayOf(i, civilDay(today_).year, month, first);
+  if (!year) {
+    day->month = static_cast<int8_t>(month);
+    day->date = static_cast<int8_t>(first);
+  }
   if (last > first && !day->impossible) day->spanEnd = day->day + (last - first);
   return day;
 }

@@ -106,9 +106,10 @@ DateReader::MaybeDay DateReader::shortDay(Place i) const {
   if (gluedNumber(i + 4) || (at(i + 4).glued() && at(i + 4).kind == TokenKind::Word)) return std::nullopt;
   if (at(i + 4).is(DateRole::Measure) || at(i + 4).isSign(0x20AC) || at(i + 4).isSign('%')) return std::nullopt;
   // The number of a heading: 1.2. Introduction
-  const bool twoDigits = at(i).digits == 2 && at(i + 2).digits == 2;
-  if (i == 0 && !twoDigits && at(0).gap == Gap::Break && at(4).kind == TokenKind::Word && at(4).capital)
-    return std::nullopt;
+  const bool heading = i == 0 && at(0).gap == Gap::Break && (at(0).digits == 1 || at(2).digits == 1);
+  if (heading && at(4).kind == TokenKind::Word && at(4).capital && !at(4).word) return std::nullopt;
+  // The tail of 2024. 3. 5.
+  if (tokens_.at(i - 1).isSign('.') && tokens_.at(i - 2).isNumber()) return std::nullopt;
   auto day = dayOf(i + 4, civilDay(today_).year, at(i + 2).value, at(i).value);
   if (day->impossible) return std::nullopt;
   day->weak = true;

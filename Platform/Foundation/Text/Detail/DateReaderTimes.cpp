@@ -160,8 +160,9 @@ DateReader::MaybeTime DateReader::hourWithMark(Place i) const {
     return found;
   }
   const Place plain = found.end;
-  const bool marked = meridiem(plain) || hoursWord(plain);
-  if (!marked || !readHalf(found)) return std::nullopt;
+  const bool part = at(plain).is(Future) && at(plain + 1).is(The) && at(plain + 2).is(DayPart);
+  const bool marked = meridiem(plain) || hoursWord(plain) || (part && plain == i + 1);
+  if (!marked || !readHalf(found) || found.end == plain) return std::nullopt;
   const Token& minutes = at(found.end);
   if (at(plain).is(Hours) && minutes.isNumber() && minutes.digits == 2 && minutes.value <= 59 &&
       plain == i + 1 && !at(found.end + 1).is(Unit) && !at(found.end + 1).isSign('.') &&
@@ -180,6 +181,7 @@ DateReader::MaybeTime DateReader::hourOfSpan(Place i) const {
   FoundTime found;
   found.end = i + 1;
   found.seconds = static_cast<double>(at(i).value * 3600);
+  found.open = true;
   return applyMeridiem(found, half->second) ? MaybeTime(found) : std::nullopt;
 }
 
