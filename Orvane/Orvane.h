@@ -4,6 +4,7 @@
 
 #include "Orvane/Orv.h"
 #include "Orvane/OrvAssert.h"
+#include "Orvane/OrvDays.h"
 #include "Orvane/OrvLog.h"
 #include "Orvane/OrvLogContextHandler.h"
 #include "Orvane/OrvQueue.h"

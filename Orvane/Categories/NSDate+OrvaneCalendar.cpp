@@ -154,15 +154,19 @@ NSDate NSDate::weekEnd() const {
 }
 
 NSDate NSDate::monthStart() const {
-  const NSDate start = dayStart();
-  return adding(start, NSCalendarUnitDay, 1 - start.dayOfMonth());
+  return rebuilt(*this, [](NSDateComponents& parts) {
+    parts.setDay(1);
+    setTime(parts, 0, 0, 0);
+  });
 }
 
+// Day 0 of the next month is the last of this one.
 NSDate NSDate::monthEnd() const {
-  NSDateComponents month;
-  month.setMonth(1);
-  month.setDay(-1);
-  return NSCalendar::currentCalendar().dateByAddingComponents(month, monthStart()).dayEnd();
+  return rebuilt(*this, [](NSDateComponents& parts) {
+    parts.setMonth(parts.month() + 1);
+    parts.setDay(0);
+    setTime(parts, 23, 59, 59);
+  });
 }
 
 NSDate NSDate::yearStart() const {

@@ -2,6 +2,11 @@
 
 // All value classes and the services around them.
 
+#include "Platform/Foundation/Dates/NSCalendar.h"
+#include "Platform/Foundation/Dates/NSDateComponents.h"
+#include "Platform/Foundation/Dates/NSDateFormatter.h"
+#include "Platform/Foundation/Dates/NSLocale.h"
+#include "Platform/Foundation/Dates/NSTimeZone.h"
 #include "Platform/Foundation/Files/NSDirectoryEnumerator.h"
 #include "Platform/Foundation/Files/NSFileHandle.h"
 #include "Platform/Foundation/Files/NSFileManager.h"
@@ -9,6 +14,7 @@
 #include "Platform/Foundation/System/NSConsole.h"
 #include "Platform/Foundation/System/NSNotificationCenter.h"
 #include "Platform/Foundation/System/NSProcessInfo.h"
+#include "Platform/Foundation/System/NSUserDefaults.h"
 #include "Platform/Foundation/Text/Format.h"
 #include "Platform/Foundation/Threads/NSThread.h"
 #include "Platform/Foundation/Values/NSArray.h"

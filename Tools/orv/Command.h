@@ -11,5 +11,6 @@ class Output;
 void addFolderCommands(CLI::App& program, Output& output);  // tree, files, checksums
 void addDataCommands(CLI::App& program, Output& output);    // digest, base64
 void addInfoCommands(CLI::App& program, Output& output);    // type, id, log
+void addDateCommands(CLI::App& program, Output& output);    // date
 
 }  // namespace tool

@@ -67,6 +67,7 @@ int run(int argc, char** argv) {
   tool::addFolderCommands(program, output);
   tool::addDataCommands(program, output);
   tool::addInfoCommands(program, output);
+  tool::addDateCommands(program, output);
   try {
     unguardValues(program);
     program.parse(argumentsOf(argc, argv));

@@ -227,6 +227,7 @@ Outcome Reader::takeZone(char field) {
     ++at_;
     return Outcome::Read;
   }
+  if (!isLetter(*at_)) return Outcome::Refused;
   return field == 'X' || field == 'x' ? Outcome::Unsure : takeZoneName(field);
 }
 

@@ -2,8 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
+#include <string>
 
 #include "Platform/Foundation/Dates/CivilDate.h"
+#include "Platform/Foundation/Dates/DateEnvironment.h"
+#include "Platform/Foundation/Dates/Weeks.h"
 #include "Platform/Foundation/Dates/ZoneTable.h"
 
 using namespace orv;
@@ -109,32 +112,6 @@ Split split(const ZoneTable& zone, int64_t time) {
 
 NSDate dateOf(int64_t time) { return NSDate::dateWithTimeIntervalSince1970(static_cast<double>(time)); }
 
-// Weeks: the first one of a period is the first that has enough days in it.
-class Weeks {
- public:
-  explicit Weeks(const CalendarObject& calendar)
-      : first_(calendar.firstWeekday), minimum_(calendar.minimumDays) {}
-
-  int64_t startOfWeek(int64_t day) const { return day - floorModulo(weekdayOf(day) - first_, 7); }
-  // Of the week 1 of a period, which may lie before the period's first day.
-  int64_t firstWeek(int64_t periodStart) const {
-    const int64_t start = startOfWeek(periodStart);
-    return start + 7 - periodStart >= minimum_ ? start : start + 7;
-  }
-  int64_t numberIn(int64_t periodStart, int64_t day) const {
-    return floorDivide(startOfWeek(day) - firstWeek(periodStart), 7) + 1;
-  }
-  // The year to which the week of a day belongs.
-  int64_t yearOf(int64_t day, int64_t year) const {
-    if (startOfWeek(day) < firstWeek(dayNumber(year, 1, 1))) return year - 1;
-    return startOfWeek(day) >= firstWeek(dayNumber(year + 1, 1, 1)) ? year + 1 : year;
-  }
-
- private:
-  const int64_t first_;
-  const int64_t minimum_;
-};
-
 int64_t quarterOf(int64_t month) { return (month + 2) / 3; }
 
 int64_t eraYear(System system, int64_t year) {
@@ -143,7 +120,7 @@ int64_t eraYear(System system, int64_t year) {
 }
 
 NSInteger weekPart(const CalendarObject& calendar, NSCalendarUnit unit, int64_t day, const CivilDay& civil) {
-  const Weeks weeks(calendar);
+  const Weeks weeks(calendar.firstWeekday, calendar.minimumDays);
   if (unit == NSCalendarUnitWeekOfMonth) return weeks.numberIn(dayNumber(civil.year, civil.month, 1), day);
   const int64_t year = weeks.yearOf(day, civil.year);
   if (unit == NSCalendarUnitWeekOfYear) return weeks.numberIn(dayNumber(year, 1, 1), day);
@@ -227,7 +204,7 @@ bool astronomicalYear(const CalendarObject& calendar, NSInteger era, NSInteger y
 
 // The day that a record without a day names by its week or by a weekday's ordinal, else the month's first.
 int64_t dayByWeek(const CalendarObject& calendar, const NSDateComponents& parts, int64_t year, int64_t month) {
-  const Weeks weeks(calendar);
+  const Weeks weeks(calendar.firstWeekday, calendar.minimumDays);
   const int64_t weekday = partOr(parts.weekday(), calendar.firstWeekday);
   const int64_t ofWeek = floorModulo(weekday - calendar.firstWeekday, 7);
   const auto inWeek = [&](int64_t periodStart, NSInteger week) {
@@ -369,7 +346,7 @@ bool dayRange(const CalendarObject& calendar, NSCalendarUnit unit, int64_t day, 
     return true;
   };
   const auto week = [&] {
-    const int64_t start = Weeks(calendar).startOfWeek(day);
+    const int64_t start = Weeks(calendar.firstWeekday, calendar.minimumDays).startOfWeek(day);
     days = {start, start + 7};
     return true;
   };
@@ -384,7 +361,7 @@ bool dayRange(const CalendarObject& calendar, NSCalendarUnit unit, int64_t day, 
     case NSCalendarUnitWeekOfMonth:
     case NSCalendarUnitWeekOfYear: return week();
     case NSCalendarUnitYearForWeekOfYear: {
-      const Weeks weeks(calendar);
+      const Weeks weeks(calendar.firstWeekday, calendar.minimumDays);
       const int64_t year = weeks.yearOf(day, civil.year);
       days = {weeks.firstWeek(dayNumber(year, 1, 1)), weeks.firstWeek(dayNumber(year + 1, 1, 1))};
       return true;
@@ -427,8 +404,21 @@ bool rangeOf(const CalendarObject& calendar, NSCalendarUnit unit, int64_t time, 
 thread_local constinit bool lastSeenEnded = false;
 struct LastSeen {
   ~LastSeen() { lastSeenEnded = true; }
-  NSLocale locale;
-  const ZoneTable* table = nullptr;
+  bool matches(const DateEnvironment& now, uint32_t nowGeneration) const {
+    return calendar && generation == nowGeneration && hasZone == (now.zone != nullptr) &&
+           (!now.zone || zone == now.zone) && locale == now.locale();
+  }
+  void store(const DateEnvironment& now, uint32_t nowGeneration, const NSCalendar& made) {
+    hasZone = now.zone != nullptr;
+    zone = hasZone ? now.zone : "";
+    locale = now.locale();
+    generation = nowGeneration;
+    calendar = made;
+  }
+
+  std::string zone, locale;
+  bool hasZone = false;
+  uint32_t generation = 0;
   NSCalendar calendar;
 };
 thread_local LastSeen lastSeen;
@@ -458,16 +448,13 @@ NSCalendar changed(const NSCalendar& calendar, Change change) {
 bool NSCalendar::accepts(const Value& v) noexcept { return objectOf(v) != nullptr; }
 
 NSCalendar NSCalendar::currentCalendar() {
-  const NSTimeZone zone = NSTimeZone::localTimeZone();
-  const NSLocale locale = NSLocale::currentLocale();
-  if (lastSeenEnded) return makeCurrent(zone, locale);
-  LastSeen& last = lastSeen;
-  const ZoneTable* table = &zoneTable(zone);
-  if (last.calendar && last.table == table && last.locale.isSame(locale)) return last.calendar;
-  last.locale = locale;
-  last.table = table;
-  last.calendar = makeCurrent(zone, locale);
-  return last.calendar;
+  if (lastSeenEnded) return makeCurrent(NSTimeZone::localTimeZone(), NSLocale::currentLocale());
+  const DateEnvironment environment = dateEnvironment();
+  const uint32_t generation = zoneGeneration();
+  if (!lastSeen.matches(environment, generation))
+    lastSeen.store(environment, generation,
+                   makeCurrent(NSTimeZone::localTimeZone(), NSLocale::currentLocale()));
+  return lastSeen.calendar;
 }
 
 NSCalendar NSCalendar::calendarWithIdentifier(const NSString& identifier) {

@@ -311,3 +311,7 @@ const ZoneTable& orv::detail::zoneTable(const NSTimeZone& zone) {
   const ZoneObject* object = objectOf(zone);
   return *(object ? object : localZone())->table;
 }
+
+uint32_t orv::detail::zoneGeneration() noexcept {
+  return registry().generation.load(std::memory_order_acquire);
+}

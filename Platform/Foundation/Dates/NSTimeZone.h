@@ -55,4 +55,6 @@ namespace orv::detail {
 class ZoneTable;
 // The offsets behind a zone, the local zone's for nil. Lives as long as the process.
 ORV_EXPORT const ZoneTable& zoneTable(const NSTimeZone& zone);
+// Grows with every `resetSystemTimeZone`.
+ORV_EXPORT uint32_t zoneGeneration() noexcept;
 }  // namespace orv::detail

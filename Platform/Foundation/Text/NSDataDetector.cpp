@@ -14,7 +14,7 @@ Ref<NSTextCheckingResult> resultOf(const detail::DateMatch& match) {
 }  // namespace
 
 detail::DetectorContext detail::DetectorContext::current() {
-  return {CFAbsoluteTimeGetCurrent(), NSTimeZone::localTimeZone().name().utf8(),
+  return {detail::now(), NSTimeZone::localTimeZone().name().utf8(),
           NSLocale::currentLocale().localeIdentifier().utf8()};
 }
 

@@ -1,6 +1,8 @@
 #include "Platform/Foundation/Values/NSDate.h"
 
 #include <time.h>
+#include <atomic>
+#include <limits>
 
 #include <algorithm>
 #include <charconv>
@@ -91,6 +93,21 @@ char* writeTime(char* out, uint32_t secondOfDay) {
 
 }  // namespace
 
+namespace orv::detail {
+
+namespace {
+constinit std::atomic<double> pinnedNow{std::numeric_limits<double>::quiet_NaN()};
+}  // namespace
+
+void pinNow(double secondsSince2001) noexcept { pinnedNow.store(secondsSince2001, std::memory_order_relaxed); }
+
+double now() noexcept {
+  const double pinned = pinnedNow.load(std::memory_order_relaxed);
+  return std::isnan(pinned) ? CFAbsoluteTimeGetCurrent() : pinned;
+}
+
+}  // namespace orv::detail
+
 NSTimeInterval CFAbsoluteTimeGetCurrent() {
   timespec now{};
   ::clock_gettime(CLOCK_REALTIME, &now);
@@ -98,11 +115,9 @@ NSTimeInterval CFAbsoluteTimeGetCurrent() {
   return static_cast<double>(now.tv_sec - kTo1970) + static_cast<double>(now.tv_nsec) * 1e-9;
 }
 
-NSDate NSDate::date() { return NSDate(CFAbsoluteTimeGetCurrent()); }
+NSDate NSDate::date() { return NSDate(detail::now()); }
 
-NSDate NSDate::dateWithTimeIntervalSinceNow(NSTimeInterval seconds) {
-  return NSDate(CFAbsoluteTimeGetCurrent() + seconds);
-}
+NSDate NSDate::dateWithTimeIntervalSinceNow(NSTimeInterval seconds) { return NSDate(detail::now() + seconds); }
 
 NSDate NSDate::dateWithTimeIntervalSince1970(NSTimeInterval seconds) {
   return NSDate(seconds - NSTimeIntervalSince1970);
@@ -113,7 +128,7 @@ NSDate NSDate::distantPast() { return NSDate(-kDistance); }
 NSDate NSDate::distantFuture() { return NSDate(kDistance); }
 
 NSTimeInterval NSDate::timeIntervalSinceNow() const {
-  return isNil() ? 0 : timeIntervalSinceReferenceDate() - CFAbsoluteTimeGetCurrent();
+  return isNil() ? 0 : timeIntervalSinceReferenceDate() - detail::now();
 }
 
 NSTimeInterval NSDate::timeIntervalSinceDate(const NSDate& other) const noexcept {

@@ -189,6 +189,11 @@ class ORV_EXPORT NSDate : public orv::Value {
 
 namespace orv::detail {
 
+// What dates take for now, in seconds since 2001. Tests, and tools that answer for another moment, let it stand
+// still; not-a-number lets it run again. The wall clock of CFAbsoluteTimeGetCurrent goes on all the same.
+ORV_EXPORT void pinNow(double secondsSince2001) noexcept;
+ORV_EXPORT double now() noexcept;
+
 // The bytes that writeISO8601 and writeDateDescription need at most.
 inline constexpr size_t kISO8601MaxLength = 48;
 
