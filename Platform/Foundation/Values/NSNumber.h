@@ -60,6 +60,11 @@ class ORV_EXPORT NSNumber : public orv::Value {
 
   bool isEqualToNumber(const NSNumber& other) const { return isEqual(other); }
 
+  // NSNumber(Orvane) - Orvane/Categories/NSNumber+Orvane.cpp
+
+  // The signed integer sum with longLongValue; wraps around at the limits of 64 bits. Nil: nil.
+  NSNumber plus(int64_t addend) const;
+
   friend std::weak_ordering operator<=>(const NSNumber& a, const NSNumber& b) {
     return static_cast<int>(a.compare(b)) <=> 0;
   }

@@ -10,11 +10,15 @@
 #include <string_view>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 #include "Platform/Foundation/Export.h"
 #include "Platform/Foundation/Values/Detail/HeapObject.h"
 #include "Platform/Foundation/Values/Types.h"
 
+class NSData;
+class NSDate;
+class NSDecimalNumber;
 class NSObject;
 class NSString;
 
@@ -157,6 +161,57 @@ class ORV_EXPORT Value {
 
   // Nil equals nil here, unlike isEqual: what == is expected to say.
   friend bool operator==(const Value& a, const Value& b) { return a.isSame(b) || a.isEqual(b); }
+
+  // Value(Orvane) - Orvane/Categories/NSObject+Orvane.cpp
+  // Loose data, from JSON, property lists or the pasteboard, as what is needed. None of these raises or logs: a
+  // value of a kind that a conversion does not know gives its neutral result. Decimal amounts are numbers.
+
+  // Numbers: not zero; strings: "yes", "true", "1" and the like (see NSString::boolValue). "no" is false here,
+  // while `isTrue` asks for emptiness alone.
+  bool toBool() const;
+  // Numbers truncated, strings by the integer at their start ("42abc" is 42); everything else 0.
+  NSInteger toInt() const;
+  NSInteger toLong() const;
+  int64_t toLongLong() const;
+  // Strings as C reads them: a leading minus wraps around ("-1" is 2^64 - 1), too large a number is 2^64 - 1.
+  uint64_t toUnsignedLongLong() const;
+  // Numbers, the number at the start of a string, and the seconds since 1970 of a date; everything else 0.
+  float toFloat() const;
+  double toDouble() const;
+  // A decimal amount itself, else the number at the start of `toString`; not-a-number where there is none. nil
+  // only where reading it raises.
+  NSDecimalNumber toDecimalNumber() const;
+  // Null is "", data is read as UTF-8 (nil when it is not), a date is its whole seconds since 1970; everything
+  // else is what it answers to stringValue, else its description.
+  NSString toString() const;
+  // nil instead of "".
+  NSString toStringNotEmpty() const;
+  // A string itself, else stringValue, else the description, also of null and data; the default where that is
+  // empty.
+  NSString stringDefault(const NSString& defaultString) const;
+  // Data itself, null is empty, everything else the UTF-8 of `toString`; nil for text that UTF-8 cannot hold.
+  NSData toData() const;
+  // A date itself; a text with "-" or ":" as people write dates, another as seconds since 1970 ("abc" is 1970
+  // itself); a number as seconds since 1970. Everything else nil.
+  NSDate toDate() const;
+
+  bool isNotNull() const noexcept { return !isNil() && !isNull(); }
+  Value nilOrObject() const { return isNotNull() ? *this : Value(); }
+  // Not null, and what has a count or a length has one above 0.
+  bool isNotEmpty() const;
+  Value nilOrNotEmptyObject() const { return isNotEmpty() ? *this : Value(); }
+  // Numbers: not zero; URLs: not empty; what has a count or a length: above 0, so "false" is true; null: false;
+  // everything else true.
+  bool isTrue() const;
+
+  // The first 256 code units of the description.
+  NSString shortDescription() const;
+
+  // Actions under their keys, each key one string or an array of strings in lower case.
+  using KeyActions = std::vector<std::pair<Value, std::function<void()>>>;
+  // Runs the first action whose key is the given one, freed from a leading "IB", then a leading "$", in lower
+  // case: "IB$Save" runs the action of "save". Asserts softly that every key it passes is a string or an array.
+  void handleIBKey(const NSString& key, const KeyActions& matching) const;
 
   // The description; "(null)" for nil.
   friend ORV_EXPORT std::ostream& operator<<(std::ostream& out, const Value& value);
