@@ -1,5 +1,6 @@
 #include "Platform/Foundation/System/NSBundle.h"
 
+#include "Platform/Foundation/Serialization/SmallJSON.h"
 #include "Platform/Foundation/Values/NSDictionary.h"
 #include "Platform/Foundation/Values/NSNumber.h"
 

@@ -12,5 +12,6 @@ void addFolderCommands(CLI::App& program, Output& output);  // tree, files, chec
 void addDataCommands(CLI::App& program, Output& output);    // digest, base64
 void addInfoCommands(CLI::App& program, Output& output);    // type, id, log
 void addDateCommands(CLI::App& program, Output& output);    // date
+void addConvertCommand(CLI::App& program, Output& output);  // convert
 
 }  // namespace tool

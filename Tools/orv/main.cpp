@@ -68,6 +68,7 @@ int run(int argc, char** argv) {
   tool::addDataCommands(program, output);
   tool::addInfoCommands(program, output);
   tool::addDateCommands(program, output);
+  tool::addConvertCommand(program, output);
   try {
     unguardValues(program);
     program.parse(argumentsOf(argc, argv));

@@ -6,6 +6,7 @@
 #include <mutex>
 #include <optional>
 
+#include "Platform/Foundation/Serialization/SmallJSON.h"
 #include "Platform/Foundation/System/NSConsole.h"
 #include "Platform/Foundation/System/NSProcessInfo.h"
 #include "Platform/Foundation/Values/NSDictionary.h"
@@ -13,112 +14,6 @@
 using namespace orv;
 
 namespace {
-
-// A reader for one flat JSON object. Every step answers false as soon as the text is not one.
-class FlatReader {
- public:
-  explicit FlatReader(std::string_view text) : text_(text) {}
-
-  bool read(const NSMutableDictionary& into) {
-    if (!take('{')) return false;
-    if (take('}')) return atEnd();
-    do {
-      std::u16string key;
-      Value value;
-      if (!readString(key) || !take(':') || !readValue(value)) return false;
-      if (value) into.setObjectForKey(value, NSString(std::u16string_view(key)));
-    } while (take(','));
-    return take('}') && atEnd();
-  }
-
- private:
-  void skipBlanks() { at_ = std::min(text_.find_first_not_of(" \t\r\n", at_), text_.size()); }
-  bool atEnd() {
-    skipBlanks();
-    return at_ == text_.size();
-  }
-  bool take(char c) {
-    skipBlanks();
-    if (at_ >= text_.size() || text_[at_] != c) return false;
-    ++at_;
-    return true;
-  }
-  bool takeWord(std::string_view word) {
-    if (!text_.substr(at_).starts_with(word)) return false;
-    at_ += word.size();
-    return true;
-  }
-
-  bool readValue(Value& value) {
-    skipBlanks();
-    if (takeWord("true")) return value = true, true;
-    if (takeWord("false")) return value = false, true;
-    if (takeWord("null")) return true;
-    if (at_ < text_.size() && text_[at_] == '"') {
-      std::u16string text;
-      if (!readString(text)) return false;
-      value = NSString(std::u16string_view(text));
-      return true;
-    }
-    return readNumber(value);
-  }
-
-  bool readNumber(Value& value) {
-    const size_t end = std::min(text_.find_first_not_of("+-.0123456789eE", at_), text_.size());
-    const std::string_view digits = text_.substr(at_, end - at_);
-    at_ = end;
-    int64_t integer = 0;
-    if (readWhole(digits, integer)) return value = integer, true;
-    uint64_t large = 0;
-    if (readWhole(digits, large)) return value = large, true;
-    double number = 0;
-    return readWhole(digits, number) && (value = number, true);
-  }
-  template <class T>
-  static bool readWhole(std::string_view digits, T& number) {
-    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
-    return error == std::errc() && end == digits.data() + digits.size() && !digits.empty();
-  }
-
-  bool readString(std::u16string& out) {
-    if (!take('"')) return false;
-    std::string plain;  // bytes not yet decoded
-    const auto flush = [&] {
-      const NSString text = std::string_view(plain);
-      out += text.utf16();
-      plain.clear();
-      return !text.isNil();
-    };
-    while (at_ < text_.size()) {
-      const char c = text_[at_++];
-      if (c == '"') return flush();
-      if (static_cast<unsigned char>(c) < 0x20) return false;
-      if (c != '\\') {
-        plain += c;
-      } else if (!flush() || !readEscape(out)) {
-        return false;
-      }
-    }
-    return false;
-  }
-
-  bool readEscape(std::u16string& out) {
-    if (at_ >= text_.size()) return false;
-    constexpr std::string_view kNames = "\"\\/bfnrt";
-    constexpr std::u16string_view kUnits = u"\"\\/\b\f\n\r\t";
-    const char c = text_[at_++];
-    if (const size_t i = kNames.find(c); i != std::string_view::npos) return out += kUnits[i], true;
-    if (c != 'u' || at_ + 4 > text_.size()) return false;
-    uint16_t unit = 0;
-    const char* begin = text_.data() + at_;
-    const auto [end, error] = std::from_chars(begin, begin + 4, unit, 16);
-    at_ += 4;
-    return error == std::errc() && end == begin + 4 && (out += static_cast<char16_t>(unit), true);
-  }
-
-  std::string_view text_;
-  size_t at_ = 0;
-};
 
 std::optional<std::string> contentsOf(const NSString& path) {
   std::ifstream in(path.fileSystemRepresentation(), std::ios::binary);
@@ -185,9 +80,4 @@ NSString NSBundle::bundlePath() const { return executablePath().stringByDeleting
 NSString NSBundle::localizedStringForKey(const NSString& key, const NSString& value, const NSString&) const {
   if (value.length() > 0) return value;
   return key.isNil() ? NSString("") : key;
-}
-
-NSDictionary orv::detail::readFlatJSON(std::string_view utf8) {
-  const NSMutableDictionary result = NSMutableDictionary::dictionary();
-  return FlatReader(utf8).read(result) ? result.copy().as<NSDictionary>() : NSDictionary();
 }

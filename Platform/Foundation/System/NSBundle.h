@@ -40,9 +40,3 @@ class ORV_EXPORT NSBundle : public NSObject {
  private:
   NSBundle() = default;
 };
-
-namespace orv::detail {
-// Reads one flat JSON object of strings, numbers, booleans and nulls (left out); nil when the text is anything
-// else.
-ORV_EXPORT NSDictionary readFlatJSON(std::string_view utf8);
-}  // namespace orv::detail
