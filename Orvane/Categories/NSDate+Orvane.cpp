@@ -6,6 +6,7 @@
 #include "Orvane/OrvLog.h"
 #include "Platform/Foundation/Dates/DateText.h"
 #include "Platform/Foundation/Dates/FixedDatePattern.h"
+#include "Platform/Foundation/Dates/InternetDates.h"
 #include "Platform/Foundation/Dates/NSDateFormatter.h"
 #include "Platform/Foundation/Dates/ZoneTable.h"
 #include "Platform/Foundation/Text/NSDataDetector.h"
@@ -135,6 +136,8 @@ NSDate NSDate::dateFromInternetDateTimeString(const NSString& text) {
 }
 
 NSDate NSDate::zuDateFromRFC822String(const NSString& text) {
+  int64_t time = 0;
+  if (detail::readMailDate(shortASCII(text), time)) return detail::dateOfMilliseconds(time);
   const NSString upper = text.uppercaseString();
   const NSDate date = readFirst(mailReaders(upper.containsString(",")), upper);
   if (date.isNil()) OrvLogWarning("Could not parse RFC822 date: \"%@\" Possibly invalid format.", text);
@@ -142,6 +145,8 @@ NSDate NSDate::zuDateFromRFC822String(const NSString& text) {
 }
 
 NSDate NSDate::zuDateFromRFC3339String(const NSString& text) {
+  int64_t time = 0;
+  if (detail::readTimestamp(shortASCII(text), time)) return detail::dateOfMilliseconds(time);
   const NSDate date = readFirst(timestampReaders(), withPlainOffset(text));
   if (date.isNil()) OrvLogWarning("Could not parse RFC3339 date: \"%@\" Possibly invalid format.", text);
   return date;
