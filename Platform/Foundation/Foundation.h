@@ -16,6 +16,8 @@
 #include "Platform/Foundation/System/NSProcessInfo.h"
 #include "Platform/Foundation/System/NSUserDefaults.h"
 #include "Platform/Foundation/Text/Format.h"
+#include "Platform/Foundation/Text/NSDataDetector.h"
+#include "Platform/Foundation/Text/NSTextCheckingResult.h"
 #include "Platform/Foundation/Threads/NSThread.h"
 #include "Platform/Foundation/Values/NSArray.h"
 #include "Platform/Foundation/Values/NSCharacterSet.h"

@@ -5,11 +5,13 @@
 #include <time.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cmath>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 #include "Embedded/human_dates.h"
@@ -257,6 +259,19 @@ TEST(NSDataDetector, TheYearsOfTwoDigitsMoveWithTheClock) {
 
 TEST(NSDataDetector, DecomposedNamesAreNames) {
   EXPECT_EQ(find(NSString(u"5. Ma\u0308rz 2021"), "de_DE").size(), 1u);
+}
+
+TEST(NSDataDetector, ThreadsMayAskAtOnce) {
+  constexpr const char* kLocales[] = {"en_US", "de_DE", "fr_FR", "sv_SE", "pl_PL", "fi_FI"};
+  std::vector<std::thread> threads;
+  std::atomic<int> found = 0;
+  for (int i = 0; i < 8; ++i)
+    threads.emplace_back([&] {
+      for (const char* locale : kLocales)
+        found += static_cast<int>(find("today, 5 March 2021 10:30 PST", locale).size());
+    });
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(found, 8 * 6 * 2);
 }
 
 // Whatever a text holds, reading takes time in proportion to its length.

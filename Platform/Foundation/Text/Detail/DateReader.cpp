@@ -175,6 +175,7 @@ bool DateReader::extendToSpan(FoundMoment& first, DateMatch& match) const {
   if (sameDay) last->day = first.day;
   if (!first.time.has_value() && sameDay) return false;
   FoundMoment start = first;
+  if (!start.day && start.time) start.day = last->day;  // 9am-5pm on Monday
   if (start.time && !start.time->zone) start.time->zone = last->time->zone;
   if (start.time && !last->time->zone) last->time->zone = start.time->zone;
   const double from = instantOf(start);
@@ -215,6 +216,9 @@ bool DateReader::endsCleanly(Place end, bool machine) const {
   if (after.kind != TokenKind::Sign || after.isSign('%')) return false;
   if (after.isSign('@') || after.isSign('\\')) return false;
   const bool number = later.glued() && later.isNumber();
+  // Monday.com
+  const bool word = tokens_.at(end - 1).kind == TokenKind::Word && later.kind == TokenKind::Word;
+  if (after.isSign('.') && word && later.glued() && !later.capital) return false;
   if (after.isSign(',') && machine) return true;
   return !number || !contains(u".,:/-+'", after.sign);
 }

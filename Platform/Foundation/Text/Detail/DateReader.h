@@ -58,6 +58,12 @@ class DateReader {
   using MaybeZone = std::optional<std::pair<Place, CivilZone>>;
   struct Triple;
   struct Amount;
+  struct DaysOfMonth {
+    Place end = 0;
+    int64_t first = 0;
+    int64_t last = 0;
+    bool ordinal = false;
+  };
 
   // The token at a place; an End token past the line's end. Places count from the cursor.
   const Token& at(Place i) const noexcept { return i < limit_ ? tokens_.at(i) : end_; }
@@ -100,7 +106,13 @@ class DateReader {
   // DateReaderNames.cpp: days with the name of a month.
   MaybeDay namedDay(Place i) const;
   MaybeDay dayThenMonth(Place i) const;
+  MaybeDay joinedDay(Place i) const;
   MaybeDay monthThenDay(Place i) const;
+  MaybeDay hyphenedDay(Place i, Place number) const;
+  std::optional<DaysOfMonth> daysOfMonth(Place i, bool periods) const;
+  Place behindOrdinal(Place i, bool periods) const;
+  bool isAmount(Place i) const;
+  bool continuesNumber(Place i) const;
   std::optional<Place> ordinalEnd(Place i) const;
   std::optional<std::pair<Place, int64_t>> yearAfter(Place i, bool shortForm) const;
   MaybeDay withYear(Place i, int month, int64_t day, int64_t lastDay, bool shortForm, bool certain) const;

@@ -129,9 +129,10 @@ std::optional<std::pair<DateReader::Place, int>> DateReader::meridiem(Place i) c
   return std::pair{gluedSign(i + 3, '.') ? i + 4 : i + 3, isUnit(i, 'a') ? 0 : 12};
 }
 
-// Uhr, o'clock
+// Uhr, o'clock, and h behind two digits of hours and minutes
 std::optional<DateReader::Place> DateReader::hoursWord(Place i) const {
   if (at(i).is(Hours)) return i + 1;
+  if (isUnit(i, 'h') && at(i).glued() && i >= 3 && at(i - 2).isSign(':') && at(i - 3).digits == 2) return i + 1;
   if (isUnit(i, 'o') && (gluedSign(i + 1, '\'') || gluedSign(i + 1, 0x2019)) && at(i + 2).glued() &&
       at(i + 2).is(Hours))
     return i + 3;
@@ -173,9 +174,10 @@ DateReader::MaybeTime DateReader::hourWithMark(Place i) const {
   return found;
 }
 
-// The first hour of 10-11am: the mark at the end counts for both.
+// The first hour of 10-11am or 10 to 11 am: the mark at the end counts for both.
 DateReader::MaybeTime DateReader::hourOfSpan(Place i) const {
-  if (!isDash(i + 1) || !at(i + 2).isNumber() || at(i + 2).digits > 2) return std::nullopt;
+  if (!isDash(i + 1) && !at(i + 1).is(Until)) return std::nullopt;
+  if (!at(i + 2).isNumber() || at(i + 2).digits > 2) return std::nullopt;
   const auto half = meridiem(i + 3);
   if (!half || at(i + 2).value > 12 || at(i).value % 12 >= at(i + 2).value % 12) return std::nullopt;
   FoundTime found;

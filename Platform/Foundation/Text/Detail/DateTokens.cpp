@@ -55,6 +55,7 @@ void DateTokens::fill() {
   const size_t kept = std::min(cursor_, kContext);
   window_.erase(window_.begin(), window_.begin() + static_cast<ptrdiff_t>(cursor_ - kept));
   cursor_ = kept;
+  window_.reserve(std::min(kWindow, window_.size() + (text_.length - position_)));
   while (window_.size() < kWindow) {
     Token token = next();
     if (token.kind == TokenKind::End) break;

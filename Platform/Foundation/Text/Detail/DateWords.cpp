@@ -287,11 +287,11 @@ constexpr const char* kApart[] = {
 };
 constexpr const char* kFillers[] = {"is", "was", "ist", "war"};
 constexpr const char* kMeasures[] = {
-    "per",   "cup",    "cups",    "mb",      "gb",      "kb",      "tb",      "mib",     "gib",
-    "kib",   "km",     "kg",      "percent", "eur",     "usd",     "chf",     "gbp",     "people",
-    "inch",  "inches", "ratio",   "scale",   "minutes", "min",     "mins",    "seconds", "hours",
-    "miles", "points", "dollars", "euros",   "pounds",  "tbsp",    "tsp",     "oz",      "ml",
-    "mm",    "cm",     "lb",      "lbs",     "stunden", "minuten", "sekunden"};
+    "street", "road",    "avenue", "lane",   "drive",  "boulevard", "per",     "cup",     "cups",    "mb",
+    "gb",     "kb",      "tb",     "mib",    "gib",    "kib",       "km",      "kg",      "percent", "eur",
+    "usd",    "chf",     "gbp",    "people", "inch",   "inches",    "ratio",   "scale",   "minutes", "min",
+    "mins",   "seconds", "hours",  "miles",  "points", "dollars",   "euros",   "pounds",  "tbsp",    "tsp",
+    "oz",     "ml",      "mm",     "cm",     "lb",     "lbs",       "stunden", "minuten", "sekunden"};
 
 struct ZoneEntry {
   const char* word;
