@@ -3,12 +3,15 @@
 #include <gtest/gtest.h>
 #include <rapidcheck.h>
 
+#include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Platform/Foundation/Values/NSArray.h"
 #include "Platform/Foundation/Values/NSCharacterSet.h"
 #include "Platform/Foundation/Values/NSData.h"
+#include "Platform/Foundation/Values/NSDictionary.h"
 #include "Platform/Foundation/Values/NSString.h"
 #include "Platform/Foundation/Values/NSURL.h"
 
@@ -129,6 +132,44 @@ TEST(OddTexts, ChangingAContainerWithItsOwnPartsIsSafe) {
   EXPECT_THROW(NSString("abc").substringWithRange({1, UINT64_MAX}), std::exception);
   EXPECT_THROW(NSString("abc").characterAtIndex(UINT64_MAX), std::exception);
   EXPECT_THROW(NSData::dataWithBytes("abc").subdataWithRange({2, UINT64_MAX}), std::exception);
+}
+
+// Calls a block at its end.
+class Farewell : public NSObject {
+ public:
+  explicit Farewell(std::function<void()> last) : block(std::move(last)) {}
+  ~Farewell() override { block(); }
+  NSString className() const override { return "Farewell"; }
+
+  const std::function<void()> block;
+};
+
+TEST(OddTexts, ElementsMayChangeTheContainerThatLetsThemGo) {
+  const NSMutableArray array = NSMutableArray::array();
+  const NSMutableDictionary dictionary = NSMutableDictionary::dictionary();
+  int ended = 0;
+  const auto farewell = [&] {
+    ++ended;
+    for (int i = 0; i < 40; ++i) array.addObject(NSString::stringWithFormat("late %d and so on and on", i));
+    for (int i = 0; i < 40; ++i)
+      dictionary.setObjectForKey("late", NSString::stringWithFormat("late %d and so on and on", i));
+  };
+  for (int i = 0; i < 3; ++i) {
+    array.addObject(make<Farewell>(farewell));
+    array.addObject(NSString::stringWithFormat("early %d and so on and on", i));
+    dictionary.setObjectForKey(make<Farewell>(farewell), i);
+    dictionary.setObjectForKey("early", NSString::stringWithFormat("early %d and so on and on", i));
+  }
+  array.removeAllObjects();
+  EXPECT_EQ(ended, 3);
+  EXPECT_EQ(array.count(), 0u);
+  dictionary.removeAllObjects();
+  EXPECT_EQ(ended, 6);
+  EXPECT_EQ(dictionary.count(), 0u);
+  EXPECT_TRUE(dictionary["late 1 and so on and on"].isNil());
+  dictionary.setObjectForKey(1, "again");
+  EXPECT_EQ(dictionary, (NSDictionary{{"again", 1}}));
+  array.removeAllObjects();  // what the dictionary's objects added at their end
 }
 
 }  // namespace
