@@ -1,9 +1,17 @@
 #include "Platform/Foundation/Threads/NSThread.h"
 
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
 #include <regex>
 #include <thread>
+#include <vector>
 
+#include "Platform/Foundation/System/NSBundle.h"
+#include "Platform/Foundation/System/NSProcessInfo.h"
 #include "Platform/Foundation/Values/NSArray.h"
+#include "Platform/Foundation/Values/NSDictionary.h"
 
 using namespace orv;
 
@@ -78,4 +86,46 @@ TEST(NSThread, FramesOfSharedLibrariesAreNamed) {
   onThread([&] { lines = NSThread::callStackSymbols(); });
   const std::string last = lines.lastObject().as<NSString>().utf8();
   EXPECT_THAT(last, testing::HasSubstr("libc.so.6 "));
+}
+
+TEST(NSThread, TheThreadThatForksIsTheMainThreadOfTheChild) {
+  int status = -1;
+  std::thread([&] {
+    EXPECT_FALSE(NSThread::isMainThread());
+    const pid_t child = ::fork();
+    if (child == 0) ::_exit(NSThread::isMainThread() ? 0 : 1);
+    ::waitpid(child, &status, 0);
+    EXPECT_FALSE(NSThread::isMainThread());
+  }).join();
+  EXPECT_EQ(status, 0);
+}
+
+TEST(NSThread, AForkedChildOfABusyProcessKnowsItsNamesAndItsBundle) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  GTEST_SKIP() << "the sanitizers' own allocators do not survive a fork among busy threads";
+#endif
+  std::atomic<bool> done = false;
+  std::vector<std::thread> busy;
+  for (int i = 0; i < 3; ++i)
+    busy.emplace_back([&] {
+      while (!done) {
+        NSProcessInfo::processInfo()->processName();
+        NSBundle::mainBundle()->infoDictionary();
+      }
+    });
+  for (int i = 0; i < 300; ++i) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+      ::alarm(5);  // ends a child that waits for a lock
+      const bool known =
+          NSProcessInfo::processInfo()->processName() && NSBundle::mainBundle()->infoDictionary();
+      ::_exit(known ? 0 : 1);
+    }
+    int status = -1;
+    ::waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+    if (status != 0) break;
+  }
+  done = true;
+  for (std::thread& each : busy) each.join();
 }
