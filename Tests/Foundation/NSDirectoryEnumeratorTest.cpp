@@ -1,5 +1,6 @@
 #include "Platform/Foundation/Files/NSDirectoryEnumerator.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -256,4 +257,34 @@ TEST_F(NSDirectoryEnumeratorTest, AFolderMovedFromUnderADeepWalkEndsItWithoutHar
   }
   EXPECT_GE(files, 7u);
   EXPECT_LE(files, 9u);
+}
+
+// Far beyond the longest path that the system takes at once.
+TEST_F(NSDirectoryEnumeratorTest, TwoThousandLevelsAreWalkedAndRemoved) {
+  const std::string top = root + "/deep";
+  make(top + "/");
+  int folder = ::open(top.c_str(), O_RDONLY | O_DIRECTORY);
+  for (int i = 0; i < 2000; ++i) {
+    ASSERT_EQ(::mkdirat(folder, "level", 0777), 0);
+    const int next = ::openat(folder, "level", O_RDONLY | O_DIRECTORY);
+    ::close(folder);
+    folder = next;
+  }
+  ASSERT_EQ(::symlinkat("..", folder, "up"), 0);
+  ::close(folder);
+
+  FolderWalk walk(top, FolderWalk::TellLeaving);
+  size_t folders = 0, left = 0, links = 0;
+  while (const auto* item = walk.next()) {
+    if (item->kind == FolderWalk::Kind::Link)
+      ++links;
+    else
+      ++(item->leaving ? left : folders);
+  }
+  EXPECT_EQ(folders, 2000u);
+  EXPECT_EQ(left, 2000u);
+  EXPECT_EQ(links, 1u);
+  EXPECT_TRUE(NSFileManager::defaultManager()->contentsEqualAtPath(top, top));
+  EXPECT_TRUE(NSFileManager::defaultManager()->removeItemAtPath(top));
+  EXPECT_FALSE(fs::exists(top));
 }

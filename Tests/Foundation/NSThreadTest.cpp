@@ -12,6 +12,7 @@
 #include "Platform/Foundation/System/NSProcessInfo.h"
 #include "Platform/Foundation/Values/NSArray.h"
 #include "Platform/Foundation/Values/NSDictionary.h"
+#include "Tests/Support/World.h"
 
 using namespace orv;
 
@@ -69,7 +70,7 @@ TEST(NSThread, StackLinesHaveTheirForm) {
     ASSERT_TRUE(std::regex_match(line, match, form)) << line;
     EXPECT_EQ(match[1], std::to_string(i));
     EXPECT_EQ(line.substr(0, 4), (std::to_string(i) + "   ").substr(0, 4));
-    EXPECT_EQ(line.find(" 0x"), std::max<size_t>(39, 4 + match[2].length())) << line;
+    EXPECT_EQ(line.find(" 0x"), std::max<size_t>(39, 4 + static_cast<size_t>(match[2].length()))) << line;
   }
 }
 
@@ -101,9 +102,7 @@ TEST(NSThread, TheThreadThatForksIsTheMainThreadOfTheChild) {
 }
 
 TEST(NSThread, AForkedChildOfABusyProcessKnowsItsNamesAndItsBundle) {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-  GTEST_SKIP() << "the sanitizers' own allocators do not survive a fork among busy threads";
-#endif
+  if (kSanitized) GTEST_SKIP() << "the sanitizers' own allocators do not survive a fork among busy threads";
   std::atomic<bool> done = false;
   std::vector<std::thread> busy;
   for (int i = 0; i < 3; ++i)

@@ -78,7 +78,7 @@ TEST(NilString, AnswersNeutrally) {
   EXPECT_FALSE(none.hasPrefix("") || none.hasPrefix(nil) || none.hasPrefix("a"));
   EXPECT_FALSE(none.hasSuffix("") || none.hasSuffix(nil) || none.hasSuffix("a"));
   EXPECT_FALSE(none.containsString("") || none.containsString(nil) || none.containsString("a"));
-  for (const NSUInteger options : {0, 1, 2, 4, 8, 12, 13}) {
+  for (const NSUInteger options : {0u, 1u, 2u, 4u, 8u, 12u, 13u}) {
     EXPECT_FALSE(none.rangeOfString("a", options).isFound());
     EXPECT_FALSE(none.rangeOfString(nil, options).isFound());
     EXPECT_FALSE(none.rangeOfStringInRange("a", options, {5, 9}).isFound());

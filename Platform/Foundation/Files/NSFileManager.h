@@ -128,6 +128,7 @@ class ORV_EXPORT NSFileManager : public NSObject {
   bool moveItemAtURL(const NSURL& from, const NSURL& to, NSError* error = nullptr) const;
   // Whole trees, with permissions, dates and extended attributes; links as links; sockets and pipes are left
   // out. Never replaces the target. After a failure the files copied so far remain, each of them whole.
+  // Paths in the copy must not be longer than the system takes (4,095 bytes).
   bool copyItemAtPath(const NSString& from, const NSString& to, NSError* error = nullptr) const;
   bool copyItemAtURL(const NSURL& from, const NSURL& to, NSError* error = nullptr) const;
 
