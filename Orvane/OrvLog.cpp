@@ -372,7 +372,9 @@ void OrvLog::writeFileLine(const Message& message) const {
 }
 
 void OrvLog::callHandlers(Message& message) const {
-  const NSMutableArray handlers = logHandler();
+  const NSMutableArray current = logHandler();
+  if (current.count() == 0) return;
+  const NSArray handlers = current.copy().as<NSArray>();  // a handler may change the list
   for (const Value& each : handlers) {
     const auto handler = each.as<OrvLogHandler>();
     if (!handler || Activation::includes(handler.get())) continue;
@@ -412,7 +414,7 @@ void OrvLog::logTimer(const NSString& name, const char* file, const char* functi
 void OrvLog::flush() {
   try {
     state_->file.synchronize();
-    const NSMutableArray handlers = logHandler();
+    const NSArray handlers = logHandler().copy().as<NSArray>();  // a handler may change the list
     for (const Value& each : handlers) {
       const auto handler = each.as<OrvLogHandler>();
       if (handler && !Activation::includes(handler.get())) handler->flush();

@@ -86,7 +86,8 @@ class ORV_EXPORT OrvLog : public NSObject {
   uint64_t level() const;
   void setLevel(uint64_t levelMask);
 
-  // The handlers, called in the order of the list. To change them while other threads log, set a new array.
+  // The handlers, called in the order of the list. A handler may change the list: that holds from the next
+  // message on. To change it while other threads log, set a new array.
   NSMutableArray logHandler() const;
   void setLogHandler(const NSMutableArray& handlers);
 

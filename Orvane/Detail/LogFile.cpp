@@ -124,7 +124,9 @@ void LogFile::synchronize() noexcept {
 
 // Whether the file still has a name.
 void LogFile::look(int descriptor) noexcept {
-  if (looking_.test_and_set(std::memory_order_acquire)) return;
+  const int self = ::getpid();
+  int looking = looking_.load(std::memory_order_relaxed);
+  if (looking == self || !looking_.compare_exchange_strong(looking, self, std::memory_order_acquire)) return;
   struct stat status;
   if (::fstat(descriptor, &status) == 0) {
     if (status.st_nlink == 0)
@@ -132,7 +134,7 @@ void LogFile::look(int descriptor) noexcept {
     else
       sizeAtLook_.store(status.st_size, std::memory_order_relaxed);
   }
-  looking_.clear(std::memory_order_release);
+  looking_.store(0, std::memory_order_release);
 }
 
 // The new file takes the old descriptor's number, so that no thread can write to a closed one.

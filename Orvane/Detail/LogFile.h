@@ -65,7 +65,9 @@ class LogFile {
   std::atomic<int> descriptor_{-1};
   std::atomic<double> lastLook_{0};
   std::atomic<int64_t> sizeAtLook_{0};
-  std::atomic_flag looking_ = ATOMIC_FLAG_INIT;  // one thread looks at a time; the others go on
+  // The process of the one thread that looks, 0 when none does; the others go on. A child that was forked
+  // meanwhile sees a process that is not its own.
+  std::atomic<int> looking_{0};
   std::string path_;
 };
 

@@ -1,7 +1,11 @@
 #include "Platform/Foundation/Files/NSDirectoryEnumerator.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 
@@ -183,4 +187,104 @@ TEST(FolderWalk, LeavesEachFolderAfterItsContents) {
   std::string steps;
   while (const auto* item = walk.next()) steps += (item->leaving ? "-" : "+") + walk.path() + " ";
   EXPECT_EQ(steps, "+a +a/b +a/b/f -a/b +a/g -a ");
+}
+
+TEST_F(NSDirectoryEnumeratorTest, OnlyFileURLsAreWalked) {
+  const auto manager = NSFileManager::defaultManager();
+  EXPECT_FALSE(manager->enumeratorAtURL(NSURL::URLWithString("http://host" + root), nil, 0));
+  EXPECT_FALSE(manager->enumeratorAtURL(NSURL::URLWithString("mailto:a@b.c"), nil, 0));
+  EXPECT_FALSE(manager->enumeratorAtURL(nil, nil, 0));
+}
+
+TEST_F(NSDirectoryEnumeratorTest, AZeroInTheRootIsNotItsEnd) {
+  int error = 0;
+  FolderWalk walk(root + std::string("\0x", 2), 0, [&](const std::string&, int number) {
+    error = number;
+    return true;
+  });
+  EXPECT_EQ(walk.next(), nullptr);
+  EXPECT_EQ(error, EINVAL);
+}
+
+// Below an unreadable folder of the root folder itself.
+TEST_F(NSDirectoryEnumeratorTest, ErrorsBelowTheRootFolderNameTheirPlaceWithOneSlash) {
+  if (::geteuid() != 0) GTEST_SKIP() << "needs a root folder of its own";
+  make(root + "/shut/");
+  const pid_t child = ::fork();
+  if (child == 0) {
+    ::chmod((root + "/shut").c_str(), 0);
+    if (::chroot(root.c_str()) != 0 || ::chdir("/") != 0 || ::setgid(65534) != 0 || ::setuid(65534) != 0)
+      ::_exit(2);
+    std::string url;
+    const auto each = NSFileManager::defaultManager()->enumeratorAtURL(
+        NSURL::fileURLWithPath("/", true), nil, 0, [&](const NSURL& failed, const NSError&) {
+          url = failed.absoluteString().utf8();
+          return true;
+        });
+    while (each->nextURL()) continue;
+    ::_exit(url == "file:///shut/" ? 0 : 1);
+  }
+  int status = -1;
+  ::waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0);
+}
+
+TEST_F(NSDirectoryEnumeratorTest, TreesThatChangeDuringTheWalkAreSeenOnce) {
+  FolderWalk walk(root, 0);
+  std::vector<std::string> seen;
+  while (const auto* item = walk.next()) {
+    seen.push_back(walk.path());
+    if (item->name == "a") fs::remove_all(root + "/a");
+    if (item->name == "b.txt") make(root + "/zz/new");
+    if (item->name == "Contents") fs::rename(root + "/c.app", root + "/moved");
+  }
+  EXPECT_THAT(seen, testing::ElementsAre(".hid", ".hid/w", "a", "b.txt", "c.app", "c.app/Contents",
+                                         "c.app/Contents/z", "empty", "link"));
+}
+
+// Folders moved away while more of the tree is open than the walk keeps open.
+TEST_F(NSDirectoryEnumeratorTest, AFolderMovedFromUnderADeepWalkEndsItWithoutHarm) {
+  std::string deep = root + "/m";
+  for (int i = 0; i < 200; ++i) deep += "/d";
+  make(deep + "/last");
+  make(root + "/m/z");
+  make(root + "/elsewhere/");
+  FolderWalk walk(root, 0);
+  size_t files = 0;
+  while (const auto* item = walk.next()) {
+    if (item->name == "last") fs::rename(root + "/m/d", root + "/elsewhere/d");
+    files += item->kind == FolderWalk::Kind::File;
+  }
+  EXPECT_GE(files, 7u);
+  EXPECT_LE(files, 9u);
+}
+
+// Far beyond the longest path that the system takes at once.
+TEST_F(NSDirectoryEnumeratorTest, TwoThousandLevelsAreWalkedAndRemoved) {
+  const std::string top = root + "/deep";
+  make(top + "/");
+  int folder = ::open(top.c_str(), O_RDONLY | O_DIRECTORY);
+  for (int i = 0; i < 2000; ++i) {
+    ASSERT_EQ(::mkdirat(folder, "level", 0777), 0);
+    const int next = ::openat(folder, "level", O_RDONLY | O_DIRECTORY);
+    ::close(folder);
+    folder = next;
+  }
+  ASSERT_EQ(::symlinkat("..", folder, "up"), 0);
+  ::close(folder);
+
+  FolderWalk walk(top, FolderWalk::TellLeaving);
+  size_t folders = 0, left = 0, links = 0;
+  while (const auto* item = walk.next()) {
+    if (item->kind == FolderWalk::Kind::Link)
+      ++links;
+    else
+      ++(item->leaving ? left : folders);
+  }
+  EXPECT_EQ(folders, 2000u);
+  EXPECT_EQ(left, 2000u);
+  EXPECT_EQ(links, 1u);
+  EXPECT_TRUE(NSFileManager::defaultManager()->contentsEqualAtPath(top, top));
+  EXPECT_TRUE(NSFileManager::defaultManager()->removeItemAtPath(top));
+  EXPECT_FALSE(fs::exists(top));
 }

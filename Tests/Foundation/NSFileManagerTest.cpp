@@ -4,15 +4,18 @@
 #include <stdlib.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
 #include <cmath>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 
 #include "Platform/Foundation/Files/FileErrors.h"
+#include "Platform/Foundation/Files/NSDirectoryEnumerator.h"
 #include "Tests/Support/World.h"
 
 using namespace orv;
@@ -410,4 +413,94 @@ TEST_F(NSFileManagerPlaces, OtherDomainsHaveNone) {
   EXPECT_EQ(manager->URLsForDirectory(NSLibraryDirectory, 2).count(), 0u);
   EXPECT_EQ(manager->URLsForDirectory(static_cast<NSSearchPathDirectory>(77)).count(), 0u);
   EXPECT_EQ(manager->URLsForDirectory(NSLibraryDirectory, NSAllDomainsMask).count(), 1u);
+}
+
+TEST_F(NSFileManagerTest, APathThatEndsInDotsIsNotRemovedNorWhatLiesThere) {
+  fs::create_directories(in("a/b"));
+  writeFile(in("a/f"));
+  for (const char* path : {"a/.", "a/./", "a/b/..", "a/b/../"}) {
+    EXPECT_FALSE(manager->removeItemAtPath(in(path), &error)) << path;
+    EXPECT_EQ(code(), NSFileWriteUnknownError) << path;
+    EXPECT_TRUE(fs::exists(in("a/f")) && fs::exists(in("a/b"))) << path;
+  }
+}
+
+TEST_F(NSFileManagerTest, TheRootIsNotCopiedIntoItself) {
+  // The target could not be made: were the copy to begin, it would fail with another error.
+  EXPECT_FALSE(manager->copyItemAtPath("/", "/proc/self/copy-of-the-root", &error));
+  EXPECT_EQ(code(), NSFileWriteUnknownError);
+}
+
+TEST_F(NSFileManagerTest, DatesBeyondEveryCalendarAreSetToWhatTheDiskHolds) {
+  writeFile(in("f"));
+  for (const double seconds : {1e300, -1e300, static_cast<double>(INFINITY), -static_cast<double>(INFINITY),
+                               static_cast<double>(NAN), 9.3e18}) {
+    const NSDate date = NSDate::dateWithTimeIntervalSinceReferenceDate(seconds);
+    EXPECT_TRUE(manager->setAttributesOfItemAtPath(NSDictionary{{NSFileModificationDate, date}}, in("f")));
+    const auto set = manager->attributesOfItemAtPath(in("f"))[NSFileModificationDate].as<NSDate>();
+    const double kept = set.timeIntervalSinceReferenceDate();
+    EXPECT_TRUE(std::isnan(seconds) ? kept == 0 : std::signbit(kept) == std::signbit(seconds)) << kept;
+  }
+}
+
+TEST_F(NSFileManagerTest, ACopyThatFailsLeavesNoHalfFile) {
+  writeFile(in("big"), std::string(1 << 20, 'x'));
+  const pid_t child = ::fork();
+  if (child == 0) {
+    ::signal(SIGXFSZ, SIG_IGN);
+    const rlimit limit{64 * 1024, 64 * 1024};
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+    const bool copied = manager->copyItemAtPath(in("big"), in("copy"), &error);
+    ::_exit(!copied && code() != 0 && !fs::exists(in("copy")) ? 0 : 1);
+  }
+  int status = -1;
+  ::waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0);
+}
+
+// Else everybody could make a program of somebody else's into one that runs as himself.
+TEST_F(NSFileManagerTest, ACopyUnderAnotherOwnerDropsTheSetUserBits) {
+  if (!isRoot()) GTEST_SKIP() << "needs a second user";
+  writeFile(in("tool"));
+  ::chmod(in("tool").c_str(), 06755);
+  ::chmod(folder.c_str(), 0777);
+  const pid_t child = ::fork();
+  if (child == 0) {
+    // Relative paths: the folders above are not open to everybody.
+    if (::chdir(folder.c_str()) != 0 || ::setgid(65534) != 0 || ::setuid(65534) != 0) ::_exit(2);
+    ::_exit(manager->copyItemAtPath("tool", "copy") ? 0 : 1);
+  }
+  int status = -1;
+  ::waitpid(child, &status, 0);
+  ASSERT_EQ(status, 0);
+  struct stat info;
+  ASSERT_EQ(::stat(in("copy").c_str(), &info), 0);
+  EXPECT_EQ(info.st_mode & 07777, 0755u);
+  EXPECT_TRUE(manager->copyItemAtPath(in("tool"), in("same")));
+  ASSERT_EQ(::stat(in("same").c_str(), &info), 0);
+  EXPECT_EQ(info.st_mode & 07777, 06755u);
+}
+
+TEST_F(NSFileManagerTest, NoDescriptorStaysOpenAfterAFailure) {
+  const auto open = [] {
+    return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
+  };
+  fs::create_directories(in("d/e"));
+  writeFile(in("f"));
+  const auto before = open();
+  manager->copyItemAtPath(in("d"), in("d/e/x"));
+  manager->copyItemAtPath(in("f"), in("none/f"));
+  manager->copyItemAtPath(in("d"), in("f"));
+  manager->moveItemAtPath(in("d"), in("f"));
+  manager->removeItemAtPath(in("none"));
+  manager->removeItemAtPath("/proc/self/fd");
+  manager->contentsOfDirectoryAtPath(in("f"));
+  manager->createFileAtPath(in("d"), NSData::data());
+  manager->contentsEqualAtPath(in("f"), in("d"));
+  NSData::dataWithContentsOfFile(in("d"));
+  NSData::data().writeToFile(in("d"), true);
+  NSData::data().writeToFile(in("f") + "/x", true);
+  manager->enumeratorAtURL(NSURL::fileURLWithPath(in("d")), nil, 0)->nextURL();
+  EXPECT_EQ(open(), before);
+  EXPECT_EQ(manager->contentsOfDirectoryAtPath(folder), (NSArray{"d", "f"})) << "a temporary file stayed";
 }

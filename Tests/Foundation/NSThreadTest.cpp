@@ -1,9 +1,18 @@
 #include "Platform/Foundation/Threads/NSThread.h"
 
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
 #include <regex>
 #include <thread>
+#include <vector>
 
+#include "Platform/Foundation/System/NSBundle.h"
+#include "Platform/Foundation/System/NSProcessInfo.h"
 #include "Platform/Foundation/Values/NSArray.h"
+#include "Platform/Foundation/Values/NSDictionary.h"
+#include "Tests/Support/World.h"
 
 using namespace orv;
 
@@ -61,7 +70,7 @@ TEST(NSThread, StackLinesHaveTheirForm) {
     ASSERT_TRUE(std::regex_match(line, match, form)) << line;
     EXPECT_EQ(match[1], std::to_string(i));
     EXPECT_EQ(line.substr(0, 4), (std::to_string(i) + "   ").substr(0, 4));
-    EXPECT_EQ(line.find(" 0x"), std::max<size_t>(39, 4 + match[2].length())) << line;
+    EXPECT_EQ(line.find(" 0x"), std::max<size_t>(39, 4 + static_cast<size_t>(match[2].length()))) << line;
   }
 }
 
@@ -78,4 +87,44 @@ TEST(NSThread, FramesOfSharedLibrariesAreNamed) {
   onThread([&] { lines = NSThread::callStackSymbols(); });
   const std::string last = lines.lastObject().as<NSString>().utf8();
   EXPECT_THAT(last, testing::HasSubstr("libc.so.6 "));
+}
+
+TEST(NSThread, TheThreadThatForksIsTheMainThreadOfTheChild) {
+  int status = -1;
+  std::thread([&] {
+    EXPECT_FALSE(NSThread::isMainThread());
+    const pid_t child = ::fork();
+    if (child == 0) ::_exit(NSThread::isMainThread() ? 0 : 1);
+    ::waitpid(child, &status, 0);
+    EXPECT_FALSE(NSThread::isMainThread());
+  }).join();
+  EXPECT_EQ(status, 0);
+}
+
+TEST(NSThread, AForkedChildOfABusyProcessKnowsItsNamesAndItsBundle) {
+  if (kSanitized) GTEST_SKIP() << "the sanitizers' own allocators do not survive a fork among busy threads";
+  std::atomic<bool> done = false;
+  std::vector<std::thread> busy;
+  for (int i = 0; i < 3; ++i)
+    busy.emplace_back([&] {
+      while (!done) {
+        NSProcessInfo::processInfo()->processName();
+        NSBundle::mainBundle()->infoDictionary();
+      }
+    });
+  for (int i = 0; i < 300; ++i) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+      ::alarm(5);  // ends a child that waits for a lock
+      const bool known =
+          NSProcessInfo::processInfo()->processName() && NSBundle::mainBundle()->infoDictionary();
+      ::_exit(known ? 0 : 1);
+    }
+    int status = -1;
+    ::waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+    if (status != 0) break;
+  }
+  done = true;
+  for (std::thread& each : busy) each.join();
 }

@@ -39,7 +39,7 @@ std::string base32ByDefinition(std::string_view bytes) {
 
 NSURL url(const char* path) { return NSURL::fileURLWithPath(path, false); }
 
-// Equal to every box, whatever is inside: where platform equality and the deep one part ways.
+// Equal to every box, whatever is inside: where plain equality and the deep one part ways.
 class Box : public NSObject {
  public:
   explicit Box(Value v) : content(std::move(v)) {}

@@ -34,9 +34,10 @@ bool isAscii(std::string_view text) {
 
 FolderWalk::FolderWalk(std::string root, unsigned options, ErrorHandler handler)
     : options_(options), handler_(std::move(handler)) {
-  const int descriptor = ::open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  const bool whole = root.find('\0') == std::string::npos;  // the system would read it up to the zero only
+  const int descriptor = whole ? ::open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC) : -1;
   if (descriptor < 0) {
-    report(errno, {});
+    report(whole ? errno : EINVAL, {});
     ended_ = true;
     return;
   }

@@ -25,7 +25,7 @@ unsigned walkOptions(NSUInteger options) {
 FolderWalk::ErrorHandler walkHandler(const std::string& root, NSFileManager::ErrorHandler handler) {
   if (!handler) return nullptr;
   return [root, handler = std::move(handler)](const std::string& path, int number) {
-    const std::string whole = path.empty() ? root : root + "/" + path;
+    const std::string whole = path.empty() ? root : root + (root.ends_with('/') ? "" : "/") + path;
     const NSURL url = NSURL::fileURLWithFileSystemRepresentation(whole, true);
     return handler(url, detail::fileError(number, detail::FileAction::Open, url.path()));
   };

@@ -8,6 +8,7 @@
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cmath>
@@ -109,8 +110,13 @@ NSDictionary attributesFrom(const struct statx& info) {
   return result.copy().as<NSDictionary>();
 }
 
+// The largest whole seconds that both a double and every system call take.
+constexpr double kFurthest = 1e15;
+
+// A date that is no number counts as the reference date.
 timespec timeOf(const NSDate& date) {
-  const double seconds = date.timeIntervalSince1970();
+  const double given = date.timeIntervalSince1970();
+  const double seconds = std::isnan(given) ? NSTimeIntervalSince1970 : std::clamp(given, -kFurthest, kFurthest);
   const double whole = std::floor(seconds);
   return {static_cast<time_t>(whole), static_cast<long>((seconds - whole) * 1e9)};
 }
@@ -172,8 +178,8 @@ NSArray NSFileManager::contentsOfDirectoryAtPath(const NSString& path, NSError* 
 
 Ref<NSDirectoryEnumerator> NSFileManager::enumeratorAtURL(const NSURL& url, const NSArray&, NSUInteger options,
                                                           ErrorHandler handler) const {
-  return url.isNil() ? Ref<NSDirectoryEnumerator>()
-                     : make<NSDirectoryEnumerator>(url, options, std::move(handler));
+  return url.isFileURL() ? make<NSDirectoryEnumerator>(url, options, std::move(handler))
+                         : Ref<NSDirectoryEnumerator>();
 }
 
 NSDictionary NSFileManager::attributesOfItemAtPath(const NSString& path, NSError* error) const {

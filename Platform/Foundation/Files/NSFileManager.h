@@ -102,7 +102,7 @@ class ORV_EXPORT NSFileManager : public NSObject {
   // The names in a folder, hidden ones included, in the order of their code units.
   NSArray contentsOfDirectoryAtPath(const NSString& path, NSError* error = nullptr) const;
   // Walks a tree in depth, each folder before its contents, in the order of the names. The error handler may be
-  // empty: go on. A nil URL gives nil.
+  // empty: go on. Nil, and a URL that is not a file's, give nil.
   orv::Ref<NSDirectoryEnumerator> enumeratorAtURL(const NSURL& url, const NSArray& keys, NSUInteger options,
                                                   ErrorHandler handler = nullptr) const;
 
@@ -119,14 +119,16 @@ class ORV_EXPORT NSFileManager : public NSObject {
   bool createDirectoryAtURL(const NSURL& url, bool withIntermediateDirectories, NSError* error = nullptr) const;
   // Empties an existing file first; nil contents are none.
   bool createFileAtPath(const NSString& path, const NSData& contents) const;
-  // A folder goes with everything in it; links are removed, not followed.
+  // A folder goes with everything in it; links are removed, not followed. A path that ends in "." or ".." is
+  // refused: nothing goes.
   bool removeItemAtPath(const NSString& path, NSError* error = nullptr) const;
   bool removeItemAtURL(const NSURL& url, NSError* error = nullptr) const;
   // Never replaces the target and never moves into it. Between file systems: copies and removes.
   bool moveItemAtPath(const NSString& from, const NSString& to, NSError* error = nullptr) const;
   bool moveItemAtURL(const NSURL& from, const NSURL& to, NSError* error = nullptr) const;
   // Whole trees, with permissions, dates and extended attributes; links as links; sockets and pipes are left
-  // out. Never replaces the target. What was copied before a failure remains.
+  // out. Never replaces the target. After a failure the files copied so far remain, each of them whole.
+  // Paths in the copy must not be longer than the system takes (4,095 bytes).
   bool copyItemAtPath(const NSString& from, const NSString& to, NSError* error = nullptr) const;
   bool copyItemAtURL(const NSURL& from, const NSURL& to, NSError* error = nullptr) const;
 

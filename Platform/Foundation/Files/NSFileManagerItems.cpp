@@ -64,7 +64,7 @@ std::string realPath(const std::string& path) {
 bool liesWithin(const std::string& folder, const std::string& path) {
   const std::string parent = realPath(parentOf(path));
   const std::string root = realPath(folder);
-  return parent == root || parent.starts_with(root + "/");
+  return parent == root || parent.starts_with(root.ends_with('/') ? root : root + "/");
 }
 
 // ---- removing: each answers an errno, or 0 ----------------------------------------------------
@@ -83,8 +83,16 @@ int removeTree(const std::string& path) {
   return ::rmdir(path.c_str()) == 0 ? 0 : errno;
 }
 
+// True for "." and ".." as the last component: a folder that cannot be removed under that name, so that only
+// its contents would go.
+bool endsInDots(const std::string& path) {
+  const std::string_view last = std::string_view(path).substr(path.rfind('/') + 1);  // npos + 1 is 0
+  return last == "." || last == "..";
+}
+
 int removeItem(const std::string& path) {
   if (path == "/") return EBUSY;
+  if (endsInDots(path)) return EINVAL;
   if (::unlink(path.c_str()) == 0) return 0;
   return errno == EISDIR ? removeTree(path) : errno;
 }
@@ -109,8 +117,12 @@ void copyExtendedAttributes(int from, int to) {
 // Everything but the contents. The owner stays with the copier unless the system allows more.
 void copyFacts(int from, int to, const struct stat& info) {
   copyExtendedAttributes(from, to);
-  if (::fchown(to, info.st_uid, info.st_gid) != 0) errno = 0;
-  ::fchmod(to, info.st_mode & 07777);
+  struct stat fresh;
+  const bool sameOwner =
+      ::fchown(to, info.st_uid, info.st_gid) == 0 ||
+      (::fstat(to, &fresh) == 0 && fresh.st_uid == info.st_uid && fresh.st_gid == info.st_gid);
+  // The set-user-ID bits only mean what they meant while the owner stays.
+  ::fchmod(to, info.st_mode & (sameOwner ? 07777 : 01777));
   const std::array<timespec, 2> times{info.st_atim, info.st_mtim};
   ::futimens(to, times.data());
 }
@@ -152,7 +164,10 @@ int copyFile(int folder, const char* name, const std::string& target) {
   if (from < 0 || ::fstat(from, &info) != 0) return errno;
   const Descriptor to(::open(target.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
   if (to < 0) return errno;
-  if (const int error = copyBytes(from, to); error != 0) return error;
+  if (const int error = copyBytes(from, to); error != 0) {
+    ::unlink(target.c_str());  // half a file would look like a whole one
+    return error;
+  }
   copyFacts(from, to, info);
   return 0;
 }

@@ -1,5 +1,7 @@
 #include "Platform/Foundation/System/NSBundle.h"
 
+#include <pthread.h>
+
 #include <charconv>
 #include <fstream>
 #include <iterator>
@@ -37,12 +39,23 @@ NSDictionary readInfoFile(const NSString& executable) {
 }
 
 struct State {
-  std::mutex mutex;   // guards info
+  std::mutex mutex;   // guards info; held across every fork, so that a child never finds it taken
   NSDictionary info;  // nil: not read yet
+
+  static inline State* forked = nullptr;
 };
 
+// Never destroyed: folder names are asked for until the very end.
 State& state() {
-  static State* const shared = new State;  // never destroyed: folder names are asked for until the very end
+  static State* const shared = [] {
+    // Whoever holds this lock may ask for the process's name: a fork, which takes the lock made last first,
+    // must take the two in that order, too.
+    static_cast<void>(NSProcessInfo::processInfo()->processName());
+    State::forked = new State;
+    ::pthread_atfork([] { State::forked->mutex.lock(); }, [] { State::forked->mutex.unlock(); },
+                     [] { State::forked->mutex.unlock(); });
+    return State::forked;
+  }();
   return *shared;
 }
 

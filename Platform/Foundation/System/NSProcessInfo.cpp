@@ -1,6 +1,7 @@
 #include "Platform/Foundation/System/NSProcessInfo.h"
 
 #include <fcntl.h>
+#include <pthread.h>
 #include <unistd.h>
 
 #include <array>
@@ -21,12 +22,19 @@ namespace {
 
 // Never destroyed: the console asks for the name in static destructors, too.
 struct State {
-  std::mutex mutex;  // guards name
+  std::mutex mutex;  // guards name; held across every fork, so that a child never finds it taken
   NSString name;     // nil: the file name of the executable
+
+  static inline State* forked = nullptr;
 };
 
 State& state() {
-  static State* const shared = new State;
+  static State* const shared = [] {
+    State::forked = new State;
+    ::pthread_atfork([] { State::forked->mutex.lock(); }, [] { State::forked->mutex.unlock(); },
+                     [] { State::forked->mutex.unlock(); });
+    return State::forked;
+  }();
   return *shared;
 }
 

@@ -23,6 +23,16 @@ namespace {
 
 thread_local NSString threadName;  // nil until it is set
 
+enum class Place : uint8_t { Unknown, Main, Other };
+constinit thread_local Place place = Place::Unknown;
+
+// A thread that forks is the first of the child, whatever it was in the parent.
+Place findPlace() {
+  static const int registered = ::pthread_atfork(nullptr, nullptr, [] { place = Place::Unknown; });
+  static_cast<void>(registered);
+  return ::gettid() == ::getpid() ? Place::Main : Place::Other;
+}
+
 std::string demangled(const char* symbol) {
   int status = 0;
   const std::unique_ptr<char, decltype(&std::free)> text(abi::__cxa_demangle(symbol, nullptr, nullptr, &status),
@@ -57,8 +67,9 @@ std::string frameLine(size_t index, void* frame) {
 }  // namespace
 
 bool NSThread::isMainThread() noexcept {
-  thread_local const bool isMain = ::gettid() == ::getpid();
-  return isMain;
+  if (place == Place::Unknown) [[unlikely]]
+    place = findPlace();
+  return place == Place::Main;
 }
 
 NSUInteger NSThread::currentThreadNumber() noexcept {

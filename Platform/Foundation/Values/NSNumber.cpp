@@ -70,7 +70,11 @@ NSComparisonResult compareDecimalWithDouble(const NSDecimal& a, double d) {
   if (a.notANumber) return NSOrderedAscending;
   if (std::isnan(d)) return a.negative ? NSOrderedAscending : NSOrderedDescending;
   const NSDecimal b = decimalOfDouble(d);
-  if (!b.notANumber) return a.compare(b);
+  if (!b.notANumber) {
+    const NSComparisonResult result = a.compare(b);
+    // Close to the smallest exponent a decimal holds only the first digits of a double, which lies behind it.
+    return result != NSOrderedSame || isWhole64(d) ? result : order(b.toDouble(), d);
+  }
   // Beyond the decimal range: larger than every amount, or closer to zero than any but zero itself.
   const NSComparisonResult sign = d < 0 ? NSOrderedDescending : NSOrderedAscending;
   if (std::abs(d) > 1 || a.isZero()) return sign;

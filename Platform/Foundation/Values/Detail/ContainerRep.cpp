@@ -106,10 +106,10 @@ void ArrayRep::erase(size_t index) {
   ++mutations;
 }
 
+// What ends may look at the array, and even change it: the array is whole while each element ends.
 void ArrayRep::clear() noexcept {
-  const size_t n = std::exchange(count, 0);
   ++mutations;
-  std::destroy_n(items, n);
+  while (count > 0) const Value removed(std::move(items[--count]));
 }
 
 void destroyArray(ArrayRep* rep) noexcept {
@@ -223,12 +223,13 @@ void TableRep::erase(size_t entry) noexcept {
   ++mutations;
 }
 
+// What ends may look at the table, and even change it: the table is whole while each entry ends.
 void TableRep::clear() noexcept {
-  const size_t n = std::exchange(used, 0) * width;
-  count = 0;
   ++mutations;
+  while (count > 0)
+    for (size_t i = nextLive(0); i < used; i = nextLive(i + 1)) erase(i);
+  used = 0;
   if (index) std::memset(static_cast<void*>(index), 0, (size_t{slotMask} + 1) * sizeof(Slot));
-  std::destroy_n(entries, n);
 }
 
 void destroyTable(TableRep* rep) noexcept {
