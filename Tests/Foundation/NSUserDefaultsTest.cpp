@@ -6,8 +6,8 @@
 #include <fstream>
 #include <thread>
 
-#include "Platform/Foundation/System/NSBundle.h"
 #include "Platform/Foundation/Serialization/SmallJSON.h"
+#include "Platform/Foundation/System/NSBundle.h"
 #include "Platform/Foundation/Values/NSArray.h"
 #include "Platform/Foundation/Values/NSException.h"
 #include "Platform/Foundation/Values/NSNumber.h"

@@ -20,7 +20,11 @@ struct ConvertOptions {
 };
 
 std::string textOf(bool b) { return b ? "true" : "false"; }
-std::string textOf(const Value& v) { return v.isNil() ? "nil" : bytesOf(v.description()); }
+// An empty text shows as a pair of quotes, so that it is seen.
+std::string textOf(const Value& v) {
+  const std::string text = v.isNil() ? "nil" : bytesOf(v.description());
+  return text.empty() ? "\"\"" : text;
+}
 
 // The shortest text that reads back as the same number.
 template <class T>

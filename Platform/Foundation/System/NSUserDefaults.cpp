@@ -6,8 +6,8 @@
 #include <cstring>
 #include <mutex>
 
-#include "Platform/Foundation/Serialization/SmallJSON.h"
 #include "Platform/Foundation/Files/FileBytes.h"
+#include "Platform/Foundation/Serialization/SmallJSON.h"
 #include "Platform/Foundation/System/NSBundle.h"
 #include "Platform/Foundation/System/NSConsole.h"
 #include "Platform/Foundation/System/NSProcessInfo.h"

@@ -25,8 +25,8 @@ using detail::ArrayRep;
 using detail::tableRep;
 using detail::TableRep;
 
-// Pairs whose equality is still open. A worklist instead of recursion: arrays and dictionaries nest without limit.
-// Members of sets are compared one inside the other.
+// Pairs whose equality is still open. A worklist instead of recursion: arrays and dictionaries nest without
+// limit. Members of sets are compared one inside the other.
 using OpenPairs = std::vector<std::pair<const Value*, const Value*>>;
 
 bool isSetKind(Kind kind) { return kind == Kind::Set || kind == Kind::CountedSet; }
