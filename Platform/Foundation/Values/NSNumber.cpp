@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "Platform/Foundation/Values/Detail/DecimalRep.h"
+#include "Platform/Foundation/Values/Detail/StringRep.h"
 #include "Platform/Foundation/Values/NSDecimal.h"
 
 using namespace orv;
@@ -123,14 +124,14 @@ NSString textOfDouble(double d, int digits) {
   if (std::isinf(d)) return d < 0 ? "-inf" : "inf";
   char buffer[40];
   const auto end = std::to_chars(buffer, std::end(buffer), d, std::chars_format::general, digits).ptr;
-  return std::string_view(buffer, static_cast<size_t>(end - buffer));
+  return detail::StringFactory::ascii(buffer, static_cast<size_t>(end - buffer));
 }
 
 template <class T>
 NSString textOfInteger(T n) {
   char buffer[24];
   const auto end = std::to_chars(buffer, std::end(buffer), n).ptr;
-  return std::string_view(buffer, static_cast<size_t>(end - buffer));
+  return detail::StringFactory::ascii(buffer, static_cast<size_t>(end - buffer));
 }
 
 }  // namespace
@@ -185,7 +186,7 @@ NSString NSNumber::stringValue() const {
     case Kind::BigDecimal: {
       char buffer[NSDecimal::kMaxTextLength];
       const char* end = detail::decimalOf(*this).writeText(buffer);
-      return std::string_view(buffer, static_cast<size_t>(end - buffer));
+      return detail::StringFactory::ascii(buffer, static_cast<size_t>(end - buffer));
     }
     default: return nil;
   }
