@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <limits>
 #include <string>
 #include <vector>
@@ -98,6 +99,20 @@ TEST(NSNumber, DoublesPrintAsTheCLibraryDoes) {
     char expected[64];
     std::snprintf(expected, sizeof expected, "%.16g", d);
     RC_ASSERT(NSNumber(d).stringValue() == NSString(static_cast<const char*>(expected)));
+  }));
+}
+
+TEST(NSNumber, DecimalTextsPrintAsTheCLibraryDoes) {
+  EXPECT_TRUE(rc::check([](int64_t mantissa, int shift) {
+    const int digits = (shift & 31) + 1;
+    for (int exponent = -26; exponent <= 20; ++exponent) {
+      int64_t kept = mantissa;
+      for (int i = digits; i < 19; ++i) kept /= 10;
+      const double d = std::strtod((std::to_string(kept) + "e" + std::to_string(exponent)).c_str(), nullptr);
+      char expected[64];
+      std::snprintf(expected, sizeof expected, "%.16g", d);
+      RC_ASSERT(NSNumber(d).stringValue() == NSString(static_cast<const char*>(expected)));
+    }
   }));
 }
 

@@ -1,5 +1,6 @@
 #include "Platform/Foundation/Values/NSNumber.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <limits>
@@ -119,10 +120,48 @@ uint64_t clampToUnsigned(double d) {
   return d >= 0 ? static_cast<uint64_t>(d) : static_cast<uint64_t>(clampToSigned(d));
 }
 
+// Ten to the power of -19 to 0.
+constexpr double kTinyPowers[] = {1e-19, 1e-18, 1e-17, 1e-16, 1e-15, 1e-14, 1e-13, 1e-12, 1e-11, 1e-10,
+                                  1e-9,  1e-8,  1e-7,  1e-6,  1e-5,  1e-4,  1e-3,  1e-2,  1e-1,  1e0};
+
+// Whether two neighbouring doubles lie closer together than the sixteenth digit counts. Then a number that has
+// a text of up to fifteen digits prints as that text with sixteen, too.
+bool isFinerThanSixteenDigits(double d, int exponent) {
+  const double gap = std::ldexp(1.0, std::ilogb(d) - 52);
+  return gap < 0.99 * kTinyPowers[exponent + 4];
+}
+
+// The shortest text of a double that reads back, in plain notation; nothing where sixteen digits might say
+// something else, or the number is too large or too small for plain notation.
+size_t writeShortText(double d, char* out) {
+  char shortest[40];
+  const char* end = std::to_chars(shortest, std::end(shortest), d, std::chars_format::scientific).ptr;
+  const char* first = shortest + (d < 0 ? 1 : 0);
+  const char* e = std::find(first, end, 'e');
+  int exponent = 0;
+  std::from_chars(e + (e[1] == '+' ? 2 : 1), end, exponent);
+  char digits[24];
+  digits[0] = *first;
+  const auto count = static_cast<int>(e - first > 1 ? std::copy(first + 2, e, digits + 1) - digits : 1);
+  if (d == 0 || count > 15 || exponent < -4 || exponent > 15 || !isFinerThanSixteenDigits(d, exponent))
+    return 0;
+  char* at = out;
+  if (d < 0) *at++ = '-';
+  if (exponent < 0) at = std::fill_n(std::copy_n("0.", 2, at), -exponent - 1, '0');
+  const int whole = std::clamp(exponent + 1, 0, count);
+  at = std::copy_n(digits, whole, at);
+  if (exponent + 1 > count) at = std::fill_n(at, exponent + 1 - count, '0');
+  if (exponent >= 0 && whole < count) *at++ = '.';
+  at = std::copy(digits + whole, digits + count, at);
+  return static_cast<size_t>(at - out);
+}
+
 NSString textOfDouble(double d, int digits) {
   if (std::isnan(d)) return "nan";
   if (std::isinf(d)) return d < 0 ? "-inf" : "inf";
-  char buffer[40];
+  char buffer[48];
+  if (const size_t length = digits == 16 ? writeShortText(d, buffer) : 0)
+    return detail::StringFactory::ascii(buffer, length);
   const auto end = std::to_chars(buffer, std::end(buffer), d, std::chars_format::general, digits).ptr;
   return detail::StringFactory::ascii(buffer, static_cast<size_t>(end - buffer));
 }
