@@ -200,6 +200,25 @@ TEST_F(NSFileManagerTest, MovesBetweenFileSystems) {
   fs::remove_all(other);
 }
 
+TEST_F(NSFileManagerTest, AMoveBetweenFileSystemsThatFailsLosesNothing) {
+  struct stat here, there;
+  if (::stat(folder.c_str(), &here) != 0 || ::stat("/dev/shm", &there) != 0 || here.st_dev == there.st_dev)
+    GTEST_SKIP() << "there is one file system only";
+  const std::string other = "/dev/shm/orvane-move-" + std::to_string(::getpid());
+  fs::create_directories(in("t/sub"));
+  writeFile(in("t/sub/f"), "F");
+  ASSERT_EQ(::mkfifo(in("t/pipe").c_str(), 0600), 0);
+  EXPECT_FALSE(manager->moveItemAtPath(in("t"), other, &error)) << "a pipe cannot be copied";
+  EXPECT_EQ(readFile(in("t/sub/f")), "F");
+  EXPECT_TRUE(fs::exists(in("t/pipe")));
+  EXPECT_FALSE(fs::exists(other));
+  fs::create_directories(other);
+  EXPECT_FALSE(manager->moveItemAtPath(in("t/sub"), other, &error));
+  EXPECT_TRUE(fs::exists(other)) << "a target that was there stays";
+  EXPECT_TRUE(fs::exists(in("t/sub/f")));
+  fs::remove_all(other);
+}
+
 TEST_F(NSFileManagerTest, CopiesTreesWithTheirFacts) {
   fs::create_directories(in("t/sub"));
   writeFile(in("t/sub/f"), std::string(300'000, 'x'));

@@ -123,7 +123,9 @@ class ORV_EXPORT NSFileManager : public NSObject {
   // refused: nothing goes.
   bool removeItemAtPath(const NSString& path, NSError* error = nullptr) const;
   bool removeItemAtURL(const NSURL& url, NSError* error = nullptr) const;
-  // Never replaces the target and never moves into it. Between file systems: copies and removes.
+  // Never replaces the target and never moves into it. Between file systems: copies, syncs,
+  // compares, and only then removes; a failure leaves the source whole and the target gone. What holds a socket
+  // or a pipe cannot be moved so.
   bool moveItemAtPath(const NSString& from, const NSString& to, NSError* error = nullptr) const;
   bool moveItemAtURL(const NSURL& from, const NSURL& to, NSError* error = nullptr) const;
   // Whole trees, with permissions, dates and extended attributes; links as links; sockets and pipes are left

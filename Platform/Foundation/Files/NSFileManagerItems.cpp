@@ -234,19 +234,6 @@ int copyItem(const std::string& from, const std::string& to) {
   }
 }
 
-// ---- moving -----------------------------------------------------------------------------------
-
-int moveItem(const std::string& from, const std::string& to) {
-  if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return 0;
-  if (errno == EINVAL || errno == ENOSYS) {  // also what a file system without that flag says
-    if (exists(to)) return EEXIST;
-    if (::rename(from.c_str(), to.c_str()) == 0) return 0;
-  }
-  if (errno != EXDEV) return errno;
-  const int error = copyItem(from, to);
-  return error != 0 ? error : removeItem(from);
-}
-
 // ---- comparing --------------------------------------------------------------------------------
 
 bool equalFiles(int folderA, const char* nameA, int folderB, const char* nameB) {
@@ -294,6 +281,45 @@ bool equalTrees(const std::string& a, const std::string& b) {
     if (itemA->kind == FolderWalk::Kind::Link && !equalLinks(itemA->folder, name, itemB->folder, name))
       return false;
   }
+}
+
+// ---- moving -----------------------------------------------------------------------------------
+
+bool equalItems(const std::string& a, const std::string& b) {
+  struct stat info;
+  if (::lstat(a.c_str(), &info) != 0) return false;
+  if (S_ISDIR(info.st_mode)) return equalTrees(a, b);
+  if (S_ISLNK(info.st_mode)) return equalLinks(AT_FDCWD, a.c_str(), AT_FDCWD, b.c_str());
+  return equalFiles(AT_FDCWD, a.c_str(), AT_FDCWD, b.c_str());
+}
+
+// Forces a file system to the disk, named by an item's parent folder.
+int syncAround(const std::string& path) {
+  const size_t slash = path.find_last_of('/', path.find_last_not_of('/'));
+  const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+  const Descriptor descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  return descriptor >= 0 && ::syncfs(descriptor) == 0 ? 0 : errno;
+}
+
+// Between file systems the source goes only when its copy is whole, the same, and on the disk. Sockets and
+// pipes cannot be copied: what holds one stays where it is. After a failure the target is gone again.
+int moveAcross(const std::string& from, const std::string& to) {
+  if (exists(to)) return EEXIST;
+  int error = copyItem(from, to);
+  if (error == 0) error = syncAround(to);
+  if (error == 0 && !equalItems(from, to)) error = EIO;
+  if (error == 0) return removeItem(from);
+  if (error != EEXIST) removeItem(to);
+  return error;
+}
+
+int moveItem(const std::string& from, const std::string& to) {
+  if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return 0;
+  if (errno == EINVAL || errno == ENOSYS) {  // also what a file system without that flag says
+    if (exists(to)) return EEXIST;
+    if (::rename(from.c_str(), to.c_str()) == 0) return 0;
+  }
+  return errno == EXDEV ? moveAcross(from, to) : errno;
 }
 
 // The error of a move or copy: what is missing decides whose error it is.
