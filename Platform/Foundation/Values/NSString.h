@@ -190,6 +190,11 @@ class ORV_EXPORT NSString : public orv::Value {
   NSString zuSHA1HexString() const;
   NSString zuSHA256HexString() const;
   NSString zuSHA2HexString() const;  // the same as zuSHA256HexString
+
+  // NSString(OrvaneJSON) - Orvane/Categories/NSObject+OrvaneJSON.cpp
+
+  // The tree of a JSON text, all containers mutable; nil, and no log line, when it is none.
+  orv::Value fromJSON() const;
 };
 
 template <class... Args>
