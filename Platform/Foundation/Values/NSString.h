@@ -11,6 +11,8 @@
 class NSArray;
 class NSCharacterSet;
 class NSData;
+class NSDictionary;
+class NSMutableAttributedString;
 
 // How strings are compared and searched; values combine with |.
 enum NSStringCompareOptions : NSUInteger {
@@ -190,6 +192,12 @@ class ORV_EXPORT NSString : public orv::Value {
   NSString zuSHA1HexString() const;
   NSString zuSHA256HexString() const;
   NSString zuSHA2HexString() const;  // the same as zuSHA256HexString
+
+  // NSString(OrvaneAttributed) - Orvane/Categories/NSString+OrvaneAttributed.cpp
+
+  // The text to be styled, without or with attributes on the whole of it. Nil: nil.
+  NSMutableAttributedString attributedString() const;
+  NSMutableAttributedString attributedStringWithAttributes(const NSDictionary& attributes) const;
 };
 
 template <class... Args>
