@@ -158,7 +158,7 @@ void StyledText::joinEqual(size_t first, size_t last) {
 
 void StyledText::replace(NSRange range, const NSString& text, const Runs& runs) {
   if (range.location == length()) return append(text, runs);
-  text_ = this->text().stringByReplacingCharactersInRange(range, text);
+  text_ = this->text().substringToIndex(range.location) + text + this->text().substringFromIndex(range.end());
   const size_t first = split(range.location);
   const size_t last = split(range.end());
   runs_.erase(runs_.begin() + static_cast<std::ptrdiff_t>(first),

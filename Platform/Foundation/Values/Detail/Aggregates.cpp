@@ -86,8 +86,8 @@ class Sum {
   const Value* addIntegers(const Value* at, const Value* end) {
     int64_t sum = 0;
     const Value* const first = at;
-    for (; at != end && isInteger(*at); ++at)
-      if (__builtin_add_overflow(sum, static_cast<int64_t>(Access::bits(*at)), &sum)) break;
+    for (int64_t next = 0; at != end && isInteger(*at); ++at, sum = next)
+      if (__builtin_add_overflow(sum, static_cast<int64_t>(Access::bits(*at)), &next)) break;
     if (at == first) return at;
     return addUnits(sum, 0, first, at);
   }
@@ -109,11 +109,11 @@ class Sum {
     const double power = kDoublePowers[places_];
     int64_t sum = 0;
     const Value* const first = at;
-    for (; at != end && at->kind() == Kind::Double; ++at) {
+    for (int64_t next = 0; at != end && at->kind() == Kind::Double; ++at, sum = next) {
       const double d = doubleOf(*at);
       const double units = nearest(d * power);
       if (!(std::abs(units) < kFifteenDigits) || units / power != d) break;
-      if (__builtin_add_overflow(sum, static_cast<int64_t>(units), &sum)) break;
+      if (__builtin_add_overflow(sum, static_cast<int64_t>(units), &next)) break;
     }
     if (at == first) return at;
     return addUnits(sum, places_, first, at);
