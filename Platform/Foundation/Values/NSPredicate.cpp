@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "Platform/Foundation/Values/Detail/KeyPath.h"
 #include "Platform/Foundation/Values/NSException.h"
 
 using namespace orv;
@@ -37,9 +38,10 @@ Ref<NSPredicate> NSPredicate::predicateWithFormat(const NSString& format, const 
         NSInvalidArgumentException,
         NSString::stringWithFormat("The format \"%@\" needs a key path and a value as arguments", format));
   const Value wanted = arguments[1];
-  return make<NSPredicate>(textOf(path, wantsEqual, wanted), [=](const Value& object) {
-    return isEqualOrAbsent(object.valueForKeyPath(path), wanted) == wantsEqual;
-  });
+  return make<NSPredicate>(textOf(path, wantsEqual, wanted),
+                           [=, keyPath = detail::KeyPath(path)](const Value& object) {
+                             return isEqualOrAbsent(keyPath.valueIn(object), wanted) == wantsEqual;
+                           });
 }
 
 Ref<NSPredicate> NSPredicate::predicateWithBlock(Block block) {

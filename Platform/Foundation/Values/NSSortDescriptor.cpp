@@ -5,6 +5,7 @@
 #include <functional>
 #include <vector>
 
+#include "Platform/Foundation/Values/Detail/KeyPath.h"
 #include "Platform/Foundation/Values/Detail/ValueOrder.h"
 #include "Platform/Foundation/Values/NSNumber.h"
 
@@ -92,7 +93,8 @@ class SortByDescriptors {
   std::vector<Value> columnOf(const NSString& key) const {
     std::vector<Value> values;
     values.reserve(array_.count());
-    for (const Value& element : array_) values.push_back(valueAtKey(element, key));
+    const KeyPath keyPath(key);
+    for (const Value& element : array_) values.push_back(key.isNil() ? element : keyPath.valueIn(element));
     return values;
   }
 

@@ -2,6 +2,7 @@
 
 #include "Platform/Foundation/Values/Detail/Aggregates.h"
 #include "Platform/Foundation/Values/Detail/ContainerRep.h"
+#include "Platform/Foundation/Values/Detail/KeyPath.h"
 #include "Platform/Foundation/Values/NSArray.h"
 #include "Platform/Foundation/Values/NSDecimalNumber.h"
 #include "Platform/Foundation/Values/NSDictionary.h"
@@ -91,8 +92,9 @@ Value valueAt(const Value& v, const NSString& path) { return path.isNil() ? v : 
 std::vector<Value> column(const Value& list, const NSString& path) {
   std::vector<Value> values;
   values.reserve(list.count());
+  const detail::KeyPath keyPath(path);
   const auto add = [&](const Value& element) {
-    values.push_back(element.valueForKeyPath(path));
+    values.push_back(keyPath.valueIn(element));
     return true;
   };
   list.kind() == Kind::Array ? detail::walkElements(list, add)
@@ -139,8 +141,10 @@ Value applyOperator(const Value& list, const Step& step) {
 }  // namespace
 
 Value Value::valueForKey(const NSString& key) const {
-  if (kind() == Kind::Dictionary && tableRep(*this)->find(key) != TableRep::kNone)
-    return as<NSDictionary>().objectForKey(key);
+  if (kind() == Kind::Dictionary) {
+    const TableRep* table = tableRep(*this);
+    if (const size_t at = table->find(key); at != TableRep::kNone) return table->value(at);
+  }
   const bool isContainer = kind() >= Kind::Array && kind() <= Kind::Dictionary;
   if (isContainer && isOperator(key)) return askContainer(*this, key.substringFromIndex(1));
   if (isList(*this)) return valuesForKey(*this, key);
@@ -189,23 +193,26 @@ class Groups {
   void add(const Value& element, const Value& key) {
     bool isNew = false;
     const size_t group = table()->findOrAdd(key.isNil() ? Value(NSNull::null()) : key, isNew);
-    if (isNew) members_.emplace_back();
+    if (isNew) members_.emplace_back(kFewest);
     if (key.isNull()) nullIsAValue_ = true;
-    members_[group].push_back(element);
+    members_[group].add(element);
   }
 
-  NSArray finish() const {
+  NSArray finish() {
     ArrayMaker result(members_.size());
     for (size_t i = 0; i < members_.size(); ++i)
-      if (nullIsAValue_ || !table()->key(i).isNull()) result.add(NSArray::arrayWithObjects(members_[i]));
+      if (nullIsAValue_ || !table()->key(i).isNull()) result.addUnlessNil(members_[i].finish());
     return Access::cast<NSArray>(result.finish());
   }
 
  private:
+  // The room a group is made with.
+  static constexpr size_t kFewest = 4;
+
   TableRep* table() const { return tableRep(keys_); }
 
   Value keys_ = Access::adopt(TableRep::make(Kind::Set, 0, true));
-  std::vector<std::vector<Value>> members_;
+  std::vector<ArrayMaker> members_;
   bool nullIsAValue_ = false;
 };
 
@@ -213,9 +220,10 @@ class Groups {
 
 NSArray groupsByKey(const NSArray& array, const NSString& path) {
   Groups groups;
+  const KeyPath keyPath(path);
   if (!path.isNil())
     walkElements(array, [&](const Value& element) {
-      groups.add(element, element.valueForKeyPath(path));
+      groups.add(element, keyPath.valueIn(element));
       return true;
     });
   return groups.finish();
