@@ -1,7 +1,6 @@
 #include "Platform/Foundation/Values/NSDictionary.h"
 
 #include <algorithm>
-#include <ranges>
 #include <vector>
 
 #include "Orvane/Detail/PropertyListCopy.h"
@@ -59,9 +58,10 @@ void NSDictionary::mapValuesToObject(const Value& object) const {
   const auto target = object.as<NSObject>();
   const Class* objectClass = target ? target->objectClass() : nullptr;
   if (!objectClass || !objectClass->isClassOf(*target)) return;
-  for (const Property& property : std::views::reverse(objectClass->properties()))
-    if (property.set && containsKey(property.name))
-      target->setValueForKey(Value(objectForKey(property.name)), property.name);
+  const auto properties = objectClass->properties();
+  for (auto property = properties.rbegin(); property != properties.rend(); ++property)
+    if (property->set && containsKey(property->name))
+      target->setValueForKey(Value(objectForKey(property->name)), property->name);
 }
 
 NSMutableDictionary NSDictionary::copyWithNullsStripped() const {

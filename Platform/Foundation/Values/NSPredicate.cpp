@@ -40,7 +40,8 @@ Ref<NSPredicate> NSPredicate::predicateWithFormat(const NSString& format, const 
   const Value wanted = arguments[1];
   return make<NSPredicate>(textOf(path, wantsEqual, wanted),
                            [=, keyPath = detail::KeyPath(path)](const Value& object) {
-                             return isEqualOrAbsent(keyPath.valueIn(object), wanted) == wantsEqual;
+                             size_t place = 0;
+                             return isEqualOrAbsent(keyPath.valueIn(object, place), wanted) == wantsEqual;
                            });
 }
 

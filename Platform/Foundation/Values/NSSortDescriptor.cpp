@@ -94,7 +94,9 @@ class SortByDescriptors {
     std::vector<Value> values;
     values.reserve(array_.count());
     const KeyPath keyPath(key);
-    for (const Value& element : array_) values.push_back(key.isNil() ? element : keyPath.valueIn(element));
+    size_t place = 0;
+    for (const Value& element : array_)
+      values.push_back(key.isNil() ? element : keyPath.valueIn(element, place));
     return values;
   }
 

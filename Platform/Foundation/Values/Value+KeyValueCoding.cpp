@@ -93,8 +93,9 @@ std::vector<Value> column(const Value& list, const NSString& path) {
   std::vector<Value> values;
   values.reserve(list.count());
   const detail::KeyPath keyPath(path);
+  size_t place = 0;
   const auto add = [&](const Value& element) {
-    values.push_back(keyPath.valueIn(element));
+    values.push_back(keyPath.valueIn(element, place));
     return true;
   };
   list.kind() == Kind::Array ? detail::walkElements(list, add)
@@ -221,9 +222,10 @@ class Groups {
 NSArray groupsByKey(const NSArray& array, const NSString& path) {
   Groups groups;
   const KeyPath keyPath(path);
+  size_t place = 0;
   if (!path.isNil())
     walkElements(array, [&](const Value& element) {
-      groups.add(element, keyPath.valueIn(element));
+      groups.add(element, keyPath.valueIn(element, place));
       return true;
     });
   return groups.finish();

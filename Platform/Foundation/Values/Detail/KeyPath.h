@@ -1,17 +1,20 @@
 #pragma once
 
+#include <cstddef>
+
 #include "Platform/Foundation/Values/NSString.h"
 #include "Platform/Foundation/Values/Value.h"
 
 namespace orv::detail {
 
-// A key path that is followed from many values.
+// A key path that is followed from many values. Immutable, safe on every thread.
 class KeyPath {
  public:
-  explicit KeyPath(const NSString& path)
-      : path_(path), isOneKey_(!path.hasPrefix("@") && !path.rangeOfString(".").isFound()) {}
+  explicit KeyPath(const NSString& path);
 
-  Value valueIn(const Value& v) const { return isOneKey_ ? v.valueForKey(path_) : v.valueForKeyPath(path_); }
+  // The value at the path. Dictionaries of one make have a key at one place: `place` remembers where it was
+  // found last and is asked first. Start with 0.
+  Value valueIn(const Value& v, size_t& place) const;
 
  private:
   NSString path_;
