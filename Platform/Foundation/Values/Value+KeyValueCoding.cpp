@@ -1,3 +1,4 @@
+#include <functional>
 #include <vector>
 
 #include "Platform/Foundation/Values/Detail/Aggregates.h"
@@ -217,14 +218,41 @@ class Groups {
   bool nullIsAValue_ = false;
 };
 
+// Has the records ahead of the one at hand fetched from memory: looking at one is mostly waiting for it.
+class LookAhead {
+ public:
+  explicit LookAhead(const NSArray& array) {
+    const ArrayRep* rep = arrayRep(array);
+    if (!rep || rep->count <= kAhead) return;
+    first_ = rep->items;
+    last_ = rep->items + (rep->count - kAhead);
+  }
+
+  void passes(const Value& element) const {
+    const Value* const at = &element;
+    if (std::less<>()(at, first_) || !std::less<>()(at, last_)) return;
+    const auto* ahead = reinterpret_cast<const char*>(Access::heap(at[kAhead]));
+    if (!ahead) return;
+    __builtin_prefetch(ahead, 1);
+    __builtin_prefetch(ahead + 128);
+  }
+
+ private:
+  static constexpr size_t kAhead = 8;
+  const Value* first_ = nullptr;
+  const Value* last_ = nullptr;
+};
+
 }  // namespace
 
 NSArray groupsByKey(const NSArray& array, const NSString& path) {
   Groups groups;
   const KeyPath keyPath(path);
+  const LookAhead ahead(array);
   size_t place = 0;
   if (!path.isNil())
     walkElements(array, [&](const Value& element) {
+      ahead.passes(element);
       groups.add(element, keyPath.valueIn(element, place));
       return true;
     });
