@@ -6,7 +6,11 @@
 #include <QVariant>
 #include <QVariantHash>
 #include <QVariantList>
+#include <QVariantMap>
+#include <algorithm>
 #include <any>
+#include <iterator>
+#include <numeric>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -182,6 +186,213 @@ void walkStandard(benchmark::State& state) {
   }
 }
 
+// ---- Blocks over a million numbers, and over a hundred thousand records
+
+constexpr int kRecords = 100000;
+
+// Spread over the whole range, the same in every run.
+int64_t scattered(int i) { return static_cast<int64_t>(static_cast<uint32_t>(i) * 2654435761u >> 8); }
+double price(int i) { return static_cast<double>(scattered(i) % 100000) / 100; }
+
+NSArray ourNumbers() {
+  NSMutableArray list = NSMutableArray::array();
+  for (int i = 0; i < kCount; ++i) list.addObject(scattered(i));
+  return list.copy().as<NSArray>();
+}
+
+QVariantList qtNumbers() {
+  QVariantList list;
+  for (int i = 0; i < kCount; ++i) list.append(QVariant::fromValue<qlonglong>(scattered(i)));
+  return list;
+}
+
+NSArray ourPrices() {
+  NSMutableArray list = NSMutableArray::array();
+  for (int i = 0; i < kCount; ++i) list.addObject(price(i));
+  return list.copy().as<NSArray>();
+}
+
+QVariantList qtPrices() {
+  QVariantList list;
+  for (int i = 0; i < kCount; ++i) list.append(price(i));
+  return list;
+}
+
+NSArray ourRecords() {
+  NSMutableArray list = NSMutableArray::array();
+  for (int i = 0; i < kRecords; ++i)
+    list.addObject(NSDictionary{{"id", i}, {"number", scattered(i)}, {"price", price(i)}, {"shelf", i % 100}});
+  return list.copy().as<NSArray>();
+}
+
+QVariantList qtRecords() {
+  QVariantList list;
+  for (int i = 0; i < kRecords; ++i)
+    list.append(QVariantMap{{"id", i},
+                            {"number", QVariant::fromValue<qlonglong>(scattered(i))},
+                            {"price", price(i)},
+                            {"shelf", i % 100}});
+  return list;
+}
+
+int64_t ourInteger(const orv::Value& v) { return v.as<NSNumber>().longLongValue(); }
+
+template <auto Make, class Work>
+void over(benchmark::State& state, Work work) {
+  const auto list = Make();
+  for (auto _ : state) benchmark::DoNotOptimize(work(list));
+}
+
+void mapOurs(benchmark::State& state) {
+  over<ourNumbers>(state, [](const NSArray& list) {
+    return list.zuMap([](const orv::Value& v) { return ourInteger(v) * 2; });
+  });
+}
+
+void mapQt(benchmark::State& state) {
+  over<qtNumbers>(state, [](const QVariantList& list) {
+    QVariantList result;
+    result.reserve(list.size());
+    std::transform(list.begin(), list.end(), std::back_inserter(result),
+                   [](const QVariant& v) { return QVariant::fromValue<qlonglong>(v.toLongLong() * 2); });
+    return result;
+  });
+}
+
+// The same work by hand with our own classes.
+void mapByHand(benchmark::State& state) {
+  over<ourNumbers>(state, [](const NSArray& list) {
+    NSMutableArray result = NSMutableArray::arrayWithCapacity(list.count());
+    for (const orv::Value& v : list) result.addObject(ourInteger(v) * 2);
+    return result;
+  });
+}
+
+void filterOurs(benchmark::State& state) {
+  over<ourNumbers>(state, [](const NSArray& list) {
+    return list.zuFilter([](const orv::Value& v) { return ourInteger(v) % 3 == 0; });
+  });
+}
+
+void filterQt(benchmark::State& state) {
+  over<qtNumbers>(state, [](const QVariantList& list) {
+    QVariantList result;
+    std::copy_if(list.begin(), list.end(), std::back_inserter(result),
+                 [](const QVariant& v) { return v.toLongLong() % 3 == 0; });
+    return result;
+  });
+}
+
+void sortOurs(benchmark::State& state) {
+  over<ourNumbers>(state, [](const NSArray& list) {
+    return list.zuSorted(
+        [](const orv::Value& a, const orv::Value& b) { return ourInteger(a) < ourInteger(b); });
+  });
+}
+
+void sortedOurs(benchmark::State& state) {
+  over<ourNumbers>(state, [](const NSArray& list) { return list.sorted(); });
+}
+
+void sortQt(benchmark::State& state) {
+  over<qtNumbers>(state, [](const QVariantList& list) {
+    QVariantList result = list;
+    std::stable_sort(result.begin(), result.end(),
+                     [](const QVariant& a, const QVariant& b) { return a.toLongLong() < b.toLongLong(); });
+    return result;
+  });
+}
+
+void sumOurs(benchmark::State& state) {
+  over<ourNumbers>(state, [](const NSArray& list) { return list.sumValue(); });
+}
+
+void sumQt(benchmark::State& state) {
+  over<qtNumbers>(state, [](const QVariantList& list) {
+    return std::accumulate(list.begin(), list.end(), qlonglong{0},
+                           [](qlonglong sum, const QVariant& v) { return sum + v.toLongLong(); });
+  });
+}
+
+// Exact to the cent beside a sum of doubles.
+void sumPricesOurs(benchmark::State& state) {
+  over<ourPrices>(state, [](const NSArray& list) { return list.sumValue(); });
+}
+
+void sumPricesQt(benchmark::State& state) {
+  over<qtPrices>(state, [](const QVariantList& list) {
+    return std::accumulate(list.begin(), list.end(), 0.0,
+                           [](double sum, const QVariant& v) { return sum + v.toDouble(); });
+  });
+}
+
+void sortRecordsOurs(benchmark::State& state) {
+  over<ourRecords>(state, [](const NSArray& list) { return list.zuSortBy("number"); });
+}
+
+void sortRecordsQt(benchmark::State& state) {
+  over<qtRecords>(state, [](const QVariantList& list) {
+    QVariantList result = list;
+    const QString key = "number";
+    std::stable_sort(result.begin(), result.end(), [&](const QVariant& a, const QVariant& b) {
+      const auto* x = static_cast<const QVariantMap*>(a.constData());
+      const auto* y = static_cast<const QVariantMap*>(b.constData());
+      return x->constFind(key)->toLongLong() > y->constFind(key)->toLongLong();
+    });
+    return result;
+  });
+}
+
+void mapRecordsOurs(benchmark::State& state) {
+  over<ourRecords>(state, [](const NSArray& list) {
+    const NSString key = "number";
+    return list.zuMap([&](const orv::Value& v) { return v.valueForKey(key); });
+  });
+}
+
+void mapRecordsQt(benchmark::State& state) {
+  over<qtRecords>(state, [](const QVariantList& list) {
+    const QString key = "number";
+    QVariantList result;
+    result.reserve(list.size());
+    std::transform(list.begin(), list.end(), std::back_inserter(result), [&](const QVariant& v) {
+      return *static_cast<const QVariantMap*>(v.constData())->constFind(key);
+    });
+    return result;
+  });
+}
+
+void groupRecordsOurs(benchmark::State& state) {
+  over<ourRecords>(state, [](const NSArray& list) {
+    return list.zuGroupBy("shelf", [](const NSArray& group) { return group.count(); });
+  });
+}
+
+void groupRecordsQt(benchmark::State& state) {
+  over<qtRecords>(state, [](const QVariantList& list) {
+    const QString key = "shelf";
+    std::unordered_map<qlonglong, QVariantList> groups;
+    for (const QVariant& v : list)
+      groups[static_cast<const QVariantMap*>(v.constData())->constFind(key)->toLongLong()].append(v);
+    QVariantList result;
+    for (const auto& [shelf, group] : groups) result.append(group.size());
+    return result;
+  });
+}
+
+void sumRecordsOurs(benchmark::State& state) {
+  over<ourRecords>(state, [](const NSArray& list) { return list.valueForKeyPath("@sum.price"); });
+}
+
+void sumRecordsQt(benchmark::State& state) {
+  over<qtRecords>(state, [](const QVariantList& list) {
+    const QString key = "price";
+    return std::accumulate(list.begin(), list.end(), 0.0, [&](double sum, const QVariant& v) {
+      return sum + static_cast<const QVariantMap*>(v.constData())->constFind(key)->toDouble();
+    });
+  });
+}
+
 }  // namespace
 
 BENCHMARK(append<ourArray>)->Name("array/append/ours");
@@ -199,5 +410,26 @@ BENCHMARK(lookUpStandard)->Name("dict/look-up/std");
 BENCHMARK(walkOurs)->Name("dict/iterate/ours");
 BENCHMARK(walkQt)->Name("dict/iterate/qt");
 BENCHMARK(walkStandard)->Name("dict/iterate/std");
+BENCHMARK(mapOurs)->Name("collections/map/ours");
+BENCHMARK(mapQt)->Name("collections/map/qt");
+BENCHMARK(mapByHand)->Name("collections/map/hand");
+BENCHMARK(filterOurs)->Name("collections/filter/ours");
+BENCHMARK(filterQt)->Name("collections/filter/qt");
+BENCHMARK(sortOurs)->Name("collections/sort/ours");
+BENCHMARK(sortQt)->Name("collections/sort/qt");
+BENCHMARK(sortedOurs)->Name("collections/sorted/ours");
+BENCHMARK(sortQt)->Name("collections/sorted/qt");
+BENCHMARK(sumOurs)->Name("collections/sum/ours");
+BENCHMARK(sumQt)->Name("collections/sum/qt");
+BENCHMARK(sumPricesOurs)->Name("collections/sum-prices/ours");
+BENCHMARK(sumPricesQt)->Name("collections/sum-prices/qt");
+BENCHMARK(mapRecordsOurs)->Name("collections/map-records/ours");
+BENCHMARK(mapRecordsQt)->Name("collections/map-records/qt");
+BENCHMARK(sortRecordsOurs)->Name("collections/sort-records/ours");
+BENCHMARK(sortRecordsQt)->Name("collections/sort-records/qt");
+BENCHMARK(groupRecordsOurs)->Name("collections/group-records/ours");
+BENCHMARK(groupRecordsQt)->Name("collections/group-records/qt");
+BENCHMARK(sumRecordsOurs)->Name("collections/sum-records/ours");
+BENCHMARK(sumRecordsQt)->Name("collections/sum-records/qt");
 
 ORVANE_BENCHMARK_MAIN()

@@ -9,5 +9,8 @@
 #include "Orvane/OrvLogContextHandler.h"
 #include "Orvane/OrvQueue.h"
 #include "Orvane/OrvTimeTrack.h"
+#include "Platform/AppKit/NSColor.h"
+#include "Platform/AppKit/NSFont.h"
+#include "Platform/AppKit/NSParagraphStyle.h"
 #include "Platform/CoreServices/UTType.h"
 #include "Platform/Foundation/Foundation.h"

@@ -6,6 +6,8 @@
 #include "Platform/Foundation/Text/StringBuilder.h"
 #include "Platform/Foundation/Values/NSEnumerator.h"
 #include "Platform/Foundation/Values/NSException.h"
+#include "Platform/Foundation/Values/NSPredicate.h"
+#include "Platform/Foundation/Values/NSSortDescriptor.h"
 
 using namespace orv;
 using orv::detail::arrayRep;
@@ -44,12 +46,12 @@ Value arrayByJoining(std::span<const Value> head, std::span<const Value> tail) {
   return detail::Access::adopt(rep);
 }
 
-// The comparator may raise or look at the array: the work is done on a copy.
-std::vector<Value> sorted(const NSArray& array, const NSArray::Comparator& compare) {
-  const auto items = itemsOf(array);
-  std::vector<Value> copy(items.begin(), items.end());
-  std::stable_sort(copy.begin(), copy.end(), [&](const Value& a, const Value& b) { return compare(a, b) < 0; });
-  return copy;
+// The comparator may raise, contradict itself or look at the array.
+NSArray sortedWith(const NSArray& array, const NSArray::Comparator& compare) {
+  if (!compare) return array.copy().as<NSArray>();
+  detail::SortRoom room(array);
+  room.sort([&](const Value& a, const Value& b) { return compare(a, b) > 0; });
+  return detail::Access::cast<NSArray>(room.finish());
 }
 
 }  // namespace
@@ -113,7 +115,15 @@ NSArray NSArray::subarrayWithRange(NSRange range) const {
 }
 
 NSArray NSArray::sortedArrayUsingComparator(const Comparator& compare) const {
-  return isNil() ? NSArray() : arrayWithObjects(sorted(*this, compare));
+  return isNil() ? NSArray() : sortedWith(*this, compare);
+}
+
+NSArray NSArray::sortedArrayUsingDescriptors(const NSArray& descriptors) const {
+  return isNil() ? NSArray() : detail::sortedByDescriptors(*this, descriptors);
+}
+
+NSArray NSArray::filteredArrayUsingPredicate(const Ref<NSPredicate>& predicate) const {
+  return zuFilter([&](const Value& v) { return predicate && predicate->evaluateWithObject(v); });
 }
 
 NSString NSArray::componentsJoinedByString(const NSString& separator) const {
@@ -233,5 +243,13 @@ void NSMutableArray::setArray(const NSArray& other) const {
 
 void NSMutableArray::sortUsingComparator(const Comparator& compare) const {
   if (isNil()) return;
-  setArray(NSArray::arrayWithObjects(sorted(*this, compare)));
+  setArray(sortedWith(*this, compare));
+}
+
+void NSMutableArray::sortUsingDescriptors(const NSArray& descriptors) const {
+  if (!isNil()) setArray(sortedArrayUsingDescriptors(descriptors));
+}
+
+void NSMutableArray::filterUsingPredicate(const Ref<NSPredicate>& predicate) const {
+  if (!isNil()) setArray(filteredArrayUsingPredicate(predicate));
 }

@@ -3,11 +3,12 @@
 #include <initializer_list>
 #include <utility>
 
+#include "Platform/Foundation/Values/Detail/Blocks.h"
 #include "Platform/Foundation/Values/Detail/Iterators.h"
+#include "Platform/Foundation/Values/NSArray.h"
 #include "Platform/Foundation/Values/NSString.h"
 #include "Platform/Foundation/Values/Value.h"
 
-class NSArray;
 class NSEnumerator;
 class NSMutableDictionary;
 
@@ -63,6 +64,24 @@ class ORV_EXPORT NSDictionary : public orv::Value {
     return {rep, rep ? rep->used : 0};
   }
   NSUInteger size() const noexcept { return count(); }
+
+  // NSDictionary(Orvane) - Orvane/Categories/NSDictionary+Orvane.cpp
+
+  // See NSArray::deepMutableCopy.
+  NSMutableDictionary deepMutableCopy() const;
+  // A mutable copy with the other dictionary's entries put over its own; nil and empty ones add nothing.
+  NSMutableDictionary mergeDict(const NSDictionary& other) const;
+  NSMutableDictionary dictionaryByAddingEntriesFromDictionary(const NSDictionary& other) const;
+  // Sets the properties that the object's own class declares (not its bases) and that have an entry here, the
+  // last declared first. Read-only properties and values that are no such object are left alone.
+  void mapValuesToObject(const orv::Value& object) const;
+  // What the block answers for each key and value, nil answers left out. Changing the dictionary's keys from
+  // inside of the block raises NSGenericException when it returns; a nil block gives no elements.
+  template <orv::detail::Block<const orv::Value&, const orv::Value&> F>
+  NSArray zuFlatten(F&& block) const;
+  // A mutable dictionary without the entries whose value is null; dictionaries in it likewise. Nulls in arrays
+  // stay, as does a dictionary that contains itself or lies deeper than 2,048.
+  NSMutableDictionary copyWithNullsStripped() const;
 };
 
 // A dictionary that can change; every handle of it sees the changes. The operations do nothing on a nil
@@ -93,4 +112,21 @@ class ORV_EXPORT NSMutableDictionary : public NSDictionary {
   void removeObjectsForKeys(const NSArray& keys) const;
   void removeAllObjects() const;
   void setDictionary(const NSDictionary& other) const;
+
+  // NSMutableDictionary(Orvane) - Orvane/Categories/NSDictionary+Orvane.cpp
+
+  // Adds 1 to the whole number under a key (see Value::toInt; an absent one is 0), stores and answers the sum,
+  // which wraps around. 0 for a nil key or dictionary.
+  NSInteger incrementCounterForKey(const orv::Value& key) const;
 };
+
+template <orv::detail::Block<const orv::Value&, const orv::Value&> F>
+NSArray NSDictionary::zuFlatten(F&& block) const {
+  if (isNil()) return orv::nil;
+  orv::detail::ArrayMaker result(orv::detail::isAbsent(block) ? 0 : count());
+  orv::detail::walkTable(*this, block, [&](const orv::Value& key, const orv::Value& value) {
+    result.addUnlessNil(orv::detail::answerOf<orv::Value>(block, key, value));
+    return true;
+  });
+  return orv::detail::Access::cast<NSArray>(result.finish());
+}

@@ -190,29 +190,27 @@ bool NSNumber::boolValue() const noexcept {
   }
 }
 
-int64_t NSNumber::longLongValue() const noexcept {
-  if (isInteger(*this)) return static_cast<int64_t>(bits_);
+int64_t NSNumber::longLongOfOther() const noexcept {
   if (kind() == Kind::Double) return clampToSigned(doubleOf(*this));
   return isDecimal() ? detail::decimalOf(*this).toInt64() : 0;
 }
 
 uint64_t NSNumber::unsignedLongLongValue() const noexcept {
-  if (isInteger(*this)) return bits_;
+  if (isInteger()) return bits_;
   if (kind() == Kind::Double) return clampToUnsigned(doubleOf(*this));
   return isDecimal() ? detail::decimalOf(*this).toUInt64() : 0;
 }
 
-double NSNumber::doubleValue() const noexcept {
-  if (kind() == Kind::Double) return doubleOf(*this);
+double NSNumber::doubleOfOther() const noexcept {
   if (kind() == Kind::UInt) return static_cast<double>(bits_);
-  if (isInteger(*this)) return static_cast<double>(static_cast<int64_t>(bits_));
+  if (isInteger()) return static_cast<double>(static_cast<int64_t>(bits_));
   return isDecimal() ? detail::decimalOf(*this).toDouble() : 0;
 }
 
 NSDecimal NSNumber::decimalValue() const {
   if (isDecimal()) return detail::decimalOf(*this);
   if (kind() == Kind::Double) return decimalOfDouble(doubleOf(*this));
-  return isInteger(*this) ? decimalOfInteger(*this) : NSDecimal();
+  return isInteger() ? decimalOfInteger(*this) : NSDecimal();
 }
 
 NSString NSNumber::stringValue() const {

@@ -42,10 +42,14 @@ class ORV_EXPORT NSNumber : public orv::Value {
   uint32_t unsignedIntValue() const noexcept { return static_cast<uint32_t>(unsignedLongLongValue()); }
   NSInteger integerValue() const noexcept { return longLongValue(); }
   NSUInteger unsignedIntegerValue() const noexcept { return unsignedLongLongValue(); }
-  int64_t longLongValue() const noexcept;
+  int64_t longLongValue() const noexcept {
+    return isInteger() ? static_cast<int64_t>(bits_) : longLongOfOther();
+  }
   uint64_t unsignedLongLongValue() const noexcept;
   // Rounded to nearest.
-  double doubleValue() const noexcept;
+  double doubleValue() const noexcept {
+    return kind() == orv::Kind::Double ? __builtin_bit_cast(double, bits_) : doubleOfOther();
+  }
   float floatValue() const noexcept { return static_cast<float>(doubleValue()); }
   // The exact amount; a floating number gives the decimal of its shortest text.
   NSDecimal decimalValue() const;
@@ -68,6 +72,11 @@ class ORV_EXPORT NSNumber : public orv::Value {
   friend std::weak_ordering operator<=>(const NSNumber& a, const NSNumber& b) {
     return static_cast<int>(a.compare(b)) <=> 0;
   }
+
+ private:
+  bool isInteger() const noexcept { return kind() >= orv::Kind::Bool && kind() <= orv::Kind::UInt; }
+  int64_t longLongOfOther() const noexcept;
+  double doubleOfOther() const noexcept;
 };
 
 namespace orv::detail {

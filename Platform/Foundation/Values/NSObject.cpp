@@ -7,11 +7,22 @@
 #include <string>
 #include <typeinfo>
 
+#include "Platform/Foundation/Values/Class.h"
 #include "Platform/Foundation/Values/Detail/Pool.h"
 #include "Platform/Foundation/Values/NSArray.h"
+#include "Platform/Foundation/Values/NSException.h"
 #include "Platform/Foundation/Values/NSString.h"
 
 using namespace orv;
+
+namespace {
+
+const Property* propertyOf(const NSObject& object, const NSString& key) {
+  const Class* objectClass = object.objectClass();
+  return objectClass ? objectClass->property(key) : nullptr;
+}
+
+}  // namespace
 
 NSObject::~NSObject() {
   detail::WeakBox* box = weakBox_.load(std::memory_order_acquire);
@@ -47,8 +58,46 @@ NSString NSObject::stringValue() const { return nil; }
 NSArray NSObject::allKeys() const { return nil; }
 NSInteger NSObject::days() const { return 0; }
 Value NSObject::objectAtIndex(NSUInteger) const { return nil; }
-Value NSObject::valueForKey(const NSString&) const { return nil; }
-Value NSObject::jsonObject() const { return {}; }
+Value NSObject::jsonObject() const { return nil; }
+
+const Class* NSObject::objectClass() const { return nullptr; }
+
+Value NSObject::valueForKey(const NSString& key) const {
+  const Property* property = propertyOf(*this, key);
+  return property ? property->get(*this) : valueForUndefinedKey(key);
+}
+
+void NSObject::setValueForKey(const Value& value, const NSString& key) {
+  const Property* property = propertyOf(*this, key);
+  if (!property || !property->set) return setValueForUndefinedKey(value, key);
+  if (property->isScalar && value.isNil()) return setNilValueForKey(key);
+  property->set(*this, value);
+}
+
+Value NSObject::valueForUndefinedKey(const NSString& key) const {
+  NSException::raise(NSUndefinedKeyException,
+                     NSString::stringWithFormat("[<%@ %p> valueForUndefinedKey:]: this class is not key value "
+                                                "coding-compliant for the key %@.",
+                                                className(), static_cast<const void*>(this), key));
+}
+
+void NSObject::setValueForUndefinedKey(const Value&, const NSString& key) {
+  NSException::raise(
+      NSUndefinedKeyException,
+      NSString::stringWithFormat("[<%@ %p> setValue:forUndefinedKey:]: this class is not key value "
+                                 "coding-compliant for the key %@.",
+                                 className(), static_cast<const void*>(this), key));
+}
+
+void NSObject::setNilValueForKey(const NSString& key) {
+  NSException::raise(
+      NSInvalidArgumentException,
+      NSString::stringWithFormat("[<%@ %p> setNilValueForKey]: could not set nil as the value for the key %@.",
+                                 className(), static_cast<const void*>(this), key));
+}
+
+Value NSObject::copyOfObject() const { return Ref<NSObject>(const_cast<NSObject*>(this)); }
+Value NSObject::mutableCopyOfObject() const { return Ref<NSObject>(const_cast<NSObject*>(this)); }
 
 void* NSObject::operator new(size_t bytes) { return detail::poolAllocate(bytes); }
 void NSObject::operator delete(void* object, size_t bytes) noexcept { detail::poolFree(object, bytes); }

@@ -15,6 +15,7 @@ class NSArray;
 namespace orv {
 template <class T>
 class WeakRef;
+class Class;
 namespace detail {
 class WeakBox;
 }
@@ -53,9 +54,25 @@ class ORV_EXPORT NSObject : public orv::detail::HeapObject {
   virtual NSArray allKeys() const;
   virtual NSInteger days() const;
   virtual orv::Value objectAtIndex(NSUInteger index) const;
+
+  // The properties that the object's class declares (see ORV_PROPERTIES in Class.h); a null pointer for none.
+  virtual const orv::Class* objectClass() const;
+  // The value of a declared property. Any other key goes to valueForUndefinedKey.
   virtual orv::Value valueForKey(const NSString& key) const;
   // What stands for the object in JSON; nil, the default, when nothing does.
   virtual orv::Value jsonObject() const;
+  // Sets a declared property. Any other key, and a read-only property, goes to setValueForUndefinedKey; nil for
+  // a scalar property goes to setNilValueForKey. Numbers and texts are converted to the property's scalar type;
+  // a value of another kind than the property's sets nil.
+  virtual void setValueForKey(const orv::Value& value, const NSString& key);
+  // These raise NSUndefinedKeyException, the last one NSInvalidArgumentException.
+  virtual orv::Value valueForUndefinedKey(const NSString& key) const;
+  virtual void setValueForUndefinedKey(const orv::Value& value, const NSString& key);
+  virtual void setNilValueForKey(const NSString& key);
+
+  // What Value::copy and Value::mutableCopy answer for the object; the default is the object itself.
+  virtual orv::Value copyOfObject() const;
+  virtual orv::Value mutableCopyOfObject() const;
 
   static void* operator new(size_t bytes);
   static void operator delete(void* object, size_t bytes) noexcept;

@@ -3,10 +3,11 @@
 #include <initializer_list>
 #include <span>
 
+#include "Platform/Foundation/Values/Detail/Blocks.h"
 #include "Platform/Foundation/Values/Detail/Iterators.h"
+#include "Platform/Foundation/Values/NSArray.h"
 #include "Platform/Foundation/Values/Value.h"
 
-class NSArray;
 class NSEnumerator;
 class NSMutableSet;
 
@@ -58,6 +59,19 @@ class ORV_EXPORT NSSet : public orv::Value {
     return {rep, rep ? rep->used : 0};
   }
   NSUInteger size() const noexcept { return count(); }
+
+  // NSSet(Orvane) - Orvane/Categories/NSSet+Orvane.cpp
+  // As the operations of arrays with these names.
+  template <orv::detail::Block<const orv::Value&> F>
+  NSMutableSet zuMap(F&& block) const;
+  template <orv::detail::Block<const orv::Value&> F>
+  NSMutableSet zuFilter(F&& block) const;
+  template <orv::detail::Block<const orv::Value&> F>
+  orv::Value zuAny(F&& block) const;
+  template <orv::detail::Block<const orv::Value&, const orv::Value&> F>
+  NSArray zuSorted(F&& isBefore) const {
+    return allObjects().zuSorted(std::forward<F>(isBefore));
+  }
 };
 
 // A set that can change; every handle of it sees the changes. The operations do nothing on a nil handle and
@@ -105,4 +119,42 @@ class ORV_EXPORT NSCountedSet : public NSMutableSet {
   static NSCountedSet setWithArray(const NSArray& members);
 
   NSUInteger countForObject(const orv::Value& object) const;
+
+  // NSCountedSet(Orvane) - Orvane/Categories/NSSet+Orvane.cpp
+
+  // The distinct members by how often they were added; equally frequent ones in the order of the set.
+  NSArray sortedArrayByCountAscending(bool ascending) const;
 };
+
+template <orv::detail::Block<const orv::Value&> F>
+NSMutableSet NSSet::zuMap(F&& block) const {
+  if (isNil()) return orv::nil;
+  const NSMutableSet result = NSMutableSet::set();
+  orv::detail::walkTable(*this, block, [&](const orv::Value& member, const orv::Value&) {
+    if (const auto mapped = orv::detail::answerOf<orv::Value>(block, member)) result.addObject(mapped);
+    return true;
+  });
+  return result;
+}
+
+template <orv::detail::Block<const orv::Value&> F>
+NSMutableSet NSSet::zuFilter(F&& block) const {
+  if (isNil()) return orv::nil;
+  const NSMutableSet result = NSMutableSet::set();
+  orv::detail::walkTable(*this, block, [&](const orv::Value& member, const orv::Value&) {
+    if (orv::detail::answerOf<bool>(block, member)) result.addObject(member);
+    return true;
+  });
+  return result;
+}
+
+template <orv::detail::Block<const orv::Value&> F>
+orv::Value NSSet::zuAny(F&& block) const {
+  orv::Value found;
+  orv::detail::walkTable(*this, block, [&](const orv::Value& member, const orv::Value&) {
+    if (!orv::detail::answerOf<bool>(block, member)) return true;
+    found = member;
+    return false;
+  });
+  return found;
+}

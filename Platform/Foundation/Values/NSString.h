@@ -11,6 +11,8 @@
 class NSArray;
 class NSCharacterSet;
 class NSData;
+class NSDictionary;
+class NSMutableAttributedString;
 
 // How strings are compared and searched; values combine with |.
 enum NSStringCompareOptions : NSUInteger {
@@ -195,6 +197,12 @@ class ORV_EXPORT NSString : public orv::Value {
 
   // The tree of a JSON text, all containers mutable; nil, and no log line, when it is none.
   orv::Value fromJSON() const;
+
+  // NSString(OrvaneAttributed) - Orvane/Categories/NSString+OrvaneAttributed.cpp
+
+  // The text to be styled, without or with attributes on the whole of it. Nil: nil.
+  NSMutableAttributedString attributedString() const;
+  NSMutableAttributedString attributedStringWithAttributes(const NSDictionary& attributes) const;
 };
 
 template <class... Args>

@@ -141,21 +141,6 @@ Value copyOfTable(const TableRep* rep, bool isMutable) {
   return owner;
 }
 
-Value valuesForKey(const Value& collection, const NSString& key) {
-  const auto valueOrNull = [&](const Value& element) {
-    Value v = element.valueForKey(key);
-    return v.isNil() ? Value(NSNull::null()) : v;
-  };
-  if (const NSArray array = collection.as<NSArray>()) {
-    NSMutableArray result = NSMutableArray::arrayWithCapacity(array.count());
-    for (const Value& element : array) result.addObject(valueOrNull(element));
-    return result.copy();
-  }
-  NSMutableSet result = NSMutableSet::set();
-  for (const Value& element : collection.as<NSSet>()) result.addObject(valueOrNull(element));
-  return result.copy();
-}
-
 const char* containerName(const Value& v) {
   const bool isMutable = detail::Access::heap(v)->has(detail::HeapObject::Mutable);
   switch (v.kind()) {
@@ -230,6 +215,7 @@ NSString Value::className() const {
 }
 
 Value Value::copy() const {
+  if (const NSObject* object = objectOf(*this)) return object->copyOfObject();
   const detail::HeapObject* object = isHeap() ? heap() : nullptr;
   if (!object || !object->has(detail::HeapObject::Mutable)) return *this;
   if (kind() == Kind::Array) return copyOfArray(arrayRep(*this), false);
@@ -238,6 +224,7 @@ Value Value::copy() const {
 
 Value Value::mutableCopy() const {
   if (kind() == Kind::Array) return copyOfArray(arrayRep(*this), true);
+  if (const NSObject* object = objectOf(*this)) return object->mutableCopyOfObject();
   return tableRep(*this) ? copyOfTable(tableRep(*this), true) : *this;
 }
 
@@ -246,13 +233,6 @@ NSUInteger Value::count() const {
   if (const TableRep* table = tableRep(*this)) return table->count;
   const NSObject* object = objectOf(*this);
   return object ? object->count() : 0;
-}
-
-Value Value::valueForKey(const NSString& key) const {
-  if (kind() == Kind::Dictionary) return as<NSDictionary>().objectForKey(key);
-  if (kind() == Kind::Array || isSetKind(kind())) return valuesForKey(*this, key);
-  const NSObject* object = objectOf(*this);
-  return object ? object->valueForKey(key) : Value();
 }
 
 std::ostream& operator<<(std::ostream& out, const Value& value) {

@@ -146,18 +146,39 @@ class ORV_EXPORT Value {
   NSString className() const;
 
   // An independent value that no longer changes. Free for immutable values; one level deep for containers.
-  // Objects answer themselves.
+  // Objects answer their copyOfObject, by default themselves.
   Value copy() const;
 
-  // A new container with the same elements that can be changed. Everything else answers itself.
+  // A new container with the same elements that can be changed. Objects answer their mutableCopyOfObject,
+  // everything else itself.
   Value mutableCopy() const;
 
   // Number of elements of a container, or what an object answers. Everything else: 0.
   NSUInteger count() const;
 
-  // The value under a key: a dictionary's entry, each element's value for an array or a set (null
-  // where there is none), an object's own answer. Everything else: nil.
+  // Key-value coding - Platform/Foundation/Values/Value+KeyValueCoding.cpp
+
+  // The value under a key: a dictionary's entry, each element's value for an array or a set (null where there
+  // is none), an object's own answer, which raises NSUndefinedKeyException for a key it does not know. "self"
+  // is the value itself, unless a dictionary has such an entry; "@count", "@allKeys" and "@allValues" ask a
+  // container itself. Everything else: nil.
   Value valueForKey(const NSString& key) const;
+  // The value at the end of a path of keys joined by periods. On arrays and sets a component may be an
+  // operator, applied to what the rest of the path gives for each element:
+  //   @count                        the number of elements
+  //   @sum, @avg                    a decimal number, 0 for no elements; texts count as the number at their
+  //   start,
+  //                                 everything else that is no number as 0
+  //   @min, @max                    the smallest and largest number, text or date, by the kind of the first
+  //                                 one; nil when there is none
+  //   @unionOfObjects               an array of all that is not nil
+  //   @distinctUnionOfObjects       the same, equal values once, where the first one stood
+  // Raises NSInvalidArgumentException for an operator that is none of these or has no path after it.
+  Value valueForKeyPath(const NSString& path) const;
+  // Stores in a mutable dictionary (nil removes), in each element of an array or a set, or in an object. Raises
+  // NSUndefinedKeyException for an immutable dictionary and where an object does; does nothing to other values.
+  void setValueForKey(const Value& value, const NSString& key) const;
+  void setValueForKeyPath(const Value& value, const NSString& path) const;
 
   // Nil equals nil here, unlike isEqual: what == is expected to say.
   friend bool operator==(const Value& a, const Value& b) { return a.isSame(b) || a.isEqual(b); }
