@@ -1,0 +1,237 @@
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <vector>
+
+#include "Platform/Foundation/Text/UnitSearch.h"
+#include "Platform/Foundation/Values/Detail/StringRep.h"
+#include "Platform/Foundation/Values/NSString.h"
+
+using namespace orv;
+using detail::Units;
+
+// Levenshtein's distance by bits (Myers, in Hyyrö's form). One text stands along the rows of the table of
+// distances, 64 rows to a word; the other along its columns. A word holds the differences between neighbouring
+// rows of one column, each -1, 0 or +1, and a column follows from the one before in a dozen operations for all
+// 64 rows.
+namespace {
+
+constexpr size_t kWordRows = 64;
+// Words that are carried along the columns together, in registers.
+constexpr size_t kBandWords = 4;
+constexpr size_t kBandRows = kWordRows * kBandWords;
+
+// The differences between the rows of a column.
+struct Column {
+  uint64_t plus = ~uint64_t{0};
+  uint64_t minus = 0;
+
+  // Goes on to the next column. `equal` has the rows whose unit is that column's; `carryPlus` and `carryMinus`
+  // are the difference along the row above, and become that along the last row.
+  void step(uint64_t equal, uint64_t& carryPlus, uint64_t& carryMinus) noexcept {
+    const uint64_t down = equal | minus;
+    equal |= carryMinus;
+    const uint64_t across = (((equal & plus) + plus) ^ plus) | equal;
+    uint64_t rowPlus = minus | ~(across | plus);
+    uint64_t rowMinus = plus & across;
+    const uint64_t lastPlus = rowPlus >> 63;
+    const uint64_t lastMinus = rowMinus >> 63;
+    rowPlus = rowPlus << 1 | carryPlus;
+    rowMinus = rowMinus << 1 | carryMinus;
+    plus = rowMinus | ~(down | rowPlus);
+    minus = rowPlus & down;
+    carryPlus = lastPlus;
+    carryMinus = lastMinus;
+  }
+
+  // The sum of the differences of the first rows.
+  int64_t sum(size_t rows) const noexcept {
+    const uint64_t mask = rows < kWordRows ? (uint64_t{1} << rows) - 1 : ~uint64_t{0};
+    return std::popcount(plus & mask) - std::popcount(minus & mask);
+  }
+};
+
+// The rows at which each 8-bit unit stands. The table is cleared by going through the units again, since most
+// often they are fewer than the entries.
+template <size_t kWords>
+class NarrowRows {
+ public:
+  using Row = std::array<uint64_t, kWords>;
+
+  template <class Unit>
+  void add(const Unit* units, size_t count) noexcept {
+    for (size_t i = 0; i < count; ++i)
+      if (units[i] < 256) table_[units[i]][i / kWordRows] |= uint64_t{1} << i % kWordRows;
+  }
+  template <class Unit>
+  void remove(const Unit* units, size_t count) noexcept {
+    for (size_t i = 0; i < count; ++i)
+      if (units[i] < 256) table_[units[i]] = {};
+  }
+  const Row& operator[](uint8_t unit) const noexcept { return table_[unit]; }
+
+ private:
+  std::array<Row, 256> table_{};
+};
+
+// The same for any units: a hash table with at most half of its places taken.
+template <size_t kWords>
+class WideRows {
+ public:
+  using Row = std::array<uint64_t, kWords>;
+
+  template <class Unit>
+  void add(const Unit* units, size_t count) noexcept {
+    for (size_t i = 0; i < count; ++i) {
+      const size_t place = placeOf(units[i]);
+      Entry& entry = entries_[place];
+      if (!entry.used) {
+        entry.used = true;
+        entry.unit = units[i];
+        taken_[takenCount_++] = static_cast<uint16_t>(place);
+      }
+      entry.row[i / kWordRows] |= uint64_t{1} << i % kWordRows;
+    }
+  }
+  template <class Unit>
+  void remove(const Unit*, size_t) noexcept {
+    while (takenCount_ > 0) entries_[taken_[--takenCount_]] = {};
+  }
+  const Row& operator[](char16_t unit) const noexcept { return entries_[placeOf(unit)].row; }
+
+ private:
+  static constexpr size_t kPlaces = 2 * kWords * kWordRows;
+
+  struct Entry {
+    char16_t unit = 0;
+    bool used = false;
+    Row row{};
+  };
+
+  // Where a unit is, or would be: the row of an unused place is empty.
+  size_t placeOf(char16_t unit) const noexcept {
+    size_t place = (unit * 0x9E37u >> 4) & (kPlaces - 1);
+    while (entries_[place].used && entries_[place].unit != unit) place = (place + 1) & (kPlaces - 1);
+    return place;
+  }
+
+  std::array<Entry, kPlaces> entries_{};
+  std::array<uint16_t, kPlaces / 2> taken_{};
+  size_t takenCount_ = 0;
+};
+
+template <class Unit, size_t kWords>
+using Rows = std::conditional_t<sizeof(Unit) == 1, NarrowRows<kWords>, WideRows<kWords>>;
+
+// Up to 64 rows: one word.
+template <class RowUnit, class ColumnUnit>
+int64_t distanceOfShort(const RowUnit* rows, size_t rowCount, const ColumnUnit* columns, size_t columnCount) {
+  thread_local Rows<ColumnUnit, 1> places;
+  places.add(rows, rowCount);
+  Column column;
+  for (size_t i = 0; i < columnCount; ++i) {
+    uint64_t carryPlus = 1, carryMinus = 0;  // the first row counts 0, 1, 2, ...
+    column.step(places[columns[i]][0], carryPlus, carryMinus);
+  }
+  places.remove(rows, rowCount);
+  return static_cast<int64_t>(columnCount) + column.sum(rowCount);
+}
+
+// Carries a band of words along all columns. `carries` holds the differences along the row above the band, bit
+// 0 for +1 and bit 1 for -1, and then those along its last row. Answers the sum of the differences of the last
+// column.
+template <size_t kWords, class Places, class Unit>
+int64_t runBand(const Places& places, size_t rowCount, const Unit* columns, size_t columnCount,
+                uint8_t* carries) {
+  Column band[kWords];
+  for (size_t i = 0; i < columnCount; ++i) {
+    uint64_t carryPlus = carries[i] & 1, carryMinus = carries[i] >> 1;
+    const auto& equal = places[columns[i]];
+#pragma GCC unroll 4
+    for (size_t word = 0; word < kWords; ++word) band[word].step(equal[word], carryPlus, carryMinus);
+    carries[i] = static_cast<uint8_t>(carryPlus | carryMinus << 1);
+  }
+  int64_t sum = 0;
+  for (size_t word = 0; word < kWords; ++word)
+    sum += band[word].sum(std::min(kWordRows, rowCount - word * kWordRows));
+  return sum;
+}
+
+// Any number of rows, in bands from the top down.
+template <class RowUnit, class ColumnUnit>
+int64_t distanceOfLong(const RowUnit* rows, size_t rowCount, const ColumnUnit* columns, size_t columnCount) {
+  using Places = Rows<ColumnUnit, kBandWords>;
+  const auto places = std::make_unique<Places>();
+  std::vector<uint8_t> carries(columnCount, 1);
+  auto distance = static_cast<int64_t>(columnCount);
+  for (size_t top = 0; top < rowCount; top += kBandRows) {
+    const size_t count = std::min(kBandRows, rowCount - top);
+    places->add(rows + top, count);
+    const auto run = [&]<size_t kWords>(std::integral_constant<size_t, kWords>) {
+      return runBand<kWords>(*places, count, columns, columnCount, carries.data());
+    };
+    switch ((count + kWordRows - 1) / kWordRows) {
+      case 1: distance += run(std::integral_constant<size_t, 1>()); break;
+      case 2: distance += run(std::integral_constant<size_t, 2>()); break;
+      case 3: distance += run(std::integral_constant<size_t, 3>()); break;
+      default: distance += run(std::integral_constant<size_t, kBandWords>()); break;
+    }
+    places->remove(rows + top, count);
+  }
+  return distance;
+}
+
+template <class A, class B>
+size_t commonStart(const A* a, const B* b, size_t most) noexcept {
+  size_t count = 0;
+  while (count < most && a[count] == b[count]) ++count;
+  return count;
+}
+
+template <class A, class B>
+size_t commonEnd(const A* aEnd, const B* bEnd, size_t most) noexcept {
+  size_t count = 0;
+  while (count < most && *(aEnd - count - 1) == *(bEnd - count - 1)) ++count;
+  return count;
+}
+
+// The shorter text's memory is what the longer calculation needs: it stands along the columns there. In the
+// short one it stands along the rows, where it fits into a word.
+template <class Long, class Short>
+int64_t distanceBetween(const Long* longer, size_t longCount, const Short* shorter, size_t shortCount) {
+  const size_t start = commonStart(longer, shorter, shortCount);
+  const size_t end = commonEnd(longer + longCount, shorter + shortCount, shortCount - start);
+  longer += start;
+  shorter += start;
+  longCount -= start + end;
+  shortCount -= start + end;
+  if (shortCount == 0) return static_cast<int64_t>(longCount);
+  return shortCount <= kWordRows ? distanceOfShort(shorter, shortCount, longer, longCount)
+                                 : distanceOfLong(longer, longCount, shorter, shortCount);
+}
+
+}  // namespace
+
+int64_t NSString::computeLevenshteinDistanceWithString(const NSString& other) const {
+  if (isNil()) return 0;
+  if (length() == 0 || other.length() == 0) return -1;
+  const bool swapped = length() < other.length();
+  const Units longer = detail::unitsOf(swapped ? other : *this);
+  const Units shorter = detail::unitsOf(swapped ? *this : other);
+  return detail::withUnits(longer, [&](auto* longUnits, size_t longCount) {
+    return detail::withUnits(shorter, [&](auto* shortUnits, size_t shortCount) {
+      return distanceBetween(longUnits, longCount, shortUnits, shortCount);
+    });
+  });
+}
+
+double NSString::computeLevenshteinDistanceQuotientWithString(const NSString& other) const {
+  if (isNil()) return 0;
+  const int64_t distance = computeLevenshteinDistanceWithString(other);
+  if (distance < 0) return 1;
+  const auto total = static_cast<double>(length()) + static_cast<double>(other.length());
+  return static_cast<double>(distance) / (total * 0.5);
+}
