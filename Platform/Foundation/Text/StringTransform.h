@@ -11,7 +11,7 @@ namespace orv::detail {
 // answered itself.
 ORV_EXPORT NSString plainLatin(const NSString& text);
 
-// The same by the transforms alone.
+// The same without the table.
 ORV_EXPORT NSString plainLatinByTransforms(const NSString& text);
 
 // The text in ASCII, for where there are no transforms: what the table knows without its accents, anything else

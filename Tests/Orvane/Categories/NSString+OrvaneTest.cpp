@@ -60,9 +60,12 @@ TEST(UnitScan, WhiteSpaceAndNewlinesAreThoseOfTheCharacterSets) {
   const NSCharacterSet newlines = NSCharacterSet::newlineCharacterSet();
   for (char32_t c = 0; c <= 0x10FFFF; ++c) {
     const bool small = c <= 0xFFFF;
-    EXPECT_EQ(small && detail::isWhiteSpace(static_cast<char16_t>(c)), blanks.longCharacterIsMember(c)) << static_cast<uint32_t>(c);
-    EXPECT_EQ(small && detail::isBlankUnit(static_cast<char16_t>(c)), blanks.longCharacterIsMember(c)) << static_cast<uint32_t>(c);
-    EXPECT_EQ(small && detail::isNewline(static_cast<char16_t>(c)), newlines.longCharacterIsMember(c)) << static_cast<uint32_t>(c);
+    EXPECT_EQ(small && detail::isWhiteSpace(static_cast<char16_t>(c)), blanks.longCharacterIsMember(c))
+        << static_cast<uint32_t>(c);
+    EXPECT_EQ(small && detail::isBlankUnit(static_cast<char16_t>(c)), blanks.longCharacterIsMember(c))
+        << static_cast<uint32_t>(c);
+    EXPECT_EQ(small && detail::isNewline(static_cast<char16_t>(c)), newlines.longCharacterIsMember(c))
+        << static_cast<uint32_t>(c);
   }
 }
 
