@@ -305,7 +305,18 @@ NSMutableArray NSString::split() const {
 }
 
 NSMutableArray NSString::splitBy(const NSString& separator) const {
-  return componentsSeparatedByString(separator).mutableCopy();
+  if (isNil()) return nil;
+  const NSMutableArray pieces = NSMutableArray::array();
+  const Units all = detail::unitsOf(*this), wanted = detail::unitsOf(separator);
+  size_t from = 0;
+  for (;;) {
+    const size_t found = detail::findUnits(detail::unitsIn(all, from, all.length - from), wanted);
+    if (found == detail::kNoMatch) break;
+    pieces.addObject(partOf(*this, {from, from + found}));
+    from += found + wanted.length;
+  }
+  pieces.addObject(partOf(*this, {from, all.length}));
+  return pieces;
 }
 
 NSString NSString::collapse() const {

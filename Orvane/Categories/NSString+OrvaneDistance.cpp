@@ -24,27 +24,32 @@ constexpr size_t kWordRows = 64;
 constexpr size_t kBandWords = 4;
 constexpr size_t kBandRows = kWordRows * kBandWords;
 
+// The difference between two columns in one row, as two bits: +1 is 0 0, 0 is 1 0, -1 is 1 1.
+struct Carry {
+  uint64_t notPlus;
+  uint64_t minus;
+};
+
 // The differences between the rows of a column.
 struct Column {
   uint64_t plus = ~uint64_t{0};
   uint64_t minus = 0;
 
-  // Goes on to the next column. `equal` has the rows whose unit is that column's; `carryPlus` and `carryMinus`
-  // are the difference along the row above, and become that along the last row.
-  void step(uint64_t equal, uint64_t& carryPlus, uint64_t& carryMinus) noexcept {
+  // Goes on to the next column. `equal` has the rows whose unit is that column's. The carry is the difference
+  // along the row above, and becomes that along the last row. The formulas are turned so that the longest chain
+  // of operations from one column to the next is short.
+  void step(uint64_t equal, Carry& carry) noexcept {
     const uint64_t down = equal | minus;
-    equal |= carryMinus;
-    const uint64_t across = (((equal & plus) + plus) ^ plus) | equal;
-    uint64_t rowPlus = minus | ~(across | plus);
-    uint64_t rowMinus = plus & across;
-    const uint64_t lastPlus = rowPlus >> 63;
-    const uint64_t lastMinus = rowMinus >> 63;
-    rowPlus = rowPlus << 1 | carryPlus;
-    rowMinus = rowMinus << 1 | carryMinus;
-    plus = rowMinus | ~(down | rowPlus);
-    minus = rowPlus & down;
-    carryPlus = lastPlus;
-    carryMinus = lastMinus;
+    equal |= carry.minus;
+    const uint64_t run = ((equal & plus) + plus) ^ plus;
+    uint64_t rowNotPlus = (run | (equal | plus)) & ~minus;
+    uint64_t rowMinus = plus & (run | equal);
+    const Carry last{rowNotPlus >> 63, rowMinus >> 63};
+    rowNotPlus = rowNotPlus << 1 | carry.notPlus;
+    rowMinus = rowMinus << 1 | carry.minus;
+    plus = rowMinus | (rowNotPlus & ~down);
+    minus = down & ~rowNotPlus;
+    carry = last;
   }
 
   // The sum of the differences of the first rows.
@@ -77,7 +82,8 @@ class NarrowRows {
   std::array<Row, 256> table_{};
 };
 
-// The same for any units: a hash table with at most half of its places taken.
+// The same for any units. Most texts keep to Latin-1 and one more block of 256 units, which have tables; the
+// rest is in a hash table with at most half of its places taken.
 template <size_t kWords>
 class WideRows {
  public:
@@ -85,24 +91,22 @@ class WideRows {
 
   template <class Unit>
   void add(const Unit* units, size_t count) noexcept {
-    for (size_t i = 0; i < count; ++i) {
-      const size_t place = placeOf(units[i]);
-      Entry& entry = entries_[place];
-      if (!entry.used) {
-        entry.used = true;
-        entry.unit = units[i];
-        taken_[takenCount_++] = static_cast<uint16_t>(place);
-      }
-      entry.row[i / kWordRows] |= uint64_t{1} << i % kWordRows;
-    }
+    page_ = pageOf(units, count);
+    for (size_t i = 0; i < count; ++i) rowFor(units[i])[i / kWordRows] |= uint64_t{1} << i % kWordRows;
   }
   template <class Unit>
-  void remove(const Unit*, size_t) noexcept {
+  void remove(const Unit* units, size_t count) noexcept {
+    for (size_t i = 0; i < count; ++i)
+      if (const size_t place = tablePlaceOf(units[i]); place < kTablePlaces) table_[place] = {};
     while (takenCount_ > 0) entries_[taken_[--takenCount_]] = {};
   }
-  const Row& operator[](char16_t unit) const noexcept { return entries_[placeOf(unit)].row; }
+  const Row& operator[](char16_t unit) const noexcept {
+    const size_t place = tablePlaceOf(unit);
+    return place < kTablePlaces ? table_[place] : entries_[placeOf(unit)].row;
+  }
 
  private:
+  static constexpr size_t kTablePlaces = 512;
   static constexpr size_t kPlaces = 2 * kWords * kWordRows;
 
   struct Entry {
@@ -111,6 +115,31 @@ class WideRows {
     Row row{};
   };
 
+  // The block of the first unit that is beyond Latin-1.
+  template <class Unit>
+  static unsigned pageOf(const Unit* units, size_t count) noexcept {
+    for (size_t i = 0; i < count; ++i)
+      if (const unsigned page = units[i] >> 8; page != 0) return page;
+    return 0;
+  }
+
+  size_t tablePlaceOf(char16_t unit) const noexcept {
+    const unsigned page = unit >> 8;
+    return page == 0 ? unit : page == page_ ? 256 + (unit & 0xFFu) : kTablePlaces;
+  }
+
+  Row& rowFor(char16_t unit) noexcept {
+    if (const size_t place = tablePlaceOf(unit); place < kTablePlaces) return table_[place];
+    const size_t place = placeOf(unit);
+    Entry& entry = entries_[place];
+    if (!entry.used) {
+      entry.used = true;
+      entry.unit = unit;
+      taken_[takenCount_++] = static_cast<uint16_t>(place);
+    }
+    return entry.row;
+  }
+
   // Where a unit is, or would be: the row of an unused place is empty.
   size_t placeOf(char16_t unit) const noexcept {
     size_t place = (unit * 0x9E37u >> 4) & (kPlaces - 1);
@@ -118,41 +147,50 @@ class WideRows {
     return place;
   }
 
+  unsigned page_ = 0;
+  size_t takenCount_ = 0;
+  std::array<Row, kTablePlaces> table_{};
   std::array<Entry, kPlaces> entries_{};
   std::array<uint16_t, kPlaces / 2> taken_{};
-  size_t takenCount_ = 0;
 };
 
 template <class Unit, size_t kWords>
 using Rows = std::conditional_t<sizeof(Unit) == 1, NarrowRows<kWords>, WideRows<kWords>>;
 
+// A table that is empty between calls, each thread's own. Not inlined, since the compiler would look it up for
+// each access.
+template <class Places>
+[[gnu::noinline]] Places& keptRows() noexcept {
+  thread_local Places places;
+  return places;
+}
+
 // Up to 64 rows: one word.
 template <class RowUnit, class ColumnUnit>
 int64_t distanceOfShort(const RowUnit* rows, size_t rowCount, const ColumnUnit* columns, size_t columnCount) {
-  thread_local Rows<ColumnUnit, 1> places;
+  Rows<ColumnUnit, 1>& places = keptRows<Rows<ColumnUnit, 1>>();
   places.add(rows, rowCount);
   Column column;
   for (size_t i = 0; i < columnCount; ++i) {
-    uint64_t carryPlus = 1, carryMinus = 0;  // the first row counts 0, 1, 2, ...
-    column.step(places[columns[i]][0], carryPlus, carryMinus);
+    Carry carry{0, 0};  // the first row counts 0, 1, 2, ...
+    column.step(places[columns[i]][0], carry);
   }
   places.remove(rows, rowCount);
   return static_cast<int64_t>(columnCount) + column.sum(rowCount);
 }
 
-// Carries a band of words along all columns. `carries` holds the differences along the row above the band, bit
-// 0 for +1 and bit 1 for -1, and then those along its last row. Answers the sum of the differences of the last
-// column.
+// Carries a band of words along all columns. `carries` holds the differences along the row above the band, a
+// carry's bits each, and then those along its last row. Answers the sum of the differences of the last column.
 template <size_t kWords, class Places, class Unit>
 int64_t runBand(const Places& places, size_t rowCount, const Unit* columns, size_t columnCount,
                 uint8_t* carries) {
   Column band[kWords];
   for (size_t i = 0; i < columnCount; ++i) {
-    uint64_t carryPlus = carries[i] & 1, carryMinus = carries[i] >> 1;
+    Carry carry{carries[i] & uint64_t{1}, uint64_t{carries[i]} >> 1};
     const auto& equal = places[columns[i]];
 #pragma GCC unroll 4
-    for (size_t word = 0; word < kWords; ++word) band[word].step(equal[word], carryPlus, carryMinus);
-    carries[i] = static_cast<uint8_t>(carryPlus | carryMinus << 1);
+    for (size_t word = 0; word < kWords; ++word) band[word].step(equal[word], carry);
+    carries[i] = static_cast<uint8_t>(carry.notPlus | carry.minus << 1);
   }
   int64_t sum = 0;
   for (size_t word = 0; word < kWords; ++word)
@@ -165,7 +203,7 @@ template <class RowUnit, class ColumnUnit>
 int64_t distanceOfLong(const RowUnit* rows, size_t rowCount, const ColumnUnit* columns, size_t columnCount) {
   using Places = Rows<ColumnUnit, kBandWords>;
   const auto places = std::make_unique<Places>();
-  std::vector<uint8_t> carries(columnCount, 1);
+  std::vector<uint8_t> carries(columnCount, 0);
   auto distance = static_cast<int64_t>(columnCount);
   for (size_t top = 0; top < rowCount; top += kBandRows) {
     const size_t count = std::min(kBandRows, rowCount - top);

@@ -1,8 +1,8 @@
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <string_view>
 
-#include "Orvane/OrvAssert.h"
 #include "Platform/Foundation/Text/StringBuilder.h"
 #include "Platform/Foundation/Text/Unicode.h"
 #include "Platform/Foundation/Text/UnitScan.h"
@@ -56,7 +56,7 @@ size_t encodedLength(const char16_t* units, size_t count) noexcept {
   return length;
 }
 
-uint8_t* writeEscape(uint8_t* out, uint8_t byte) noexcept {
+constexpr uint8_t* writeEscape(uint8_t* out, uint8_t byte) noexcept {
   constexpr char kDigits[] = "0123456789ABCDEF";
   out[0] = '%';
   out[1] = static_cast<uint8_t>(kDigits[byte >> 4]);
@@ -64,13 +64,43 @@ uint8_t* writeEscape(uint8_t* out, uint8_t byte) noexcept {
   return out + kEscapeLength;
 }
 
-template <class Unit>
-void encode(const Unit* units, size_t count, uint8_t* out) noexcept {
+// What each Latin-1 unit is written as, filled up to a word.
+using EncodedUnit = std::array<uint8_t, 8>;
+
+constexpr std::array<EncodedUnit, 256> makeEncodedUnits() {
+  std::array<EncodedUnit, 256> units{};
+  for (size_t c = 0; c < 256; ++c) {
+    const auto byte = static_cast<uint8_t>(c);
+    if (kLengths[c] == 1)
+      units[c][0] = byte;
+    else if (kLengths[c] == kEscapeLength)
+      writeEscape(units[c].data(), byte);
+    else
+      writeEscape(writeEscape(units[c].data(), static_cast<uint8_t>(0xC0 | byte >> 6)),
+                  static_cast<uint8_t>(0x80 | (byte & 0x3F)));
+  }
+  return units;
+}
+
+constexpr std::array<EncodedUnit, 256> kEncodedUnits = makeEncodedUnits();
+
+// Whole words are written, each over the unused end of the one before, as long as there is room for one.
+void encode(const uint8_t* units, size_t count, uint8_t* out, size_t length) noexcept {
+  const uint8_t* const end = out + length;
+  size_t i = 0;
+  for (; i < count && static_cast<size_t>(end - out) >= sizeof(EncodedUnit); ++i) {
+    detail::storeWord(out, kEncodedUnits[units[i]]);
+    out += kLengths[units[i]];
+  }
+  for (; i < count; ++i) out = std::copy_n(kEncodedUnits[units[i]].data(), kLengths[units[i]], out);
+}
+
+void encode(const char16_t* units, size_t count, uint8_t* out, size_t) noexcept {
   for (size_t i = 0; i < count;) {
     const detail::CodePoint c = detail::codePointAt(units, count, i);
     i += c.units;
-    if (c.value < 0x80 && kLengths[c.value] == 1) {
-      *out++ = static_cast<uint8_t>(c.value);
+    if (c.value < 0x100) {
+      out = std::copy_n(kEncodedUnits[c.value].data(), kLengths[c.value], out);
       continue;
     }
     char bytes[4];
@@ -129,7 +159,7 @@ NSString NSString::urlEncode() const {
     if (length == kRefused) return nil;
     if (length == count) return *this;
     detail::StringRep* rep = StringFactory::allocate(length, false);
-    encode(units, count, static_cast<uint8_t*>(rep->inlineUnits()));
+    encode(units, count, static_cast<uint8_t*>(rep->inlineUnits()), length);
     return StringFactory::adopt(rep);
   });
 }

@@ -60,7 +60,7 @@ template <char16_t kBelow, char16_t... kMembers>
 struct UnitClass {
   template <class Unit>
   static bool contains(Unit unit) noexcept {
-    return unit < kBelow || ((unit == kMembers) || ...);
+    return unit < 256 && kMember[unit];
   }
 
   // The position of the first member at or after `from`, or the length.
@@ -76,6 +76,9 @@ struct UnitClass {
   }
 
  private:
+  static constexpr std::array<bool, 256> kMember =
+      tableOf([](char16_t unit) { return unit < kBelow || ((unit == kMembers) || ...); });
+
   template <class Unit>
   static ByteBlock members(typename UnitLanes<Unit>::Block block) noexcept {
     using Block = typename UnitLanes<Unit>::Block;

@@ -89,6 +89,23 @@ TEST(NSStringLatin, LongNamesOfAnyScriptAreShortened) {
   }
 }
 
+// Of a long 8-bit text only the start is looked at where that is enough.
+TEST(NSStringLatin, LongNamesAreTheirSteps) {
+  const std::string x(5000, 'x'), blanks(5000, ' ');
+  for (const std::string& name :
+       {x, blanks, blanks + x, x + blanks, std::string(249, 'x') + blanks + "y",
+        std::string(250, 'x') + blanks + "y", std::string(251, 'x') + blanks,
+        std::string(260, 'x') + blanks + "?", std::string(5000, '?') + "a",
+        std::string(1990, ' ') + std::string(3000, 'x'), std::string(250, 'x') + std::string(4900, '\x7F')})
+    for (const char* with : {"", "-", " "}) {
+      const NSString narrow = name, wide = NSString(name) + NSString(u"\u2014");
+      EXPECT_EQ(narrow.stringBySanitizingFileNameWithReplacement(with),
+                sanitisedBySteps(narrow, "/\\?%*|\"<>()[]{}", with));
+      EXPECT_EQ(wide.stringBySanitizingFileNameWithReplacement(with),
+                sanitisedBySteps(wide, "/\\?%*|\"<>()[]{}", with));
+    }
+}
+
 TEST(NSStringLatin, SanitisingIsItsSteps) {
   const auto text = rc::gen::container<std::u16string>(
       rc::gen::element<char16_t>(u'a', u'b', u' ', u'/', u'?', u'(', u'}', u'"', u'\\', u'\u00E9', u'\u0436',
