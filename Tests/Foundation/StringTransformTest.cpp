@@ -1,13 +1,16 @@
 #include <unicode/translit.h>
 #include <unicode/unistr.h>
 
+#include <algorithm>
 #include <memory>
 #include <random>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "Platform/Foundation/Text/Detail/GapText.h"
 #include "Platform/Foundation/Text/StringTransform.h"
+#include "Platform/Foundation/Text/Unicode.h"
 #include "Platform/Foundation/Values/NSString.h"
 
 using namespace orv;
@@ -45,6 +48,13 @@ const Chain& chain() {
 
 void expectPlain(const std::u16string& text) {
   ASSERT_EQ(detail::plainLatin(text).utf16(), chain()(text)) << NSString(text).repr().utf8();
+}
+
+std::u16string randomUnits(std::mt19937& random, size_t length) {
+  std::u16string text(length, 0);
+  for (char16_t& unit : text)
+    unit = static_cast<char16_t>(random() % 3 ? 'a' + random() % 26 : 0xD800 + random() % 0x800);
+  return text;
 }
 
 // A unit that the table may know, or one just beyond it.
@@ -110,6 +120,50 @@ TEST(PlainLatin, ATextThatIsPlainIsAnsweredItself) {
 TEST(PlainLatin, LossyAsciiKeepsWhatItCan) {
   EXPECT_EQ(detail::lossyAscii(u"Cr\u00E8me e\u0301 \u0436\U0001F600\xD800 \u00DF"), "Creme e ??? ?");
   EXPECT_TRUE(detail::lossyAscii(nil).isNil());
+}
+
+// Random changes, most of them near each other or at the end, beside ICU's own text.
+TEST(GapText, ChangesAsAUnicodeStringDoes) {
+  std::mt19937 random(9);
+  for (int round = 0; round < 300; ++round) {
+    const NSString start = randomUnits(random, random() % 200);
+    detail::GapText gap(detail::unitsOf(start));
+    icu::UnicodeString plain = gap.text();
+    ASSERT_EQ(plain.length(), static_cast<int32_t>(start.length()));
+    int32_t at = 0;
+    for (int step = 0; step < 60; ++step) {
+      if (random() % 4 == 0) at = static_cast<int32_t>(random() % 1000);
+      const int32_t from = random() % 3 ? std::min(at, plain.length()) : plain.length();
+      const int32_t to = std::min(plain.length(), from + static_cast<int32_t>(random() % 4));
+      const std::u16string units = randomUnits(random, random() % 9 ? random() % 5 : 300);
+      const icu::UnicodeString text(units.data(), static_cast<int32_t>(units.size()));
+      icu::Replaceable& both = gap;
+      if (random() % 4) {
+        both.handleReplaceBetween(from, to, text);
+        plain.replaceBetween(from, to, text);
+      } else {
+        both.copy(from, to, plain.length() - from);
+        plain.copy(from, to, plain.length() - from);
+      }
+      ASSERT_EQ(gap.text(), plain);
+      icu::UnicodeString part;
+      both.extractBetween(from / 2, from, part);
+      ASSERT_EQ(part, icu::UnicodeString(plain, from / 2, from - from / 2));
+      const auto probe = static_cast<int32_t>(random() % 400);
+      ASSERT_EQ(both.charAt(probe), plain.charAt(probe));
+      ASSERT_EQ(both.char32At(probe), plain.char32At(probe));
+    }
+  }
+}
+
+TEST(StringTransform, LongTextsOfAnyScriptAreTransformed) {
+  for (const char16_t* unit : {u"\u0436", u"\u6771", u"\u03B1\u03B2", u"\uD55C\uAD6D\uC5B4", u"\u304B\u306A"}) {
+    std::u16string text;
+    while (text.size() < 100'000) text += unit;
+    const NSString plain = NSString(text).stringByTransformingToPlainLatin();
+    EXPECT_GE(plain.length(), 100'000u);
+    EXPECT_EQ(detail::narrowPrefix(plain.utf16().data(), plain.length()), plain.length());
+  }
 }
 
 TEST(StringTransform, EveryNamedTransformExists) {

@@ -15,9 +15,9 @@
 #include <string>
 #include <utility>
 
+#include "Platform/Foundation/Text/Detail/GapText.h"
 #include "Platform/Foundation/Text/StringBuilder.h"
 #include "Platform/Foundation/Text/UnitScan.h"
-#include "Platform/Foundation/Text/UnitSearch.h"
 #include "Platform/Foundation/Values/Detail/KeptText.h"
 #include "Platform/Foundation/Values/Detail/StringRep.h"
 
@@ -89,7 +89,7 @@ class Transforms {
 // ICU counts units in 32 bits; a transform may write several for one.
 constexpr size_t kLongestText = INT32_MAX / 16;
 
-bool apply(const NSString& name, bool reverse, icu::UnicodeString& text) {
+bool apply(const NSString& name, bool reverse, GapText& text) {
   const Shared transform = Transforms::shared().get(name, reverse);
   if (transform) transform->transliterate(text);
   return transform != nullptr;
@@ -213,9 +213,10 @@ NSString plainLatin(const NSString& text) {
 
 NSString plainLatinByTransforms(const NSString& text) {
   if (text.isNil() || text.length() > kLongestText) return nil;
-  icu::UnicodeString units = icuString(text);
-  const bool done = apply(NSStringTransformToLatin, false, units) && stripMarks(units);
-  return done ? sameOr(text, units) : NSString();
+  GapText latin(unitsOf(text));
+  if (!apply(NSStringTransformToLatin, false, latin)) return nil;
+  icu::UnicodeString units = latin.text();
+  return stripMarks(units) ? sameOr(text, units) : NSString();
 }
 
 NSString lossyAscii(const NSString& text) {
@@ -238,6 +239,6 @@ NSString lossyAscii(const NSString& text) {
 NSString NSString::stringByApplyingTransform(const NSString& transform, bool reverse) const {
   if (isNil() || transform.length() == 0 || std::max(length(), transform.length()) > detail::kLongestText)
     return nil;
-  icu::UnicodeString units = detail::icuString(*this);
-  return detail::apply(transform, reverse, units) ? detail::sameOr(*this, units) : NSString();
+  detail::GapText text(detail::unitsOf(*this));
+  return detail::apply(transform, reverse, text) ? detail::sameOr(*this, text.text()) : NSString();
 }
