@@ -198,29 +198,82 @@ int64_t runBand(const Places& places, size_t rowCount, const Unit* columns, size
   return sum;
 }
 
-// Any number of rows, in bands from the top down.
-template <class RowUnit, class ColumnUnit>
-int64_t distanceOfLong(const RowUnit* rows, size_t rowCount, const ColumnUnit* columns, size_t columnCount) {
-  using Places = Rows<ColumnUnit, kBandWords>;
-  const auto places = std::make_unique<Places>();
-  std::vector<uint8_t> carries(columnCount, 0);
-  auto distance = static_cast<int64_t>(columnCount);
-  for (size_t top = 0; top < rowCount; top += kBandRows) {
-    const size_t count = std::min(kBandRows, rowCount - top);
-    places->add(rows + top, count);
-    const auto run = [&]<size_t kWords>(std::integral_constant<size_t, kWords>) {
-      return runBand<kWords>(*places, count, columns, columnCount, carries.data());
-    };
-    switch ((count + kWordRows - 1) / kWordRows) {
-      case 1: distance += run(std::integral_constant<size_t, 1>()); break;
-      case 2: distance += run(std::integral_constant<size_t, 2>()); break;
-      case 3: distance += run(std::integral_constant<size_t, 3>()); break;
-      default: distance += run(std::integral_constant<size_t, kBandWords>()); break;
-    }
-    places->remove(rows + top, count);
+template <class Places, class Unit>
+int64_t runBandOf(size_t words, const Places& places, size_t rowCount, const Unit* columns, size_t columnCount,
+                  uint8_t* carries) {
+  switch (words) {
+    case 1: return runBand<1>(places, rowCount, columns, columnCount, carries);
+    case 2: return runBand<2>(places, rowCount, columns, columnCount, carries);
+    case 3: return runBand<3>(places, rowCount, columns, columnCount, carries);
+    default: return runBand<kBandWords>(places, rowCount, columns, columnCount, carries);
   }
-  return distance;
 }
+
+int64_t sumOf(const uint8_t* carries, size_t count) noexcept {
+  auto sum = static_cast<int64_t>(count);
+  for (size_t i = 0; i < count; ++i) sum -= (carries[i] & 1) + (carries[i] >> 1);
+  return sum;
+}
+
+// Any number of rows, in bands from the top down; no more columns than rows.
+template <class RowUnit, class ColumnUnit>
+class LongDistance {
+ public:
+  LongDistance(const RowUnit* rows, size_t rowCount, const ColumnUnit* columns, size_t columnCount)
+      : rows_(rows), columns_(columns), rowCount_(rowCount), columnCount_(columnCount), carries_(columnCount) {}
+
+  // Texts that are much alike need but a part of the table, and a failed try costs a fraction of the whole.
+  int64_t compute() {
+    size_t tried = 0;
+    for (const size_t reach : {size_t{128}, rowCount_ / 32, rowCount_ / 8}) {
+      if (rowCount_ < kWorthTrying || reach < 4 * tried || reach < rowCount_ - columnCount_) continue;
+      tried = reach;
+      if (const int64_t distance = within(reach); distance <= static_cast<int64_t>(reach)) return distance;
+    }
+    return within(rowCount_);
+  }
+
+ private:
+  static constexpr size_t kWorthTrying = 4096;
+
+  // The distance by ways that stay within so many columns of the diagonal: exact when it is not above that, and
+  // never too small. What lies outside is entered by steps of +1, down the left edge or along the top row.
+  // `reach` is at least the difference of the lengths.
+  int64_t within(size_t reach) {
+    std::fill(carries_.begin(), carries_.end(), uint8_t{0});
+    int64_t corner = 0;  // the distance at the top left of the band
+    size_t left = 0;
+    for (size_t top = 0;; top += kBandRows) {
+      const size_t count = std::min(kBandRows, rowCount_ - top);
+      const size_t begin = top > reach ? top - reach : 0;
+      const size_t end = std::min(columnCount_, top + count + reach);
+      corner += sumOf(carries_.data() + left, begin - left);
+      left = begin;
+      const bool last = top + count == rowCount_;
+      if (last) corner += sumOf(carries_.data() + begin, end - begin);  // along the top row to the last column
+      const int64_t down = run(top, count, begin, end);
+      if (last) return corner + down;
+      corner += kBandRows;
+    }
+  }
+
+  int64_t run(size_t top, size_t count, size_t begin, size_t end) {
+    places_->add(rows_ + top, count);
+    const int64_t down = runBandOf((count + kWordRows - 1) / kWordRows, *places_, count, columns_ + begin,
+                                   end - begin, carries_.data() + begin);
+    places_->remove(rows_ + top, count);
+    return down;
+  }
+
+  using Places = Rows<ColumnUnit, kBandWords>;
+
+  const RowUnit* rows_;
+  const ColumnUnit* columns_;
+  size_t rowCount_;
+  size_t columnCount_;
+  std::vector<uint8_t> carries_;
+  std::unique_ptr<Places> places_ = std::make_unique<Places>();
+};
 
 template <class A, class B>
 size_t commonStart(const A* a, const B* b, size_t most) noexcept {
@@ -248,7 +301,7 @@ int64_t distanceBetween(const Long* longer, size_t longCount, const Short* short
   shortCount -= start + end;
   if (shortCount == 0) return static_cast<int64_t>(longCount);
   return shortCount <= kWordRows ? distanceOfShort(shorter, shortCount, longer, longCount)
-                                 : distanceOfLong(longer, longCount, shorter, shortCount);
+                                 : LongDistance(longer, longCount, shorter, shortCount).compute();
 }
 
 }  // namespace

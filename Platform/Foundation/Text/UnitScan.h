@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <string_view>
+#include <utility>
 
 #include "Platform/Foundation/Text/Bytes.h"
 #include "Platform/Foundation/Values/Detail/Pool.h"

@@ -11,6 +11,19 @@ namespace {
 
 int64_t distance(const NSString& a, const NSString& b) { return a.computeLevenshteinDistanceWithString(b); }
 
+// The same, row by row.
+int64_t rowDistance(const std::u16string& a, const std::u16string& b) {
+  std::vector<int32_t> row(b.size() + 1), next(b.size() + 1);
+  for (size_t j = 0; j <= b.size(); ++j) row[j] = static_cast<int32_t>(j);
+  for (size_t i = 1; i <= a.size(); ++i) {
+    next[0] = static_cast<int32_t>(i);
+    for (size_t j = 1; j <= b.size(); ++j)
+      next[j] = std::min({row[j] + 1, next[j - 1] + 1, row[j - 1] + (a[i - 1] == b[j - 1] ? 0 : 1)});
+    row.swap(next);
+  }
+  return row.back();
+}
+
 // The definition: the full table.
 int64_t tableDistance(const std::u16string& a, const std::u16string& b) {
   std::vector<std::vector<int64_t>> table(a.size() + 1, std::vector<int64_t>(b.size() + 1));
@@ -106,6 +119,30 @@ TEST(NSStringDistance, AgreesWithTheTableOnSimilarTexts) {
     const std::u16string y = edited(random, x, random() % 20);
     ASSERT_EQ(distance(x, y), tableDistance(x, y)) << round;
   }
+}
+
+// Long texts are first tried near the diagonal, with more and more reach.
+TEST(NSStringDistance, LongTextsAreExactWhateverTheirDistance) {
+  std::mt19937 random(13);
+  for (const size_t length : {4096, 4500, 17000})
+    for (const size_t edits : {1, 60, 127, 130, 200, 500, 1000, 3000}) {
+      if (length > 8000 && edits != 1000) continue;
+      const std::u16string x = randomText(random, length, static_cast<int>(edits % 5));
+      const std::u16string y = edited(random, x, edits);
+      ASSERT_EQ(distance(x, y), rowDistance(x, y)) << length << ' ' << edits;
+      const std::u16string cut = y.substr(y.size() / 9);  // far from the diagonal
+      ASSERT_EQ(distance(x, cut), rowDistance(x, cut)) << length << ' ' << edits;
+    }
+}
+
+TEST(NSStringDistance, TwoSimilarTextsOfAMillionUnits) {
+  std::mt19937 random(17);
+  const std::u16string x = randomText(random, 1'000'000, 1);
+  std::u16string y = x;
+  for (size_t i = 0; i < 100; ++i) y[i * 10'000 + 7] = static_cast<char16_t>(y[i * 10'000 + 7] ^ 1);
+  EXPECT_EQ(distance(x, y), 100);
+  y.erase(500'000, 10);
+  EXPECT_EQ(distance(x, y), 109);  // one of the changed units is among the erased
 }
 
 TEST(NSStringDistance, IsAMetric) {
