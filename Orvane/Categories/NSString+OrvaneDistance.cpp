@@ -234,7 +234,7 @@ class LongDistance {
   }
 
  private:
-  static constexpr size_t kWorthTrying = 4096;
+  static constexpr size_t kWorthTrying = 8192;
 
   // The distance by ways that stay within so many columns of the diagonal: exact when it is not above that, and
   // never too small. What lies outside is entered by steps of +1, down the left edge or along the top row.
