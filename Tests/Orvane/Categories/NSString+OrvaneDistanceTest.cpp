@@ -124,8 +124,8 @@ TEST(NSStringDistance, AgreesWithTheTableOnSimilarTexts) {
 // Long texts are first tried near the diagonal, with more and more reach.
 TEST(NSStringDistance, LongTextsAreExactWhateverTheirDistance) {
   std::mt19937 random(13);
-  for (const size_t length : {8192, 17000})
-    for (const size_t edits : {1, 60, 127, 130, 200, 500, 1000, 3000}) {
+  for (const size_t length : {8192u, 17000u})
+    for (const size_t edits : {1u, 60u, 127u, 130u, 200u, 500u, 1000u, 3000u}) {
       if (length > 9000 && edits != 1000) continue;
       const std::u16string x = randomText(random, length, static_cast<int>(edits % 5));
       const std::u16string y = edited(random, x, edits);
