@@ -1,5 +1,9 @@
 #pragma once
 
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -75,6 +79,23 @@ inline bool equalBytes(const void* left, const void* right, size_t count) noexce
   if (count >= 8) return equalEnds<uint64_t>(a, b, count);
   if (count >= 4) return equalEnds<uint32_t>(a, b, count);
   return count == 0 || (a[0] == b[0] && a[count / 2] == b[count / 2] && a[count - 1] == b[count - 1]);
+}
+
+// Sixteen bytes that compare one by one: `block == 'x'` is all ones in every byte that is an x.
+using ByteBlock8 = uint8_t __attribute__((vector_size(16)));
+
+// One bit for each byte whose highest bit is set, the first byte's lowest.
+template <class Block>
+inline unsigned highBitsOf(const Block& block) noexcept {
+#ifdef __SSE2__
+  return static_cast<unsigned>(_mm_movemask_epi8(__builtin_bit_cast(__m128i, block)));
+#else
+  const auto words = __builtin_bit_cast(ByteBlock, block);
+  const auto gather = [](uint64_t word) {
+    return static_cast<unsigned>((word >> 7 & 0x0101010101010101u) * 0x0102040810204080u >> 56);
+  };
+  return gather(words[0]) | gather(words[1]) << 8;
+#endif
 }
 
 // Whether no byte of up to kShortBytes is above 0x7F.

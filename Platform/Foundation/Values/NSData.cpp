@@ -32,8 +32,10 @@ uint64_t mixed(uint64_t hash, uint64_t word) {
 
 }  // namespace
 
-DataRep* DataRep::make(size_t length) {
-  auto* rep = new (poolAllocate(sizeof(DataRep) + length)) DataRep(Kind::Data);
+DataRep* DataRep::make(size_t length) { return place(poolAllocate(sizeof(DataRep) + length), length); }
+
+DataRep* DataRep::place(void* block, size_t length) noexcept {
+  auto* rep = new (block) DataRep(Kind::Data);
   rep->length = length;
   return rep;
 }

@@ -90,4 +90,10 @@ class ORV_EXPORT NSData : public orv::Value {
   // A media type from the first byte alone, "application/octet-stream" where it tells nothing. nil for empty
   // data. Kept: the compound-document formats that begin with 0xD0 are "application/vnd".
   NSString guessMimeType() const;
+
+  // NSData(OrvaneJSON) - Orvane/Categories/NSObject+OrvaneJSON.cpp
+
+  // The tree of a JSON text in any Unicode encoding, all containers mutable; nil, and no log line, when it is
+  // none.
+  orv::Value fromJSON() const;
 };

@@ -48,6 +48,7 @@ NSArray NSObject::allKeys() const { return nil; }
 NSInteger NSObject::days() const { return 0; }
 Value NSObject::objectAtIndex(NSUInteger) const { return nil; }
 Value NSObject::valueForKey(const NSString&) const { return nil; }
+Value NSObject::jsonObject() const { return {}; }
 
 void* NSObject::operator new(size_t bytes) { return detail::poolAllocate(bytes); }
 void NSObject::operator delete(void* object, size_t bytes) noexcept { detail::poolFree(object, bytes); }

@@ -54,6 +54,8 @@ class ORV_EXPORT NSObject : public orv::detail::HeapObject {
   virtual NSInteger days() const;
   virtual orv::Value objectAtIndex(NSUInteger index) const;
   virtual orv::Value valueForKey(const NSString& key) const;
+  // What stands for the object in JSON; nil, the default, when nothing does.
+  virtual orv::Value jsonObject() const;
 
   static void* operator new(size_t bytes);
   static void operator delete(void* object, size_t bytes) noexcept;

@@ -323,6 +323,11 @@ class ORV_EXPORT NSString : public orv::Value {
   NSString stringBySanitizingFileName() const;
   // The same for a path: "/" stays, the others are removed.
   NSString stringBySanitizingFileNameAcceptFolderSlashes() const;
+
+  // NSString(OrvaneJSON) - Orvane/Categories/NSObject+OrvaneJSON.cpp
+
+  // The tree of a JSON text, all containers mutable; nil, and no log line, when it is none.
+  orv::Value fromJSON() const;
 };
 
 template <class... Args>

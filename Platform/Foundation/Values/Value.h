@@ -213,6 +213,25 @@ class ORV_EXPORT Value {
   // case: "IB$Save" runs the action of "save". Asserts softly that every key it passes is a string or an array.
   void handleIBKey(const NSString& key, const KeyActions& matching) const;
 
+  // Value(OrvaneJSON) - Orvane/Categories/NSObject+OrvaneJSON.cpp
+  // One way: reading gives back strings, numbers, booleans, nulls, arrays and dictionaries, never dates or
+  // amounts.
+
+  // The tree that stands for the value in JSON, made of new mutable containers: dates as ISO 8601 text, decimal
+  // amounts as text, day numbers as integers, model objects as their dictionary; every other number, booleans
+  // included, as its double value. Keys stay as they are. What has no form (data, URLs, sets, other objects)
+  // becomes "ERROR:" and its description, with a Warning each. Raises NSInvalidArgumentException for a
+  // container that contains itself.
+  Value orv_jsonObject() const;
+  // That tree as JSON in UTF-8: compact, in the order of the dictionaries; pretty: indented, with sorted keys.
+  // nil for nil, and for a string that has no UTF-8. What is not a container, or holds a number that is not
+  // finite, a key that is no string, or more than 512 levels raises NSInvalidArgumentException.
+  NSData toJSONData() const;
+  NSData toJSONDataPretty() const;
+  // The same as text. The pretty form logs an error of the serializer at Debug.
+  NSString toJSONString() const;
+  NSString toJSONPretty() const;
+
   // The description; "(null)" for nil.
   friend ORV_EXPORT std::ostream& operator<<(std::ostream& out, const Value& value);
 

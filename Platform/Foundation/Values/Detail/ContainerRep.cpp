@@ -18,6 +18,16 @@ void relocate(Value* to, const Value* from, size_t n) noexcept {
   if (n != 0) std::memmove(static_cast<void*>(to), static_cast<const void*>(from), n * sizeof(Value));
 }
 
+// Ends values, and fetches those that follow meanwhile.
+void destroyAll(Value* values, size_t number) noexcept {
+  constexpr size_t kAhead = 8;
+  for (size_t i = 0; i < std::min(kAhead, number); ++i) fetchSoon(values[i]);
+  for (size_t i = 0; i < number; ++i) {
+    if (i + kAhead < number) fetchSoon(values[i + kAhead]);
+    std::destroy_at(values + i);
+  }
+}
+
 size_t arrayBytes(size_t inlineCapacity) { return sizeof(ArrayRep) + inlineCapacity * sizeof(Value); }
 
 // Above eight entries a table has an index, at most three quarters full.
@@ -72,6 +82,13 @@ ArrayRep* ArrayRep::make(size_t capacity, bool isMutable) {
   return rep;
 }
 
+ArrayRep* ArrayRep::take(Value* elements, size_t number, bool isMutable) {
+  ArrayRep* rep = make(number, isMutable);
+  relocate(rep->items, elements, number);
+  rep->count = number;
+  return rep;
+}
+
 void ArrayRep::reserve(size_t wanted) {
   if (wanted <= capacity) return;
   if (isInline()) {
@@ -113,7 +130,7 @@ void ArrayRep::clear() noexcept {
 }
 
 void destroyArray(ArrayRep* rep) noexcept {
-  std::destroy_n(rep->items, rep->count);
+  destroyAll(rep->items, rep->count);
   if (!rep->isInline()) poolFree(rep->items, rep->capacity * sizeof(Value));
   poolFree(rep, arrayBytes(rep->inlineCapacity_));
 }
@@ -143,6 +160,35 @@ TableRep* TableRep::make(Kind kind, size_t capacity, bool isMutable) {
   void* memory = poolAllocate(sizeof(TableRep) + bodyBytes(inlineCapacity, width));
   auto* rep = new (memory) TableRep(kind, inlineCapacity, isMutable);
   rep->reserve(capacity);
+  return rep;
+}
+
+TableRep* TableRep::takePairs(Value* pairs, size_t number, bool isMutable) {
+  TableRep* rep = make(Kind::Dictionary, number, isMutable);
+  for (Value* pair = pairs; pair != pairs + 2 * number; pair += 2) {
+    const size_t known = rep->find(pair[0]);
+    if (known != kNone) {
+      rep->value(known).swap(pair[1]);
+      std::destroy_n(pair, 2);
+      continue;
+    }
+    relocate(&rep->key(rep->used), pair, 2);
+    if (rep->index) rep->note(tableHash(rep->key(rep->used)), rep->used);
+    ++rep->used;
+  }
+  rep->count = rep->used;
+  return rep;
+}
+
+TableRep* TableRep::takePairs(Value* pairs, const TableRep& model, bool isMutable) {
+  TableRep* rep = make(Kind::Dictionary, model.used, isMutable);
+  relocate(rep->entries, pairs, size_t{2} * model.used);
+  if (rep->slotMask == model.slotMask && rep->index)
+    std::memcpy(static_cast<void*>(rep->index), model.index, (size_t{rep->slotMask} + 1) * sizeof(Slot));
+  else if (rep->index)
+    for (uint32_t i = 0; i < model.used; ++i) rep->note(tableHash(rep->key(i)), i);
+  rep->used = model.used;
+  rep->count = model.used;
   return rep;
 }
 
@@ -233,7 +279,7 @@ void TableRep::clear() noexcept {
 }
 
 void destroyTable(TableRep* rep) noexcept {
-  std::destroy_n(rep->entries, size_t{rep->used} * rep->width);
+  destroyAll(rep->entries, size_t{rep->used} * rep->width);
   rep->freeOutside();
   poolFree(rep, sizeof(TableRep) + bodyBytes(rep->inlineCapacity_, rep->width));
 }

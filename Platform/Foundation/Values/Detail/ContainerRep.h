@@ -23,6 +23,8 @@ inline constexpr size_t kLargestAnnounced = size_t{1} << 20;
 struct ArrayRep : ContainerRep {
   // An array with room for `capacity` elements and none in it.
   static ArrayRep* make(size_t capacity, bool isMutable);
+  // An array of exactly these elements, which are moved out of their places: these count as raw memory then.
+  static ArrayRep* take(Value* elements, size_t number, bool isMutable);
 
   Value* inlineItems() noexcept { return reinterpret_cast<Value*>(this + 1); }
   bool isInline() noexcept { return items == inlineItems(); }
@@ -53,6 +55,12 @@ struct TableRep : ContainerRep {
   static constexpr size_t kNone = SIZE_MAX;
 
   static TableRep* make(Kind kind, size_t capacity, bool isMutable);
+  // A dictionary of these pairs, key and value in turn, none nil, the keys immutable. They are moved out of
+  // their places, which count as raw memory then. Of a repeated key the last value stays, in the place of the
+  // first.
+  static TableRep* takePairs(Value* pairs, size_t number, bool isMutable);
+  // The same for pairs whose keys are those of `model`, in its order; the model has no removed entries.
+  static TableRep* takePairs(Value* pairs, const TableRep& model, bool isMutable);
 
   const Value& key(size_t i) const noexcept { return entries[i * width]; }
   Value& key(size_t i) noexcept { return entries[i * width]; }
@@ -100,6 +108,16 @@ inline ArrayRep* arrayRep(const Value& v) noexcept {
 inline TableRep* tableRep(const Value& v) noexcept {
   return v.kind() >= Kind::Set && v.kind() <= Kind::Dictionary ? static_cast<TableRep*>(Access::heap(v))
                                                                : nullptr;
+}
+
+// Asks for the memory of a value that is needed soon: a large tree is nowhere near the processor. Of a
+// container this is its own block, not yet its elements.
+inline void fetchSoon(const Value& value) noexcept {
+  const auto* block = reinterpret_cast<const char*>(Access::heap(value));
+  if (!block) return;
+  __builtin_prefetch(block, 1);
+  if (value.kind() < Kind::Array || value.kind() > Kind::Dictionary) return;
+  for (size_t line = 64; line < 384; line += 64) __builtin_prefetch(block + line, 1);
 }
 
 }  // namespace orv::detail

@@ -28,6 +28,9 @@ struct DataRep : HeapObject {
 
   // Data whose bytes the caller fills in before anybody else sees it.
   ORV_EXPORT static DataRep* make(size_t length);
+  // Makes data of a block from the pool whose first sizeof(DataRep) bytes are free for the header and whose
+  // contents follow; the block was asked for with exactly the size of both.
+  static DataRep* place(void* block, size_t length) noexcept;
   // A part of `owner`, which is kept alive.
   static DataRep* makeSlice(DataRep* owner, size_t location, size_t length);
 

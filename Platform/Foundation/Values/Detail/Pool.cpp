@@ -1,6 +1,7 @@
 #include "Platform/Foundation/Values/Detail/Pool.h"
 
 #include <pthread.h>
+#include <sys/mman.h>
 
 #include <algorithm>
 #include <array>
@@ -16,6 +17,8 @@ namespace orv::detail {
 namespace {
 
 constexpr std::size_t kChunkBytes = std::size_t{256} * 1024;
+constexpr std::size_t kHugePage = std::size_t{2} * 1024 * 1024;
+constexpr std::size_t kSmallRegions = 16;  // of one chunk each: 4 MiB
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr bool kSanitized = true;
@@ -62,16 +65,19 @@ class Depot {
     return *depot;
   }
 
-  void put(std::size_t cls, PoolBlock* chain) {
-    const std::lock_guard lock(mutex_);
-    chain->nextChain = chains_[cls];
-    chains_[cls] = chain;
-  }
+  // A chain of a whole batch.
+  void put(std::size_t cls, PoolBlock* chain) { push(batches_[cls], chain); }
+  // A chain of any length.
+  void putOdd(std::size_t cls, PoolBlock* chain) { push(odd_[cls], chain); }
 
-  PoolBlock* take(std::size_t cls) {
-    const std::lock_guard lock(mutex_);
-    PoolBlock* chain = chains_[cls];
-    if (chain) chains_[cls] = chain->nextChain;
+  // A chain and its length; null when there is none. Counting a batch would only fetch its blocks from memory.
+  PoolBlock* take(std::size_t cls, uint32_t& count) {
+    PoolBlock* chain = pop(batches_[cls]);
+    count = batchOf(cls);
+    if (chain) return chain;
+    chain = pop(odd_[cls]);
+    count = 0;
+    for (const PoolBlock* b = chain; b; b = b->next) ++count;
     return chain;
   }
 
@@ -82,16 +88,26 @@ class Depot {
 
   // A chunk to carve blocks from: one that an ended thread left, or fresh memory.
   Rest takeChunk() {
-    {
-      const std::lock_guard lock(mutex_);
-      if (restCount_ > 0) return rests_[--restCount_];
-    }
-    char* memory = static_cast<char*>(std::aligned_alloc(kPoolGrain, kChunkBytes));
-    if (!memory) throw std::bad_alloc();
+    const std::lock_guard lock(mutex_);
+    if (restCount_ > 0) return rests_[--restCount_];
+    if (region_.at == region_.end) takeRegion();
+    char* memory = region_.at;
+    region_.at += kChunkBytes;
     return {memory, memory + kChunkBytes};
   }
 
  private:
+  // Memory for the next chunks. Once there is much of it, it lies in huge pages: large trees are spread all
+  // over it, and half of the time to walk one would go into looking up small pages.
+  void takeRegion() {
+    const bool large = ++regions_ > kSmallRegions;
+    const std::size_t bytes = large ? kHugePage : kChunkBytes;
+    char* memory = static_cast<char*>(std::aligned_alloc(large ? kHugePage : kPoolGrain, bytes));
+    if (!memory) throw std::bad_alloc();
+    if (large) ::madvise(memory, bytes, MADV_HUGEPAGE);
+    region_ = {memory, memory + bytes};
+  }
+
   // A child forked while another thread holds the lock could never take it: the lock is held across every fork.
   static Depot* makeSafeToFork(Depot* depot) {
     forked_ = depot;
@@ -100,11 +116,27 @@ class Depot {
     return depot;
   }
 
+  void push(PoolBlock*& chains, PoolBlock* chain) {
+    const std::lock_guard lock(mutex_);
+    chain->nextChain = chains;
+    chains = chain;
+  }
+
+  PoolBlock* pop(PoolBlock*& chains) {
+    const std::lock_guard lock(mutex_);
+    PoolBlock* chain = chains;
+    if (chain) chains = chain->nextChain;
+    return chain;
+  }
+
   static inline Depot* forked_ = nullptr;
   std::mutex mutex_;  // guards everything below
-  std::array<PoolBlock*, kPoolClasses> chains_{};
+  std::array<PoolBlock*, kPoolClasses> batches_{};
+  std::array<PoolBlock*, kPoolClasses> odd_{};
   std::array<Rest, 64> rests_{};
   std::size_t restCount_ = 0;
+  Rest region_{nullptr, nullptr};
+  std::size_t regions_ = 0;
 };
 
 // What a thread keeps beside its lists. Trivially destructible, so that it can be used until the thread is
@@ -121,7 +153,7 @@ struct ThreadEnd {
   ~ThreadEnd() {
     for (std::size_t cls = 0; cls < kPoolClasses; ++cls) {
       PoolList& list = poolLists[cls];
-      if (list.head) Depot::shared().put(cls, list.head);
+      if (list.head) Depot::shared().putOdd(cls, list.head);
       list = PoolList{};
     }
     Depot::shared().putRest(pool.chunk);
@@ -181,16 +213,15 @@ void* poolAllocateSlowly(std::size_t cls) {
     return block;
   }
   if (pool.life == ThreadPool::Life::Unused) begin();
-  PoolBlock* chain = Depot::shared().take(cls);
+  uint32_t count = 0;
+  PoolBlock* chain = Depot::shared().take(cls, count);
   if (!chain) return carve(sizeOfClass(cls));
   if (pool.life == ThreadPool::Life::Ended) {
-    if (chain->next) Depot::shared().put(cls, chain->next);
+    if (chain->next) Depot::shared().putOdd(cls, chain->next);
     return chain;
   }
-  PoolList& list = poolLists[cls];
-  list.head = chain->next;
-  list.count = 0;
-  for (PoolBlock* b = list.head; b; b = b->next) ++list.count;
+  poolLists[cls].head = chain->next;
+  poolLists[cls].count = count - 1;
   return chain;
 }
 
@@ -199,7 +230,7 @@ void poolFreeSlowly(PoolBlock* block, std::size_t cls) noexcept {
   if (pool.life == ThreadPool::Life::Unused) begin();
   if (pool.life == ThreadPool::Life::Ended) {
     block->next = nullptr;
-    return Depot::shared().put(cls, block);
+    return Depot::shared().putOdd(cls, block);
   }
   PoolList& list = poolLists[cls];
   if (list.count >= list.limit) shed(list, cls);

@@ -88,11 +88,11 @@ struct ORV_EXPORT StringFactory {
   // The same as a reference that is the caller's, null for nil: it comes back in a register, where a handle
   // would be put together in memory and read back at once.
   static StringRep* make(std::string_view bytes, IllFormed policy);
+  static StringRep* makeAscii(const void* units, size_t length);
   // Part of a string; the caller has checked the range.
   static NSString part(const NSString& text, size_t location, size_t length);
 
  private:
-  static StringRep* makeAscii(const void* units, size_t length);
   static StringRep* makeEmpty();
   static NSString share(StringRep* parent, const void* units, size_t length, uint8_t flags);
 };
