@@ -1,0 +1,12 @@
+#pragma once
+
+#include "Platform/Foundation/Values/NSData.h"
+
+namespace orv::detail {
+
+// The binary form of a tree to which propertyListObjection has nothing to say: "bplist00", the objects from the
+// top one down, each container before its contents, the table of their offsets, and a trailer. Equal leaves are
+// written once.
+NSData writeBinaryPropertyList(const Value& tree);
+
+}  // namespace orv::detail
