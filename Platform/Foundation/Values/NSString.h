@@ -190,6 +190,21 @@ class ORV_EXPORT NSString : public orv::Value {
   NSString zuSHA1HexString() const;
   NSString zuSHA256HexString() const;
   NSString zuSHA2HexString() const;  // the same as zuSHA256HexString
+
+  // NSString(Orvane) - Orvane/Categories/NSString+OrvanePatterns.cpp
+
+  // Every match replaced by the template (see NSRegularExpression: `$1` is a group's text). The pattern is an
+  // NSRegularExpression, or a string, which is read with case ignored and a period that takes line ends, too;
+  // anything else asserts softly and counts by its `toString`. The text itself where the pattern is none.
+  NSString replaceRegEx(const Value& regex, const NSString& replacementTemplate) const;
+
+  // NSString(Orvane) - Orvane/Categories/NSString+OrvaneFetch.cpp
+
+  // The text that the main bundle's table Localizable has under this key; the key itself where it has none.
+  NSString lc() const;
+  // The contents of the URL that this text is, read as UTF-8: http, https and file, see URLFetch. Waits, up to
+  // 60 s; nil on any failure.
+  NSString fetch() const;
 };
 
 template <class... Args>
