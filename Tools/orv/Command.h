@@ -13,5 +13,6 @@ void addDataCommands(CLI::App& program, Output& output);    // digest, base64
 void addInfoCommands(CLI::App& program, Output& output);    // type, id, log
 void addDateCommands(CLI::App& program, Output& output);    // date
 void addConvertCommand(CLI::App& program, Output& output);  // convert
+void addTaxCommand(CLI::App& program, Output& output);      // tax
 
 }  // namespace tool

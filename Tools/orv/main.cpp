@@ -69,6 +69,7 @@ int run(int argc, char** argv) {
   tool::addInfoCommands(program, output);
   tool::addDateCommands(program, output);
   tool::addConvertCommand(program, output);
+  tool::addTaxCommand(program, output);
   try {
     unguardValues(program);
     program.parse(argumentsOf(argc, argv));

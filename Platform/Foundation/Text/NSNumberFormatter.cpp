@@ -125,9 +125,12 @@ bool isBlank(char16_t unit) {
   return unit == ' ' || (unit >= '\t' && unit <= '\r') || unit == 0xA0 || unit == 0x202F;
 }
 
-std::u16string_view trimmed(std::u16string_view text, char16_t padding, bool pads) {
-  const auto isOuter = [&](char16_t unit) { return isBlank(unit) || (pads && unit == padding); };
-  while (!text.empty() && isOuter(text.front())) text.remove_prefix(1);
+std::u16string_view withoutFirstBlanks(std::u16string_view text) {
+  while (!text.empty() && isBlank(text.front())) text.remove_prefix(1);
+  return text;
+}
+
+std::u16string_view withoutLastBlanks(std::u16string_view text) {
   while (!text.empty() && isBlank(text.back())) text.remove_suffix(1);
   return text;
 }
@@ -156,6 +159,8 @@ struct NSNumberFormatter::State {
   Affixes affixes(bool isNegative) const;
   std::u16string write(Number number) const;
   std::u16string layOut(const NumberDigits& digits) const;
+  // Whether a group begins where so many digits are left.
+  bool beginsGroup(size_t left) const;
   void appendGrouped(std::u16string& out, const std::string& digits) const;
   std::u16string padded(const Affixes& affixes, const std::u16string& body) const;
 
@@ -221,13 +226,14 @@ std::u16string NSNumberFormatter::State::layOut(const NumberDigits& digits) cons
   return out;
 }
 
+bool NSNumberFormatter::State::beginsGroup(size_t left) const {
+  if (!grouping || pattern.group == 0 || left < pattern.group) return false;
+  return (left - pattern.group) % pattern.upperGroup == 0;
+}
+
 void NSNumberFormatter::State::appendGrouped(std::u16string& out, const std::string& digits) const {
-  const bool groups = grouping && pattern.group > 0;
   for (size_t i = 0; i < digits.size(); ++i) {
-    const size_t left = digits.size() - i;
-    const bool begins =
-        left == pattern.group || (left > pattern.group && (left - pattern.group) % pattern.upperGroup == 0);
-    if (groups && i > 0 && begins) out += form.groupingSeparator;
+    if (i > 0 && beginsGroup(digits.size() - i)) out += form.groupingSeparator;
     out += static_cast<char16_t>(form.zero + (digits[i] - '0'));
   }
 }
@@ -245,7 +251,8 @@ std::u16string NSNumberFormatter::State::padded(const Affixes& affixes, const st
 }
 
 NSNumber NSNumberFormatter::State::read(std::u16string_view text) const {
-  text = trimmed(text, padding.empty() ? u' ' : padding[0], width > 0);
+  text = withoutLastBlanks(withoutFirstBlanks(text));
+  while (width > 0 && !padding.empty() && text.starts_with(padding[0])) text.remove_prefix(1);
   if (text == form.notANumber && !text.empty())
     return decimals ? NSNumber(NSDecimalNumber::notANumber()) : NSNumber(std::nan(""));
   const NSNumber positive = readSigned(text, false);
@@ -253,11 +260,14 @@ NSNumber NSNumberFormatter::State::read(std::u16string_view text) const {
 }
 
 NSNumber NSNumberFormatter::State::readSigned(std::u16string_view text, bool isNegative) const {
+  // The text comes without blanks at its ends, also those of a prefix and a suffix.
   const Affixes around = affixes(isNegative);
-  if (text.size() < around.prefix.size() + around.suffix.size()) return nil;
-  if (!text.starts_with(around.prefix) || !text.ends_with(around.suffix)) return nil;
-  text.remove_prefix(around.prefix.size());
-  text.remove_suffix(around.suffix.size());
+  const std::u16string_view prefix = withoutFirstBlanks(around.prefix),
+                            suffix = withoutLastBlanks(around.suffix);
+  if (text.size() < prefix.size() + suffix.size()) return nil;
+  if (!text.starts_with(prefix) || !text.ends_with(suffix)) return nil;
+  text.remove_prefix(prefix.size());
+  text.remove_suffix(suffix.size());
   std::string ascii;
   return readDigits(text, ascii) ? numberOfAscii(std::move(ascii), isNegative) : NSNumber();
 }

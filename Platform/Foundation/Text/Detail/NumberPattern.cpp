@@ -29,12 +29,19 @@ class Parser {
     return n;
   }
 
-  // The text between the quotes; two quotes are one.
+  // The text up to the quote without a second one behind it; two quotes are one, also on their own.
   bool quoted(std::u16string& out) {
-    const size_t begin = ++at_;
-    for (; more() && text_[at_] != '\''; ++at_) out += text_[at_];
-    if (at_ == begin) out += u'\'';
-    return take('\'');
+    ++at_;
+    if (take('\'')) {
+      out += u'\'';
+      return true;
+    }
+    while (more()) {
+      const char16_t unit = text_[at_++];
+      if (unit == '\'' && !take('\'')) return true;
+      out += unit;
+    }
+    return false;
   }
 
   bool affix(std::u16string& out) {
@@ -62,9 +69,13 @@ class Parser {
       result_.minimumFraction = count('0');
       result_.maximumFraction = result_.minimumFraction + count('#');
     }
+    // "#.##" shows a zero before the separator, ".##" at least one digit behind it.
+    const size_t places = optional + result_.minimumInteger;
+    if (places > 0 && result_.minimumInteger + result_.minimumFraction == 0) result_.minimumInteger = 1;
+    if (places == 0) result_.minimumFraction = std::max<size_t>(result_.minimumFraction, 1);
     result_.showsSeparator = period && result_.maximumFraction == 0;
     const bool exponent = more() && text_[at_] == 'E';
-    return !exponent && optional + result_.minimumInteger + result_.maximumFraction > 0 &&
+    return !exponent && places + result_.maximumFraction > 0 &&
            std::max(result_.minimumInteger, result_.maximumFraction) <= NumberPattern::kMostDigits;
   }
 
