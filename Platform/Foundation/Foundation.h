@@ -18,6 +18,7 @@
 #include "Platform/Foundation/Text/Format.h"
 #include "Platform/Foundation/Text/NSDataDetector.h"
 #include "Platform/Foundation/Text/NSNumberFormatter.h"
+#include "Platform/Foundation/Text/NSRegularExpression.h"
 #include "Platform/Foundation/Text/NSTextCheckingResult.h"
 #include "Platform/Foundation/Threads/NSThread.h"
 #include "Platform/Foundation/Values/NSArray.h"

@@ -195,7 +195,8 @@ class ORV_EXPORT NSString : public orv::Value {
 
   // Every match replaced by the template (see NSRegularExpression: `$1` is a group's text). The pattern is an
   // NSRegularExpression, or a string, which is read with case ignored and a period that takes line ends, too;
-  // anything else asserts softly and counts by its `toString`. The text itself where the pattern is none.
+  // anything else asserts softly and counts by its `toString`. The text itself where the pattern is none or the
+  // template is nil.
   NSString replaceRegEx(const Value& regex, const NSString& replacementTemplate) const;
 
   // NSString(Orvane) - Orvane/Categories/NSString+OrvaneFetch.cpp
