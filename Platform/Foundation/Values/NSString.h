@@ -203,8 +203,9 @@ class ORV_EXPORT NSString : public orv::Value {
 
   // The text that the main bundle's table Localizable has under this key; the key itself where it has none.
   NSString lc() const;
-  // The contents of the http, https or file URL that this text is, read as UTF-8. Follows redirects on the web and
-  // waits for all of it, up to 60 s; nil on any failure, also for more than 64 MiB and for bytes that are not UTF-8.
+  // The contents of the http, https or file URL that this text is, read as UTF-8. Follows redirects on the
+  // web and waits for all of it, up to 60 s; nil on any failure, also for more than 64 MiB and for bytes
+  // that are not UTF-8.
   NSString fetch() const;
 };
 
