@@ -14,5 +14,6 @@ void addInfoCommands(CLI::App& program, Output& output);    // type, id, log
 void addDateCommands(CLI::App& program, Output& output);    // date
 void addConvertCommand(CLI::App& program, Output& output);  // convert
 void addTextCommands(CLI::App& program, Output& output);    // name, text, distance, query
+void addTaxCommand(CLI::App& program, Output& output);      // tax
 
 }  // namespace tool

@@ -70,6 +70,7 @@ int run(int argc, char** argv) {
   tool::addDateCommands(program, output);
   tool::addConvertCommand(program, output);
   tool::addTextCommands(program, output);
+  tool::addTaxCommand(program, output);
   try {
     unguardValues(program);
     program.parse(argumentsOf(argc, argv));

@@ -335,6 +335,23 @@ class ORV_EXPORT NSString : public orv::Value {
   // The text to be styled, without or with attributes on the whole of it. Nil: nil.
   NSMutableAttributedString attributedString() const;
   NSMutableAttributedString attributedStringWithAttributes(const NSDictionary& attributes) const;
+
+  // NSString(Orvane) - Orvane/Categories/NSString+OrvanePatterns.cpp
+
+  // Every match replaced by the template (see NSRegularExpression: `$1` is a group's text). The pattern is an
+  // NSRegularExpression, or a string, which is read with case ignored and a period that takes line ends, too;
+  // anything else asserts softly and counts by its `toString`. The text itself where the pattern is none or the
+  // template is nil.
+  NSString replaceRegEx(const Value& regex, const NSString& replacementTemplate) const;
+
+  // NSString(Orvane) - Orvane/Categories/NSString+OrvaneFetch.cpp
+
+  // The text that the main bundle's table Localizable has under this key; the key itself where it has none.
+  NSString lc() const;
+  // The contents of the http, https or file URL that this text is, read as UTF-8. Follows redirects on the
+  // web and waits for all of it, up to 60 s; nil on any failure, also for more than 64 MiB and for bytes
+  // that are not UTF-8.
+  NSString fetch() const;
 };
 
 template <class... Args>
