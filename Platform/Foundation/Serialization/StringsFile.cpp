@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "Platform/Foundation/Serialization/Detail/BinaryPropertyListReader.h"
 #include "Platform/Foundation/Serialization/Detail/JSONText.h"
 #include "Platform/Foundation/Serialization/Detail/OldStylePropertyList.h"
 #include "Platform/Foundation/Serialization/NSPropertyListSerialization.h"
@@ -11,7 +12,7 @@ using namespace orv;
 namespace {
 
 bool isPropertyList(std::string_view bytes) {
-  if (bytes.starts_with("bplist")) return true;
+  if (detail::isBinaryPropertyList(bytes)) return true;
   const detail::JSONText text(bytes);
   std::string_view utf8 = text.utf8();
   utf8.remove_prefix(std::min(utf8.find_first_not_of(" \t\r\n"), utf8.size()));

@@ -15,6 +15,7 @@
 namespace orv::detail {
 namespace {
 
+constexpr std::string_view kMagic = "bplist00";
 constexpr size_t kTrailerLength = 32;
 // A file without repeated containers has fewer elements than bytes.
 constexpr size_t kElementsPerByte = 8, kElementsAtLeast = 65536;
@@ -43,7 +44,8 @@ class Reader {
   }
 
   bool readTrailer() {
-    if (bytes_.size() < kBinaryPropertyListMagic.size() + 1 + kTrailerLength)
+    if (!bytes_.starts_with(kMagic)) return fail("The version of the binary property list is unknown", 0);
+    if (bytes_.size() < kMagic.size() + 1 + kTrailerLength)
       return fail("The binary property list is too short", bytes_.size());
     const size_t trailer = bytes_.size() - kTrailerLength;
     offsetWidth_ = bigEndian(trailer + 6, 1);
@@ -52,7 +54,7 @@ class Reader {
     top_ = bigEndian(trailer + 16, 8);
     tableStart_ = bigEndian(trailer + 24, 8);
     const bool widthsFit = offsetWidth_ - 1 < 8 && referenceWidth_ - 1 < 8;
-    if (!widthsFit || tableStart_ <= kBinaryPropertyListMagic.size() || tableStart_ >= trailer ||
+    if (!widthsFit || tableStart_ <= kMagic.size() || tableStart_ >= trailer ||
         objects != (trailer - tableStart_) / offsetWidth_ || objects * offsetWidth_ != trailer - tableStart_ ||
         top_ >= objects)
       return fail("The trailer of the binary property list is malformed", trailer);
@@ -66,7 +68,7 @@ class Reader {
   bool readObject(size_t index) {
     if (known_[index]) return values_.push(known_[index]), true;
     const uint64_t at = bigEndian(tableStart_ + index * offsetWidth_, offsetWidth_);
-    if (at < kBinaryPropertyListMagic.size() || at >= tableStart_)
+    if (at < kMagic.size() || at >= tableStart_)
       return fail("The offset of an object is out of bounds", tableStart_ + index * offsetWidth_);
     const auto marker = static_cast<uint8_t>(bytes_[at]);
     if (marker >> 4 == 0xA || marker >> 4 == 0xD) return readContainer(index, at, marker);

@@ -1,6 +1,7 @@
 #include "Platform/Foundation/Serialization/Detail/BinaryPropertyListWriter.h"
 
 #include <array>
+#include <cmath>
 #include <unordered_map>
 #include <vector>
 
@@ -18,6 +19,8 @@ unsigned widthFor(uint64_t n) noexcept { return n <= 0xFF ? 1 : n <= 0xFFFF ? 2 
 
 class Writer {
  public:
+  explicit Writer(DateForm dates) : dates_(dates) {}
+
   NSData write(const Value& tree) {
     collect(tree);
     referenceWidth_ = widthFor(objects_.size());
@@ -82,12 +85,18 @@ class Writer {
       case Kind::Data: return texts_[value];
       case Kind::Decimal:
       case Kind::BigDecimal: return scalars_[static_cast<size_t>(Kind::Double)][realBits(value)];
+      case Kind::Date: return scalars_[static_cast<size_t>(Kind::Date)][dateBits(value)];
       default: return scalars_[static_cast<size_t>(value.kind())][Access::bits(value)];
     }
   }
 
   static uint64_t realBits(const Value& number) {
     return __builtin_bit_cast(uint64_t, number.as<NSNumber>().doubleValue());
+  }
+
+  uint64_t dateBits(const Value& date) const {
+    if (dates_ == DateForm::Exact) return Access::bits(date);
+    return __builtin_bit_cast(uint64_t, std::floor(__builtin_bit_cast(double, Access::bits(date))));
   }
 
   // ---- Their bytes
@@ -98,7 +107,7 @@ class Writer {
       case Kind::Bool: return put(Access::bits(value) ? 0x09 : 0x08);
       case Kind::Int:
       case Kind::UInt: return writeInteger(value);
-      case Kind::Date: return put(0x33), putBigEndian(Access::bits(value), 8);
+      case Kind::Date: return put(0x33), putBigEndian(dateBits(value), 8);
       case Kind::String: return writeString(unitsOf(value.as<NSString>()));
       case Kind::Data: return writeData(value.as<NSData>());
       case Kind::Array: return writeArray(object, arrayRep(value)->count);
@@ -175,6 +184,7 @@ class Writer {
     for (unsigned shift = bytes * 8; shift > 0; shift -= 8) put(static_cast<uint8_t>(n >> (shift - 8)));
   }
 
+  const DateForm dates_;
   ByteBuffer out_;
   std::vector<Object> objects_;
   std::vector<size_t> references_;  // of all containers, each one's together
@@ -186,6 +196,6 @@ class Writer {
 
 }  // namespace
 
-NSData writeBinaryPropertyList(const Value& tree) { return Writer().write(tree); }
+NSData writeBinaryPropertyList(const Value& tree, DateForm dates) { return Writer(dates).write(tree); }
 
 }  // namespace orv::detail

@@ -89,7 +89,7 @@ Value readXMLPropertyList(std::string_view utf8, bool mutableContainers, Propert
 
 NSData writeXMLPropertyList(const Value& tree) {
   const PlainNumbers guard;
-  const Node node = nodeOfBinary(writeBinaryPropertyList(tree));
+  const Node node = nodeOfBinary(writeBinaryPropertyList(tree, DateForm::WholeSeconds));
   char* text = nullptr;
   uint32_t length = 0;
   if (node) plist_to_xml(node.get(), &text, &length);

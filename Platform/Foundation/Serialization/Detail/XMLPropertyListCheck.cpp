@@ -56,8 +56,8 @@ bool isInfinityOrNaN(std::string_view text) {
 bool plainReal(std::string_view text, std::string& out) {
   out += text;
   if (isInfinityOrNaN(text)) return true;
+  if (text.starts_with("+-")) return false;
   if (text.starts_with('+')) text.remove_prefix(1);
-  if (text.empty() || text.starts_with('+')) return false;
   double n = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), n);
   return error == std::errc() && end == text.data() + text.size() && std::isfinite(n);
