@@ -26,6 +26,7 @@ using orv::Value;
 
 struct DocumentOptions {
   bool compact = false;
+  bool pretty = false;
   bool binary = false;
   std::string path;
   std::string file = "-", other;
@@ -85,7 +86,7 @@ void writeDocument(std::string_view document, const DocumentOptions& options, Ou
 // In the order of the document, with a line end.
 void writeJSON(const Value& tree, const DocumentOptions& options, Output& output) {
   const NSUInteger form = NSJSONWritingFragmentsAllowed | NSJSONWritingWithoutEscapingSlashes |
-                          (options.compact ? 0 : NSJSONWritingPrettyPrinted);
+                          (options.compact ? NSUInteger{0} : NSUInteger{NSJSONWritingPrettyPrinted});
   NSError error;
   const NSData data = NSJSONSerialization::dataWithJSONObject(tree, form, &error);
   if (data.isNil()) return failWithError(options.file, error, output);
@@ -181,7 +182,7 @@ void addTarget(CLI::App& command, DocumentOptions& options) {
 
 void addForms(CLI::App& command, DocumentOptions& options) {
   auto* compact = command.add_flag("--compact", options.compact, "All on one line, without blanks");
-  command.add_flag("--pretty", "Indented, one element a line (the default)")->excludes(compact);
+  command.add_flag("--pretty", options.pretty, "Indented, one element a line (the default)")->excludes(compact);
   addTarget(command, options);
 }
 
