@@ -90,6 +90,7 @@ struct TableRep : ContainerRep {
 
  private:
   TableRep(Kind kind, size_t inlineCapacity, bool isMutable) noexcept;
+  TableRep(bool isMutable, const TableRep& model) noexcept;
   friend void destroyTable(TableRep* rep) noexcept;
   void adopt(void* memory, size_t capacity) noexcept;
   void freeOutside() noexcept;
