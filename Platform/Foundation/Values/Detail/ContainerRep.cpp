@@ -30,8 +30,8 @@ void destroyAll(Value* values, size_t number) noexcept {
 
 size_t arrayBytes(size_t inlineCapacity) { return sizeof(ArrayRep) + inlineCapacity * sizeof(Value); }
 
-// Above eight entries a table has an index, at most three quarters full.
-constexpr size_t kUnindexed = 8;
+// Above twelve entries a table has an index, at most three quarters full.
+constexpr size_t kUnindexed = 12;
 size_t slotsFor(size_t capacity) {
   return capacity <= kUnindexed ? 0 : std::bit_ceil(capacity + capacity / 3 + 1);
 }

@@ -45,7 +45,7 @@ struct ArrayRep : ContainerRep {
 };
 
 // The hash table of sets and dictionaries: entries in the order of insertion (one value wide for sets, two for
-// dictionaries and counted sets), and above eight entries an index of slots that name them. A removed entry
+// dictionaries and counted sets), and above twelve entries an index of slots that name them. A removed entry
 // stays as a nil key until the table is rebuilt.
 struct TableRep : ContainerRep {
   struct Slot {
