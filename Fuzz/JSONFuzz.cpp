@@ -44,7 +44,7 @@ void checkForms(const Value& tree, const NSData& json) {
   require(read(json, NSJSONReadingMutableContainers) == tree);
   const bool container = tree.kind() == Kind::Array || tree.kind() == Kind::Dictionary;
   require(NSJSONSerialization::isValidJSONObject(tree) == container);
-  for (const NSUInteger form : {0, 1, 2, 3, 8}) {
+  for (const NSUInteger form : {0u, 1u, 2u, 3u, 8u}) {
     const NSData text = written(tree, form);
     require(read(text) == tree);
     require(written(read(text), form).isEqualToData(text));

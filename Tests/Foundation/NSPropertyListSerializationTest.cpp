@@ -233,7 +233,7 @@ TEST(NSPropertyListSerialization, RefusesWhatXMLHasNoPlaceFor) {
 }
 
 TEST(NSPropertyListSerialization, WritesNoOldStyleText) {
-  for (const NSUInteger format : {0, 1, 2, 300}) {
+  for (const NSUInteger format : {0u, 1u, 2u, 300u}) {
     const NSError error = writeErrorOf("a", static_cast<NSPropertyListFormat>(format));
     EXPECT_EQ(error.code(), NSPropertyListWriteStreamError);
     EXPECT_EQ(error.domain(), NSCocoaErrorDomain);
@@ -414,7 +414,7 @@ TEST(BinaryPropertyList, RefusesAMalformedTrailer) {
     refuses(24, bigEndian(n, 8));
   }
   // The table of offsets: into the magic, into itself.
-  for (const size_t offset : {0, 7, static_cast<int>(good.size()) - 35, 255}) {
+  for (const size_t offset : {size_t{0}, size_t{7}, good.size() - 35, size_t{255}}) {
     std::string bad = good;
     bad[trailer - 3] = static_cast<char>(offset);
     EXPECT_TRUE(complaintOf(bad).length() > 0) << offset;
@@ -463,7 +463,7 @@ TEST(BinaryPropertyList, MutatedFilesAreReadOrRefused) {
                                                 {"b", NSDictionary{{"c", bytes("data")}}},
                                                 {"d", dateAt(1.5)}});
   std::mt19937 random(11);
-  for (int i = 0; i < 30000; ++i) {
+  for (NSUInteger i = 0; i < 30000; ++i) {
     std::string bad = good;
     for (auto n = random() % 3 + 1; n > 0; --n)
       bad[8 + random() % (bad.size() - 8)] = static_cast<char>(random());
@@ -553,7 +553,7 @@ TEST(NSPropertyListSerialization, ASecondReaderAgrees) {
 TEST(NSPropertyListSerialization, OptionsMakeContainersMutable) {
   const NSDictionary tree{{"a", NSArray{NSDictionary::dictionary()}}};
   for (const std::string& file : {written(tree), written(tree, kXML), std::string("{a = ({});}")}) {
-    for (const NSUInteger options : {0, 1, 2, 3}) {
+    for (const NSUInteger options : {0u, 1u, 2u, 3u}) {
       const NSDictionary again = read(file, options).as<NSDictionary>();
       EXPECT_EQ(again, tree);
       const NSArray array = again.objectForKey("a").as<NSArray>();
@@ -752,7 +752,7 @@ TEST(XMLPropertyList, RefusesEveryBeginning) {
 TEST(XMLPropertyList, DepthIsLimited) {
   const auto arrays = [](size_t n) { return repeated("<array>", n) + repeated("</array>", n); };
   EXPECT_TRUE(readXML(arrays(512)));
-  for (const size_t levels : {513, 100000}) {
+  for (const size_t levels : {513u, 100000u}) {
     EXPECT_EQ(complaintOf(plist(arrays(levels))).utf8().substr(0, 21), "Arrays and dictionari");
     EXPECT_TRUE(readXML(repeated("<array>", levels)).isNil());
     EXPECT_TRUE(readXML(repeated("<dict><key>a</key>", levels)).isNil());

@@ -108,6 +108,14 @@ TEST_F(NSUserDefaultsTest, OtherValuesRaise) {
   for (const Value& value : {Value(NSArray{NSNull::null()}), Value(NSDictionary{{1, 1}}), Value(NSNull::null()),
                              Value(NSURL::URLWithString("http://h")), Value(NSSet{1})})
     EXPECT_THROW(defaults_->setObjectForKey(value, "key"), NSException) << value;
+  Value deep = NSArray::array();
+  for (int levels = 1; levels < 511; ++levels) deep = NSArray{deep};
+  defaults_->setObjectForKey(deep, "deep");  // with all settings around it, the 512th level
+  EXPECT_THROW(defaults_->setObjectForKey(NSArray{deep}, "deeper"), NSException);
+  EXPECT_EQ(contents(), (NSDictionary{{"deep", deep}}));
+  defaults_->removeObjectForKey("deep");
+  fs::remove(file());
+  EXPECT_THROW(defaults_->setObjectForKey(NSNull::null(), "key"), NSException);
   EXPECT_FALSE(fs::exists(file()));
 }
 
@@ -172,6 +180,22 @@ TEST_F(NSUserDefaultsTest, ADamagedFileCountsAsEmptyAndIsReported) {
     std::ofstream(file()) << bad;
     EXPECT_NE(complaint().find("Not a property list: "), std::string::npos) << bad;
   }
+}
+
+TEST_F(NSUserDefaultsTest, ADamagedFileIsKeptBesideTheNewOne) {
+  fs::create_directories(fs::path(file()).parent_path());
+  std::ofstream(file()) << "{precious = ";
+  defaults_->synchronize();
+  captureStandardError([&] { defaults_->setObjectForKey(1, "a"); });
+  defaults_->setObjectForKey(2, "b");
+  EXPECT_EQ(contents(), (NSDictionary{{"a", 1}, {"b", 2}}));
+  std::vector<std::string> kept;
+  for (const auto& entry : fs::directory_iterator(fs::path(file()).parent_path()))
+    if (entry.path() != file()) kept.push_back(entry.path());
+  ASSERT_EQ(kept.size(), 1u);
+  EXPECT_EQ(kept[0].rfind(file() + ".corrupt-", 0), 0u);
+  std::ifstream in(kept[0]);
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), "{precious = ");
 }
 
 TEST_F(NSUserDefaultsTest, WhatCannotBeWrittenHoldsForTheProcess) {

@@ -118,9 +118,8 @@ Value NSPropertyListSerialization::propertyListWithData(const NSData& data, NSUI
       (options & (NSPropertyListMutableContainers | NSPropertyListMutableContainersAndLeaves)) != 0;
   const std::string_view bytes = data.view();
   NSPropertyListFormat found = NSPropertyListBinaryFormat_v1_0;
-  Value tree = detail::isBinaryPropertyList(bytes)
-                   ? readBinary(bytes, mutableContainers, error)
-                   : readText(bytes, mutableContainers, found, error);
+  Value tree = detail::isBinaryPropertyList(bytes) ? readBinary(bytes, mutableContainers, error)
+                                                   : readText(bytes, mutableContainers, found, error);
   if (format && tree) *format = found;
   return tree;
 }

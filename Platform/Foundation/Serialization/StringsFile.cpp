@@ -35,8 +35,8 @@ bool holdsOnlyStrings(const NSDictionary& table) {
 
 NSDictionary detail::readStringsFile(std::string_view bytes) {
   const NSDictionary table =
-      isPropertyList(bytes)
-          ? NSPropertyListSerialization::propertyListWithData(NSData::dataWithBytes(bytes), 0).as<NSDictionary>()
-          : readTable(bytes);
+      isPropertyList(bytes) ? NSPropertyListSerialization::propertyListWithData(NSData::dataWithBytes(bytes), 0)
+                                  .as<NSDictionary>()
+                            : readTable(bytes);
   return holdsOnlyStrings(table) ? table : NSDictionary();
 }

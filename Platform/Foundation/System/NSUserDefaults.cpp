@@ -3,7 +3,9 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
+#include <ctime>
 #include <mutex>
 
 #include "Platform/Foundation/Files/FileBytes.h"
@@ -63,6 +65,12 @@ NSData binaryOf(const Value& tree) {
   return NSPropertyListSerialization::dataWithPropertyList(tree, NSPropertyListBinaryFormat_v1_0, 0);
 }
 
+// As deep as the list of all settings allows.
+bool canBeStored(const Value& value, const NSString& key) {
+  return NSPropertyListSerialization::propertyListIsValid(NSDictionary{{key, value}},
+                                                          NSPropertyListBinaryFormat_v1_0);
+}
+
 // What a caller may change later is copied with all that is in it.
 Value keptForm(const Value& value) {
   if (!value.isKindOf<NSArray>() && !value.isKindOf<NSDictionary>()) return value;
@@ -76,12 +84,14 @@ struct NSUserDefaults::State {
   const NSDictionary arguments = readArguments();
   NSMutableDictionary own;  // nil: not read yet
   NSMutableDictionary fallbacks = NSMutableDictionary::dictionary();
-  std::string path;  // from which `own` was read
+  std::string path;      // from which `own` was read
+  bool damaged = false;  // that file holds something else than a property list
 
   // From here on with the lock held.
   void load();
-  NSDictionary stored() const;
-  void save() const;
+  NSDictionary stored();
+  void save();
+  void keepDamagedFile();
 };
 
 // The file moves when the bundle gets its identifier or the environment another folder.
@@ -95,7 +105,8 @@ void NSUserDefaults::State::load() {
 }
 
 // Where there is no property list yet, the JSON of earlier versions counts.
-NSDictionary NSUserDefaults::State::stored() const {
+NSDictionary NSUserDefaults::State::stored() {
+  damaged = false;
   if (path.empty()) return nil;
   NSData contents;
   std::string file = path;
@@ -107,15 +118,24 @@ NSDictionary NSUserDefaults::State::stored() const {
   }
   if (error != 0) return nil;
   NSDictionary read = old ? detail::readOldSettings(contents) : readPropertyList(contents);
+  damaged = read.isNil() && !old;
   if (read.isNil())
     detail::consoleWrite(NSString(old ? "Not a flat JSON object: " : "Not a property list: ") +
                          NSString::stringWithFileSystemRepresentation(file));
   return read;
 }
 
-void NSUserDefaults::State::save() const {
+// What the user had may still be mended.
+void NSUserDefaults::State::keepDamagedFile() {
+  if (!damaged) return;
+  ::rename(path.c_str(), (path + ".corrupt-" + std::to_string(::time(nullptr))).c_str());
+  damaged = false;
+}
+
+void NSUserDefaults::State::save() {
   if (path.empty()) return;
   makeFolders(path);
+  keepDamagedFile();
   const int error = detail::replaceFile(path, binaryOf(own).view());
   if (error == 0) return;
   detail::consoleWrite(NSString("Cannot write ") + NSString::stringWithFileSystemRepresentation(path) + ": " +
@@ -162,8 +182,7 @@ bool NSUserDefaults::boolForKey(const NSString& key) const {
 
 void NSUserDefaults::setObjectForKey(const Value& value, const NSString& key) {
   if (key.isNil()) return;
-  const bool valid = NSPropertyListSerialization::propertyListIsValid(value, NSPropertyListBinaryFormat_v1_0);
-  if (!value.isNil() && !valid)
+  if (!value.isNil() && !canBeStored(value, key))
     NSException::raise(
         NSInvalidArgumentException,
         NSString::stringWithFormat("Attempt to insert non-property list object %@ for key %@", value, key));

@@ -18,6 +18,9 @@ class NSArray;
 // file is replaced as a whole, so that it is never half written. Where it cannot be written, the change holds
 // until the process ends, and the system's console gets one line.
 //
+// A file that is no property list counts as empty, with one line on the console; before it is replaced it is
+// kept beside as `defaults.plist.corrupt-SECONDS`.
+//
 // One object for all; any thread may call any member. A change on one thread is seen by all at once. The file
 // belongs to one process at a time: of two that write at once, the later one wins.
 //
