@@ -548,6 +548,15 @@ TEST(NSPropertyListSerialization, ASecondReaderAgrees) {
     plist_free(node);
     RC_ASSERT(same);
   }));
+  EXPECT_TRUE(rc::check([] {
+    const Value tree = randomTree(2, true);
+    const std::string file = written(tree, kXML);
+    plist_t node = nullptr;
+    plist_from_xml(file.data(), static_cast<uint32_t>(file.size()), &node);
+    const bool same = agrees(node, tree);
+    plist_free(node);
+    RC_ASSERT(same);
+  }));
 }
 
 TEST(NSPropertyListSerialization, OptionsMakeContainersMutable) {
@@ -639,7 +648,7 @@ TEST(XMLPropertyList, RefusesEverythingElse) {
       {"<dict><key>a</key><key>b</key></dict>", "A key has no value around line 3, column 19."},
       {"<string>&foo;</string>", "There is no such entity around line 3, column 9."},
       {"<string>a<b/></string>", "An element stands within a text around line 3, column 10."},
-      {"<integer>abc</integer>", "The text of an element is malformed around line 3, column 10."},
+      {"<integer>abc</integer>", "The text of an element is malformed around line 3, column 1."},
       {"<integer/>", "An element is empty around line 3, column 1."},
       {"<string>\x01</string>", "A control character is not allowed around line 3, column 9."},
       {"<string>\xEF\xBF\xBE</string>",
@@ -796,6 +805,12 @@ TEST(XMLPropertyList, WritesTheUsualForm) {
   EXPECT_EQ(read(written("a\r\nb\rc", kXML)), "a\r\nb\rc");
   const std::string data = repeated("0123456789", 100);
   EXPECT_EQ(read(written(NSArray{NSArray{bytes(data)}}, kXML)), (NSArray{NSArray{bytes(data)}}));
+}
+
+TEST(XMLPropertyList, LargeDictionariesAreReadInLinearTime) {
+  const NSMutableDictionary tree = NSMutableDictionary::dictionary();
+  for (int i = 0; i < 200000; ++i) tree.setObjectForKey(i, NSString("key" + std::to_string(i)));
+  EXPECT_EQ(read(written(tree, kXML)), tree);
 }
 
 TEST(XMLPropertyList, NumbersDoNotFollowTheLocale) {

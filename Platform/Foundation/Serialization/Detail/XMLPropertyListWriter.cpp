@@ -1,4 +1,4 @@
-#include "Platform/Foundation/Serialization/Detail/XMLPropertyList.h"
+#include "Platform/Foundation/Serialization/Detail/XMLPropertyListWriter.h"
 
 #include <locale.h>
 #include <plist/plist.h>
@@ -8,12 +8,10 @@
 #include <memory>
 #include <string>
 
-#include "Platform/Foundation/Serialization/Detail/BinaryPropertyListReader.h"
 #include "Platform/Foundation/Serialization/Detail/BinaryPropertyListWriter.h"
-#include "Platform/Foundation/Serialization/Detail/XMLPropertyListCheck.h"
 
-// libplist turns XML into the binary form and back, which keeps all that its interface to nodes would lose: the
-// sign of integers and the fractions and the range of dates.
+// libplist turns the binary form into XML: that form keeps all that its interface to nodes would lose, the sign
+// of integers and the range of dates.
 namespace orv::detail {
 namespace {
 
@@ -44,12 +42,6 @@ class PlainNumbers {
 
 constexpr size_t kLongestText = UINT32_MAX;  // what lengths are counted in there
 
-Node nodeOfXML(const std::string& xml) {
-  plist_t node = nullptr;
-  if (xml.size() <= kLongestText) plist_from_xml(xml.data(), static_cast<uint32_t>(xml.size()), &node);
-  return Node(node);
-}
-
 Node nodeOfBinary(const NSData& binary) {
   plist_t node = nullptr;
   if (binary.length() <= kLongestText)
@@ -73,19 +65,6 @@ std::string withFullYears(std::string_view xml) {
 }
 
 }  // namespace
-
-Value readXMLPropertyList(std::string_view utf8, bool mutableContainers, PropertyListFault& fault) {
-  std::string plain;
-  if (!checkXMLPropertyList(utf8, plain, fault)) return nil;
-  const PlainNumbers guard;
-  const Node node = nodeOfXML(plain);
-  char* bytes = nullptr;
-  uint32_t length = 0;
-  if (node) plist_to_bin(node.get(), &bytes, &length);
-  const Text binary(bytes);
-  fault = {"The XML cannot be taken apart", 0};
-  return binary ? readBinaryPropertyList({bytes, length}, mutableContainers, fault) : Value();
-}
 
 NSData writeXMLPropertyList(const Value& tree) {
   const PlainNumbers guard;

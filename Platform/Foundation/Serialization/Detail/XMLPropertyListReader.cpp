@@ -1,12 +1,20 @@
-#include "Platform/Foundation/Serialization/Detail/XMLPropertyListCheck.h"
+#include "Platform/Foundation/Serialization/Detail/XMLPropertyListReader.h"
 
 #include <algorithm>
 #include <charconv>
+#include <chrono>
 #include <cmath>
 #include <iterator>
+#include <limits>
+#include <string>
 #include <vector>
 
+#include "Platform/Foundation/Serialization/Detail/ValueStack.h"
 #include "Platform/Foundation/Text/Unicode.h"
+#include "Platform/Foundation/Values/Detail/ContainerRep.h"
+#include "Platform/Foundation/Values/Detail/StringRep.h"
+#include "Platform/Foundation/Values/NSData.h"
+#include "Platform/Foundation/Values/NSDate.h"
 
 namespace orv::detail {
 namespace {
@@ -29,103 +37,100 @@ bool isXMLCharacter(char32_t c) noexcept {
   return c <= 0x10FFFF && !isSurrogate(c) && c != 0xFFFE && c != 0xFFFF;
 }
 
-// ---- Leaves. Each puts the plain form of a valid text behind `out`.
+// ---- Leaves. Each is nil when the text is malformed.
 
 // Decimal, or hexadecimal without a sign: -2^63 to 2^64 - 1.
-bool plainInteger(std::string_view text, std::string& out) {
+Value integerOf(std::string_view text) {
   const bool negative = text.starts_with('-'), sign = negative || text.starts_with('+');
   const bool hexadecimal = !sign && (text.starts_with("0x") || text.starts_with("0X"));
   text.remove_prefix(hexadecimal ? 2 : sign ? 1 : 0);
   uint64_t n = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), n, hexadecimal ? 16 : 10);
-  if (text.empty() || error != std::errc() || end != text.data() + text.size()) return false;
-  if (negative && n > uint64_t{1} << 63) return false;
-  out += (negative ? "-" : "") + std::to_string(n);
-  return true;
+  if (text.empty() || error != std::errc() || end != text.data() + text.size()) return nil;
+  if (!negative) return n;
+  return n <= uint64_t{1} << 63 ? Value(static_cast<int64_t>(0 - n)) : Value();
 }
 
-bool isInfinityOrNaN(std::string_view text) {
+// Not-a-number or an infinity by its name, in any case.
+Value specialReal(std::string_view text) {
   std::string lower;
   std::transform(text.begin(), text.end(), std::back_inserter(lower),
                  [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
-  if (lower == "nan") return true;
+  if (lower == "nan") return std::numeric_limits<double>::quiet_NaN();
+  const double sign = lower.starts_with('-') ? -1 : 1;
   if (lower.starts_with('+') || lower.starts_with('-')) lower.erase(0, 1);
-  return lower == "inf" || lower == "infinity";
+  if (lower != "inf" && lower != "infinity") return nil;
+  return sign * std::numeric_limits<double>::infinity();
 }
 
-bool plainReal(std::string_view text, std::string& out) {
-  out += text;
-  if (isInfinityOrNaN(text)) return true;
-  if (text.starts_with("+-")) return false;
+Value realOf(std::string_view text) {
+  if (Value special = specialReal(text)) return special;
+  if (text.starts_with("+-")) return nil;
   if (text.starts_with('+')) text.remove_prefix(1);
   double n = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), n);
-  return error == std::errc() && end == text.data() + text.size() && std::isfinite(n);
+  const bool all = error == std::errc() && end == text.data() + text.size();
+  return all && std::isfinite(n) ? Value(n) : Value();
 }
 
 // "2001-01-01T00:00:00Z", of the calendar of today.
-bool plainDate(std::string_view text, std::string& out) {
+Value dateOf(std::string_view text) {
   constexpr std::string_view kForm = "0000-00-00T00:00:00Z";
-  out += text;
-  if (text.size() != kForm.size()) return false;
+  if (text.size() != kForm.size()) return nil;
   for (size_t i = 0; i < text.size(); ++i)
-    if (kForm[i] == '0' ? !isDigit(text[i]) : text[i] != kForm[i]) return false;
+    if (kForm[i] == '0' ? !isDigit(text[i]) : text[i] != kForm[i]) return nil;
   const auto number = [text](size_t at, size_t length) {
     int n = 0;
     for (size_t i = at; i < at + length; ++i) n = n * 10 + (text[i] - '0');
     return n;
   };
-  const int year = number(0, 4), month = number(5, 2), day = number(8, 2);
-  if (year < 1 || month < 1 || month > 12 || number(11, 2) > 23 || number(14, 2) > 59 || number(17, 2) > 59)
-    return false;
-  const bool leap = year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
-  constexpr int kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-  return day >= 1 && day <= kDays[month - 1] + (month == 2 && leap ? 1 : 0);
+  using namespace std::chrono;
+  const year_month_day day{year(number(0, 4)), month(static_cast<unsigned>(number(5, 2))),
+                           std::chrono::day(static_cast<unsigned>(number(8, 2)))};
+  const int hours = number(11, 2), minutes = number(14, 2), seconds = number(17, 2);
+  if (!day.ok() || number(0, 4) == 0 || hours > 23 || minutes > 59 || seconds > 59) return nil;
+  const auto days = static_cast<double>(sys_days(day).time_since_epoch().count());
+  return NSDate::dateWithTimeIntervalSince1970(days * 86400 + hours * 3600 + minutes * 60 + seconds);
 }
 
 // Base64 with blanks anywhere.
-bool plainData(std::string_view text, std::string& out) {
-  const size_t begin = out.size();
-  std::copy_if(text.begin(), text.end(), std::back_inserter(out), [](char c) { return !isSpace(c); });
-  std::string_view digits = std::string_view(out).substr(begin);
-  if (digits.size() % 4 != 0) return false;
-  if (digits.ends_with("=="))
-    digits.remove_suffix(2);
-  else if (digits.ends_with('='))
-    digits.remove_suffix(1);
-  return std::all_of(digits.begin(), digits.end(), [](char c) {
-    return isDigit(c) || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '+' || c == '/';
-  });
+Value dataOf(std::string_view text) {
+  std::string digits;
+  std::copy_if(text.begin(), text.end(), std::back_inserter(digits), [](char c) { return !isSpace(c); });
+  return NSData::initWithBase64EncodedString(StringFactory::fromUtf8(digits, IllFormed::Refuse));
 }
 
-bool plainLeaf(Element element, std::string_view text, std::string& out) {
-  if (element == Element::Data) return plainData(text, out);
-  text = trimmed(text);
+Value leafOf(Element element, std::string_view text) {
   switch (element) {
-    case Element::Integer: return plainInteger(text, out);
-    case Element::Real: return plainReal(text, out);
-    case Element::Date: return plainDate(text, out);
-    default: return text.empty();  // true and false
+    case Element::Key:
+    case Element::String: return StringFactory::fromUtf8(text, IllFormed::Refuse);
+    case Element::Integer: return integerOf(trimmed(text));
+    case Element::Real: return realOf(trimmed(text));
+    case Element::Date: return dateOf(trimmed(text));
+    case Element::Data: return dataOf(text);
+    default: return trimmed(text).empty() ? Value(element == Element::True) : Value();
   }
 }
 
 // ---- The document
 
-class Checker {
+class Reader {
  public:
-  Checker(std::string_view text, std::string& plain, PropertyListFault& fault)
-      : text_(text), plain_(plain), fault_(fault) {}
+  Reader(std::string_view text, bool mutableContainers, PropertyListFault& fault)
+      : text_(text), mutable_(mutableContainers), fault_(fault) {}
 
-  bool check() {
-    if (!checkCharacters() || !skipProlog()) return false;
+  Value read() {
+    if (!checkCharacters() || !skipProlog()) return nil;
     while (!done_)
-      if (!readNext()) return false;
-    return skipMisc() && (at_ == text_.size() || fail("There is text after the property list"));
+      if (!readNext()) return nil;
+    if (!skipMisc() || (at_ != text_.size() && !fail("There is text after the property list"))) return nil;
+    return values_.pop();
   }
 
  private:
   struct Open {
     Element element;
+    size_t firstValue;        // where its values begin
     bool keyPending = false;  // of a dictionary: its value comes next
     bool filled = false;      // of the plist element: it has its value
   };
@@ -203,16 +208,14 @@ class Checker {
     bool empty;
     if (!readName(element) || !readAttributes(empty)) return false;
     if (!takesPlace(element, begin)) return false;
-    plain_.append("<").append(name(element)).append(">");
     if (element <= Element::Dict) return open(element, empty, begin);
+    leaf_.clear();
     if (!empty && !readLeaf(element, begin)) return false;
-    if (empty && !plainEmpty(element)) return fail("An element is empty", begin);
-    close(element);
+    Value leaf = leafOf(element, leaf_);
+    if (leaf.isNil()) return fail(empty ? "An element is empty" : "The text of an element is malformed", begin);
+    values_.push(std::move(leaf));
     return true;
   }
-
-  static std::string_view name(Element element) { return kElementNames[static_cast<size_t>(element)]; }
-  static bool plainEmpty(Element element) { return element < Element::Integer || element > Element::Date; }
 
   bool readName(Element& element) {
     size_t end = at_;
@@ -269,20 +272,31 @@ class Checker {
 
   bool open(Element element, bool empty, size_t begin) {
     if (open_.size() > static_cast<size_t>(kDeepestPropertyListTree)) return fail(kTooDeepPropertyList, begin);
-    open_.push_back({element});
+    open_.push_back({element, values_.size()});
     return !empty || closeContainer(begin);
   }
-
-  void close(Element element) { plain_.append("</").append(name(element)).append(">"); }
 
   bool closeContainer(size_t begin) {
     const Open closed = open_.back();
     if (closed.keyPending) return fail("A key has no value", begin);
     if (closed.element == Element::Plist && !closed.filled) return fail("The property list is empty", begin);
-    close(closed.element);
     open_.pop_back();
     done_ = open_.empty();
+    if (!done_) gather(closed);
     return true;
+  }
+
+  // The values on the stack become the container.
+  void gather(const Open& closed) {
+    const size_t number = values_.size() - closed.firstValue;
+    Value* const first = values_.at(closed.firstValue);
+    HeapObject* made;
+    if (closed.element == Element::Array)
+      made = ArrayRep::take(first, number, mutable_);
+    else
+      made = TableRep::takePairs(first, number / 2, mutable_);
+    values_.forget(number);
+    values_.adopt(made);
   }
 
   bool readClosing() {
@@ -305,18 +319,17 @@ class Checker {
   // From behind the opening tag to behind the closing one.
   bool readLeaf(Element element, size_t begin) {
     const bool isText = element == Element::String || element == Element::Key;
-    if (isText ? !readText() : !readPlainText(element, begin)) return false;
+    if (isText ? !readText() : !readPlainText(begin)) return false;
     const size_t tag = at_;
     Element closed;
     if (!rest().starts_with("</")) return fail("An element stands within a text");
     return readClosingTag(closed) && (closed == element || fail("A closing tag does not match", tag));
   }
 
-  bool readPlainText(Element element, size_t begin) {
+  bool readPlainText(size_t begin) {
     const size_t end = text_.find('<', at_);
     if (end == std::string_view::npos) return fail("An element has no end", begin);
-    const std::string_view text = text_.substr(at_, end - at_);
-    if (!plainLeaf(element, text, plain_)) return fail("The text of an element is malformed");
+    leaf_ = text_.substr(at_, end - at_);
     at_ = end;
     return true;
   }
@@ -326,7 +339,7 @@ class Checker {
     for (;;) {
       const size_t end = text_.find_first_of("<&", at_);
       if (end == std::string_view::npos) return fail("An element has no end");
-      plain_.append(text_.substr(at_, end - at_));
+      leaf_.append(text_.substr(at_, end - at_));
       at_ = end;
       if (text_[at_] == '&') {
         if (!readEntity()) return false;
@@ -343,14 +356,7 @@ class Checker {
   bool readLiteralSection() {
     const size_t begin = at_ + 9, end = text_.find("]]>", begin);
     if (end == std::string_view::npos) return fail("A literal section has no end");
-    for (const char c : text_.substr(begin, end - begin)) {
-      if (c == '&')
-        plain_ += "&amp;";
-      else if (c == '<')
-        plain_ += "&lt;";
-      else
-        plain_ += c;
-    }
+    leaf_.append(text_.substr(begin, end - begin));
     at_ = end + 3;
     return true;
   }
@@ -358,9 +364,10 @@ class Checker {
   bool readEntity() {
     const size_t end = text_.find(';', at_);
     const std::string_view entity = end == std::string_view::npos ? "" : text_.substr(at_ + 1, end - at_ - 1);
-    constexpr std::string_view kNamed[] = {"lt", "gt", "amp", "quot", "apos"};
-    if (std::find(std::begin(kNamed), std::end(kNamed), entity) != std::end(kNamed)) {
-      plain_.append("&").append(entity).append(";");
+    constexpr std::string_view kNames[] = {"lt", "gt", "amp", "quot", "apos"}, kCharacters = "<>&\"'";
+    const auto* named = std::find(std::begin(kNames), std::end(kNames), entity);
+    if (named != std::end(kNames)) {
+      leaf_ += kCharacters[static_cast<size_t>(named - std::begin(kNames))];
     } else if (!readNumberedCharacter(entity)) {
       return fail("There is no such entity");
     }
@@ -377,29 +384,25 @@ class Checker {
         std::from_chars(entity.data(), entity.data() + entity.size(), c, hexadecimal ? 16 : 10);
     if (entity.empty() || error != std::errc() || end != entity.data() + entity.size() || !isXMLCharacter(c))
       return false;
-    if (c == '<' || c == '&') {
-      plain_ += c == '<' ? "&lt;" : "&amp;";
-    } else {
-      char bytes[4];
-      plain_.append(bytes, encodeUtf8(c, bytes));
-    }
+    char bytes[4];
+    leaf_.append(bytes, encodeUtf8(c, bytes));
     return true;
   }
 
   const std::string_view text_;
-  std::string& plain_;
+  const bool mutable_;
   PropertyListFault& fault_;
   size_t at_ = 0;
   bool done_ = false;
   std::vector<Open> open_;
+  ValueStack values_;
+  std::string leaf_;  // the text of an element, without entities and the like
 };
 
 }  // namespace
 
-bool checkXMLPropertyList(std::string_view utf8, std::string& plain, PropertyListFault& fault) {
-  plain.clear();
-  plain.reserve(utf8.size() + 16);
-  return Checker(utf8, plain, fault).check();
+Value readXMLPropertyList(std::string_view utf8, bool mutableContainers, PropertyListFault& fault) {
+  return Reader(utf8, mutableContainers, fault).read();
 }
 
 }  // namespace orv::detail
