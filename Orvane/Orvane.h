@@ -7,6 +7,7 @@
 #include "Orvane/OrvDays.h"
 #include "Orvane/OrvLog.h"
 #include "Orvane/OrvLogContextHandler.h"
+#include "Orvane/OrvObject.h"
 #include "Orvane/OrvQueue.h"
 #include "Orvane/OrvTimeTrack.h"
 #include "Platform/AppKit/NSColor.h"

@@ -32,6 +32,7 @@
 #include "Platform/Foundation/Values/NSEnumerator.h"
 #include "Platform/Foundation/Values/NSError.h"
 #include "Platform/Foundation/Values/NSException.h"
+#include "Platform/Foundation/Values/NSKeyValueObserving.h"
 #include "Platform/Foundation/Values/NSNull.h"
 #include "Platform/Foundation/Values/NSNumber.h"
 #include "Platform/Foundation/Values/NSObject.h"
