@@ -176,7 +176,7 @@ Value OrvObject::valueForUndefinedKey(const NSString& key) const { return object
 
 void OrvObject::setValueForUndefinedKey(const Value& value, const NSString& key) { setObject(value, key); }
 
-// An observer may let go of the last reference. An object that is at its end has none any more.
+// An object that is at its end has no references any more.
 Ref<OrvObject> OrvObject::heldWhileTelling() const {
   const bool telling = isObserved() || wrapped_;
   if (!telling || refs.load(std::memory_order_relaxed) == 0) return nil;

@@ -193,6 +193,9 @@ class ORV_EXPORT OrvObject : public NSKeyValueObserving {
   orv::Value forward(const orv::detail::Accessor& accessor, const orv::Value& argument = orv::Value());
   // The same for a getter.
   orv::Value forwardGetter(const orv::detail::Accessor& accessor) const;
+  // A reference for the time in which observers are called, who may let go of the last one; nil when there is
+  // nobody to call.
+  orv::Ref<OrvObject> heldWhileTelling() const;
 
  private:
   friend struct orv::detail::ModelAccess;
@@ -200,7 +203,6 @@ class ORV_EXPORT OrvObject : public NSKeyValueObserving {
   // Walks from one store to the next, through the models that wrap others, down to the one that holds values.
   const orv::Value& contents() const noexcept;
   orv::Value exported() const;
-  orv::Ref<OrvObject> heldWhileTelling() const;
   void put(const orv::Value& object, const NSString& key);
   bool importJSON(const NSData& data, NSError error);
   void fillFromFile(const orv::Value& location);

@@ -10,6 +10,8 @@
 #include "Orvane/OrvObject.h"
 #include "Orvane/OrvQueue.h"
 #include "Orvane/OrvTimeTrack.h"
+#include "Orvane/macOS/OrvNSValueTransformer.h"
+#include "Orvane/macOS/OrvSettings.h"
 #include "Platform/AppKit/NSColor.h"
 #include "Platform/AppKit/NSFont.h"
 #include "Platform/AppKit/NSParagraphStyle.h"

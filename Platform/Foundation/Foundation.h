@@ -42,4 +42,5 @@
 #include "Platform/Foundation/Values/NSString.h"
 #include "Platform/Foundation/Values/NSURL.h"
 #include "Platform/Foundation/Values/NSUUID.h"
+#include "Platform/Foundation/Values/NSValueTransformer.h"
 #include "Platform/Foundation/Values/Value.h"
