@@ -19,6 +19,8 @@
 #include "Platform/Foundation/Text/Format.h"
 #include "Platform/Foundation/Text/NSAttributedString.h"
 #include "Platform/Foundation/Text/NSDataDetector.h"
+#include "Platform/Foundation/Text/NSNumberFormatter.h"
+#include "Platform/Foundation/Text/NSRegularExpression.h"
 #include "Platform/Foundation/Text/NSTextCheckingResult.h"
 #include "Platform/Foundation/Threads/NSThread.h"
 #include "Platform/Foundation/Values/Class.h"

@@ -373,6 +373,8 @@ TEST(NSJSONWriting, NumbersHaveTheirShortestText) {
       {0.0, "0"},
       {1e15, "1000000000000000"},
       {1e16, "10000000000000000"},
+      {66109432037797136.0, "66109432037797136"},
+      {9007199254740994.0, "9007199254740994"},
       {1e17, "1e+17"},
       {1e21, "1e+21"},
       {1e-7, "1e-07"},
@@ -416,7 +418,9 @@ TEST(NSJSONWriting, DoublesReadBackAndAreNoLongerThanNeeded) {
     };
     const std::string reference(
         shortest, std::to_chars(shortest, shortest + 40, value, std::chars_format::scientific).ptr);
-    ASSERT_EQ(digits(text), digits(reference)) << text << ' ' << reference;
+    const bool hasIntegerText = std::fabs(value) >= 1e15 && std::fabs(value) < 1e17;
+    ASSERT_TRUE(hasIntegerText || digits(text) == digits(reference)) << text << ' ' << reference;
+    ASSERT_EQ(readFragment(text), Value(value)) << text;
   }
 }
 

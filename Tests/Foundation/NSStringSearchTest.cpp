@@ -254,3 +254,17 @@ TEST(NSStringSearch, JoiningThePiecesGivesTheTextBack) {
     RC_ASSERT(joined == NSString(text));
   }));
 }
+
+TEST(NSStringSearch, OneUnitIsReplacedAsAnyText) {
+  const auto replaced = [](const NSString& text, const NSString& unit, const NSString& with) {
+    return text.stringByReplacingOccurrencesOfString(unit, with);
+  };
+  EXPECT_EQ(replaced("banana", "a", "oo"), "boonoonoo");
+  EXPECT_EQ(replaced("aaa", "a", ""), "");
+  EXPECT_EQ(replaced("aba", "a", u"\u00E9"), u"\u00E9b\u00E9");
+  EXPECT_EQ(replaced(u"\u00E9b", u"\u00E9", "e").utf8(), "eb");
+  EXPECT_EQ(replaced("aba", "a", u"\u0436"), u"\u0436b\u0436");
+  EXPECT_EQ(replaced(u"a\u0436", "a", "b"), u"b\u0436");
+  EXPECT_EQ(replaced(u"\u00E9b", u"\u00E9", "e").hash(), NSString("eb").hash());
+  EXPECT_EQ(replaced(NSString(std::string(5000, 'a')), "a", "bc").length(), 10000u);
+}

@@ -1,7 +1,5 @@
 #include <sys/stat.h>
 
-#include <cerrno>
-#include <cstdio>
 #include <memory>
 #include <string>
 #include <vector>
@@ -10,6 +8,7 @@
 #include "Platform/Foundation/Text/Base64.h"
 #include "Tools/orv/Command.h"
 #include "Tools/orv/FileDigest.h"
+#include "Tools/orv/Input.h"
 #include "Tools/orv/Output.h"
 #include "Tools/orv/Progress.h"
 
@@ -94,22 +93,6 @@ struct Base64Options {
   bool canonical = false;
   std::string file = "-";
 };
-
-// The whole of a file or of standard input; false, with the reason told, when it cannot be read.
-bool readAll(const std::string& file, std::string& contents, Output& output) {
-  std::FILE* in = file == "-" ? stdin : std::fopen(file.c_str(), "rbe");
-  if (!in) {
-    output.failWithErrno(file, errno);
-    return false;
-  }
-  char piece[65536];
-  size_t got = 0;
-  while ((got = std::fread(piece, 1, sizeof piece, in)) > 0) contents.append(piece, got);
-  const bool failed = std::ferror(in) != 0;
-  if (failed) output.failWithErrno(file, errno);
-  if (in != stdin) std::fclose(in);
-  return !failed;
-}
 
 Base64Form formOf(const Base64Options& options) {
   return options.canonical ? Base64Form::Canonical : Base64Form::Standard;

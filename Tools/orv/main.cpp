@@ -69,6 +69,8 @@ int run(int argc, char** argv) {
   tool::addInfoCommands(program, output);
   tool::addDateCommands(program, output);
   tool::addConvertCommand(program, output);
+  tool::addTextCommands(program, output);
+  tool::addTaxCommand(program, output);
   try {
     unguardValues(program);
     program.parse(argumentsOf(argc, argv));

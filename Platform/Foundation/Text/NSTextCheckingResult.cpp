@@ -14,6 +14,20 @@ Ref<NSTextCheckingResult> NSTextCheckingResult::dateCheckingResultWithRange(NSRa
   return result;
 }
 
+Ref<NSTextCheckingResult> NSTextCheckingResult::regularExpressionCheckingResultWithRanges(
+    std::vector<NSRange> ranges) {
+  const NSRange whole = ranges.empty() ? NSRangeNotFound : ranges.front();
+  auto result = make<NSTextCheckingResult>(NSTextCheckingTypeRegularExpression, whole);
+  if (!ranges.empty()) ranges.erase(ranges.begin());
+  result->groups_ = std::move(ranges);
+  return result;
+}
+
+NSRange NSTextCheckingResult::rangeAtIndex(NSUInteger index) const noexcept {
+  if (index == 0) return range_;
+  return index <= groups_.size() ? groups_[index - 1] : NSRangeNotFound;
+}
+
 NSString NSTextCheckingResult::className() const { return "NSTextCheckingResult"; }
 
 NSString NSTextCheckingResult::description() const {

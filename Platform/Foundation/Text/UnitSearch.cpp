@@ -81,6 +81,10 @@ size_t search(It text, size_t length, It needle, size_t count) {
 }
 
 size_t findNarrow(const Units& text, const Units& needle) noexcept {
+  if (needle.length == 1) {
+    const void* found = std::memchr(text.data, *needle.narrow(), text.length);
+    return found ? static_cast<size_t>(static_cast<const uint8_t*>(found) - text.narrow()) : kNoMatch;
+  }
   const void* found = ::memmem(text.data, text.length, needle.data, needle.length);
   return found ? static_cast<size_t>(static_cast<const uint8_t*>(found) - text.narrow()) : kNoMatch;
 }

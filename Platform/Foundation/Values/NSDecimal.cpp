@@ -10,6 +10,7 @@
 #include "Platform/Foundation/Values/Detail/UInt256.h"
 
 using orv::detail::digitCount;
+using orv::detail::dropZero;
 using orv::detail::highHalf;
 using orv::detail::kLargestPower64;
 using orv::detail::kPowersOf10;
@@ -48,11 +49,10 @@ NSDecimal compacted(UInt128 mantissa, int exponent, bool negative) {
   return {lowHalf(mantissa), highHalf(mantissa), static_cast<int16_t>(exponent), negative, false};
 }
 
-// Divides a number by ten when that leaves no remainder. The product with the inverse of ten modulo 2^64,
-// rotated, is small for multiples of ten only.
-inline bool dropZero(uint64_t& n) {
-  const uint64_t quotient = std::rotr(n * 0xCCCCCCCCCCCCCCCDull, 1);
-  if (quotient > UINT64_MAX / 10) return false;
+// Divides a number by a power of ten when that leaves no remainder.
+inline bool dropZeros(UInt128& n, uint64_t power) {
+  const UInt128 quotient = n / power;
+  if (lowHalf(n) != lowHalf(quotient) * power) return false;  // a remainder is below 2^64
   n = quotient;
   return true;
 }
@@ -64,6 +64,10 @@ inline bool isMultipleOf10(UInt128 n) {
 
 // Moves trailing zeros of a mantissa other than 0 into the exponent, which must not be above the largest.
 inline void moveZeros(UInt128& mantissa, int& exponent) {
+  constexpr int kStep = 16;
+  if (highHalf(mantissa) != 0 && lowHalf(mantissa) % (1 << kStep) == 0 &&
+      exponent <= NSDecimal::kMaxExponent - kStep && dropZeros(mantissa, kPowersOf10[kStep]))
+    exponent += kStep;
   while (highHalf(mantissa) != 0) {
     if (exponent >= NSDecimal::kMaxExponent || !isMultipleOf10(mantissa)) return;
     mantissa /= 10;
@@ -184,6 +188,50 @@ inline NSDecimal::Result sum(const NSDecimal& a, NSDecimal b, NSRoundingMode mod
   return x >= y ? exact(x - y, lower.exponent, upper.negative) : exact(y - x, lower.exponent, lower.negative);
 }
 
+// The quotient of two mantissas of one word, other than 0: two long divisions give its 38 digits, 19 each.
+// False where the exponent would leave the range, or the mantissa could hold one digit more.
+inline bool divideWords(const NSDecimal& a, const NSDecimal& b, NSRoundingMode mode,
+                        NSDecimal::Result& result) {
+  constexpr uint64_t kHalfUnit = kPowersOf10[kDivisionDigits / 2 - 1];  // the least of 19 digits
+  const bool sign = a.negative != b.negative;
+  const int power = a.exponent - b.exponent;
+  if (power > NSDecimal::kMaxExponent || power < NSDecimal::kMinExponent + 64) return false;
+  const uint64_t whole = a.low / b.low;
+  if (whole * b.low == a.low) {
+    result = exact(whole, power, sign);
+    return true;
+  }
+  int shift = kDivisionDigits / 2 - 1 - digitCount(a.low) + digitCount(b.low);
+  if (shift < 0) return false;
+  UInt128 dividend = a.low * powerOf10(shift);
+  if (dividend < static_cast<UInt128>(b.low) * kHalfUnit) {
+    dividend *= 10;
+    ++shift;
+  }
+  const uint64_t upper = lowHalf(dividend / b.low);
+  UInt128 rest = dividend - static_cast<UInt128>(upper) * b.low;
+  if (rest == 0) {
+    result = exact(upper, power - shift, sign);
+    return true;
+  }
+  rest *= kPowersOf10[kLargestPower64];
+  const uint64_t lower = lowHalf(rest / b.low);
+  const uint64_t left = lowHalf(rest) - lower * b.low;
+  // Only such a divisor leaves nothing behind one digit more.
+  if (left != 0 && (b.low % 2 == 0 || b.low % 5 == 0) && static_cast<UInt128>(left) * 10 % b.low == 0)
+    return false;
+  UInt128 quotient = static_cast<UInt128>(upper) * kPowersOf10[kLargestPower64] + lower;
+  const uint64_t missing = b.low - left;
+  const Tail tail = left == 0        ? Tail::Exact
+                    : left < missing ? Tail::BelowHalf
+                    : left > missing ? Tail::AboveHalf
+                                     : Tail::Half;
+  if (roundsAway(mode, sign, (quotient & 1) != 0, tail)) ++quotient;
+  result = exact(quotient, power - shift - kLargestPower64, sign);
+  if (left != 0) result.error = NSCalculationLossOfPrecision;
+  return true;
+}
+
 // Reads the digits of a number from units of any width.
 template <class Unit>
 class Reader {
@@ -232,6 +280,12 @@ class Reader {
   }
 
   void take(unsigned digit, bool fraction) {
+    constexpr uint64_t kNoCarry = UINT64_MAX / 10;
+    if (highHalf(mantissa_) == 0 && lowHalf(mantissa_) < kNoCarry) {
+      mantissa_ = lowHalf(mantissa_) * 10 + digit;
+      if (fraction && exponent_ > -kFar) --exponent_;
+      return;
+    }
     constexpr UInt128 kLast = kLargestMantissa / 10;
     full_ = full_ || mantissa_ > kLast || (mantissa_ == kLast && digit > lowHalf(kLargestMantissa % 10));
     if (!full_) mantissa_ = mantissa_ * 10 + digit;
@@ -339,6 +393,7 @@ NSDecimal::Result NSDecimal::dividingBy(const NSDecimal& divisor, NSRoundingMode
   if (notANumber || divisor.notANumber) return failure(NSCalculationOverflow);
   if (divisor.isZero()) return failure(NSCalculationDivideByZero);
   if (isZero()) return {};
+  if (Result result; (high | divisor.high) == 0 && divideWords(*this, divisor, mode, result)) return result;
   const bool sign = negative != divisor.negative;
   const UInt128 d = divisor.mantissa();
   if (d == 1) return finished(mantissa(), Tail::Exact, exponent - divisor.exponent, sign, mode);

@@ -47,8 +47,7 @@ NSDecimalNumber finished(const NSDecimal::Result& result, const NSDecimalNumberH
 }  // namespace
 
 NSDecimalNumber::NSDecimalNumber(const NSDecimal& decimal) {
-  Value boxed = detail::boxDecimal(decimal);
-  swap(boxed);
+  static_cast<Value&>(*this) = detail::boxDecimal(decimal);
 }
 
 NSDecimalNumber NSDecimalNumber::decimalNumberWithString(const NSString& text) {
@@ -79,21 +78,21 @@ NSDecimalNumber NSDecimalNumber::minimumDecimalNumber() {
   return NSDecimalNumber(NSDecimal::largest().negated());
 }
 
-NSDecimalNumber NSDecimalNumber::decimalNumberByAdding(const NSDecimalNumber& other,
-                                                       const NSDecimalNumberHandler& handler) const {
+NSDecimalNumber NSDecimalNumber::sumWith(const NSDecimalNumber& other,
+                                         const NSDecimalNumberHandler& handler) const {
   if (isNil()) return nil;
   return finished(detail::decimalOf(*this).adding(detail::decimalOf(other), handler.roundingMode), handler);
 }
 
-NSDecimalNumber NSDecimalNumber::decimalNumberBySubtracting(const NSDecimalNumber& other,
-                                                            const NSDecimalNumberHandler& handler) const {
+NSDecimalNumber NSDecimalNumber::differenceWith(const NSDecimalNumber& other,
+                                                const NSDecimalNumberHandler& handler) const {
   if (isNil()) return nil;
   return finished(detail::decimalOf(*this).subtracting(detail::decimalOf(other), handler.roundingMode),
                   handler);
 }
 
-NSDecimalNumber NSDecimalNumber::decimalNumberByMultiplyingBy(const NSDecimalNumber& other,
-                                                              const NSDecimalNumberHandler& handler) const {
+NSDecimalNumber NSDecimalNumber::productWith(const NSDecimalNumber& other,
+                                             const NSDecimalNumberHandler& handler) const {
   if (isNil()) return nil;
   return finished(detail::decimalOf(*this).multiplyingBy(detail::decimalOf(other), handler.roundingMode),
                   handler);

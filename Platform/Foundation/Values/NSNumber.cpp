@@ -7,7 +7,7 @@
 
 #include "Platform/Foundation/Values/Detail/DecimalRep.h"
 #include "Platform/Foundation/Values/Detail/StringRep.h"
-#include "Platform/Foundation/Values/NSDecimal.h"
+#include "Platform/Foundation/Values/NSDecimalNumber.h"
 
 using namespace orv;
 
@@ -193,6 +193,10 @@ bool NSNumber::boolValue() const noexcept {
 int64_t NSNumber::longLongOfOther() const noexcept {
   if (kind() == Kind::Double) return clampToSigned(doubleOf(*this));
   return isDecimal() ? detail::decimalOf(*this).toInt64() : 0;
+}
+
+NSInteger NSNumber::integerValue() const noexcept {
+  return isDecimal() ? as<NSDecimalNumber>().integerValue() : longLongValue();
 }
 
 uint64_t NSNumber::unsignedLongLongValue() const noexcept {

@@ -40,7 +40,8 @@ class ORV_EXPORT NSNumber : public orv::Value {
   int16_t shortValue() const noexcept { return static_cast<int16_t>(longLongValue()); }
   int32_t intValue() const noexcept { return static_cast<int32_t>(longLongValue()); }
   uint32_t unsignedIntValue() const noexcept { return static_cast<uint32_t>(unsignedLongLongValue()); }
-  NSInteger integerValue() const noexcept { return longLongValue(); }
+  // A decimal's digits before the period, clamped at the limits of 64 bits.
+  NSInteger integerValue() const noexcept;
   NSUInteger unsignedIntegerValue() const noexcept { return unsignedLongLongValue(); }
   int64_t longLongValue() const noexcept {
     return isInteger() ? static_cast<int64_t>(bits_) : longLongOfOther();

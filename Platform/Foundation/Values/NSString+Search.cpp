@@ -82,6 +82,26 @@ size_t membersAtEnd(const Unit* units, size_t length, const NSCharacterSet& set)
   return length - i;
 }
 
+// Every occurrence of one unit, all texts narrow: the result's length is known beforehand.
+NSString replacingUnit(const NSString& text, uint8_t unit, const NSString& replacement) {
+  const Units all = detail::unitsOf(text), with = detail::unitsOf(replacement);
+  const uint8_t* const end = all.narrow() + all.length;
+  const auto count = static_cast<size_t>(std::count(all.narrow(), end, unit));
+  const auto flags = static_cast<uint8_t>(
+      (detail::stringRep(text)->flags | detail::stringRep(replacement)->flags) & detail::HeapObject::NotAscii);
+  const size_t length = all.length - count + count * with.length;
+  if (length == 0) return StringFactory::empty();
+  detail::StringRep* rep = StringFactory::allocate(length, false, flags);
+  auto* out = static_cast<uint8_t*>(rep->inlineUnits());
+  for (const uint8_t* in = all.narrow(); in < end; ++in) {
+    if (*in == unit)
+      out = std::copy_n(with.narrow(), with.length, out);
+    else
+      *out++ = *in;
+  }
+  return StringFactory::adopt(rep);
+}
+
 }  // namespace
 
 bool NSString::containsString(const NSString& text) const noexcept {
@@ -118,6 +138,8 @@ NSString NSString::stringByReplacingOccurrencesOfString(const NSString& target,
   const Units wanted = detail::unitsOf(target);
   size_t found = detail::findUnits(all, wanted);
   if (found == kNoMatch) return *this;
+  if (wanted.length == 1 && !all.wide && !detail::unitsOf(replacement).wide)
+    return replacingUnit(*this, *wanted.narrow(), replacement);
   detail::StringBuilder builder(all.wide ? 0 : all.length);
   size_t from = 0;
   while (found != kNoMatch) {

@@ -13,6 +13,9 @@ class NSCharacterSet;
 class NSData;
 class NSDictionary;
 class NSMutableAttributedString;
+class NSMutableArray;
+class NSMutableDictionary;
+class NSURL;
 
 // How strings are compared and searched; values combine with |.
 enum NSStringCompareOptions : NSUInteger {
@@ -28,6 +31,26 @@ enum NSStringEncoding : NSUInteger {
   NSUTF8StringEncoding = 4,
   NSISOLatin1StringEncoding = 5,
 };
+
+// The names of text transforms, for stringByApplyingTransform. Each is its own text, an ICU transform
+// identifier.
+class NSString;
+extern ORV_EXPORT const NSString NSStringTransformToLatin;  // any script, in the letters of Latin
+extern ORV_EXPORT const NSString NSStringTransformLatinToArabic;
+extern ORV_EXPORT const NSString NSStringTransformLatinToCyrillic;
+extern ORV_EXPORT const NSString NSStringTransformLatinToGreek;
+extern ORV_EXPORT const NSString NSStringTransformLatinToHangul;
+extern ORV_EXPORT const NSString NSStringTransformLatinToHebrew;
+extern ORV_EXPORT const NSString NSStringTransformLatinToHiragana;
+extern ORV_EXPORT const NSString NSStringTransformLatinToKatakana;
+extern ORV_EXPORT const NSString NSStringTransformLatinToThai;
+extern ORV_EXPORT const NSString NSStringTransformHiraganaToKatakana;
+extern ORV_EXPORT const NSString NSStringTransformMandarinToLatin;
+extern ORV_EXPORT const NSString NSStringTransformFullwidthToHalfwidth;
+extern ORV_EXPORT const NSString NSStringTransformToXMLHex;       // everything as &#x41;
+extern ORV_EXPORT const NSString NSStringTransformToUnicodeName;  // everything as \N{LATIN SMALL LETTER A}
+extern ORV_EXPORT const NSString NSStringTransformStripCombiningMarks;  // é to e; all non-spacing marks
+extern ORV_EXPORT const NSString NSStringTransformStripDiacritics;  // é to e; keeps marks that make letters
 
 // A text: a sequence of UTF-16 code units. Every length, index and range counts code units.
 //
@@ -138,6 +161,11 @@ class ORV_EXPORT NSString : public orv::Value {
   NSString decomposedStringWithCanonicalMapping() const;
   NSString precomposedStringWithCanonicalMapping() const;
 
+  // The text through a transform: one of the constants above or any other ICU transform identifier. nil for a
+  // transform that does not exist or has no reverse. A lone surrogate passes unchanged. A transform is built at
+  // its first use, which for the large ones takes 10 ms, and kept.
+  NSString stringByApplyingTransform(const NSString& transform, bool reverse) const;
+
   // Numbers at the start of the text, after blanks; what follows them is ignored, no number is 0. Integers
   // are decimal and clamp at the limits of their type; doubles are read as in the C locale.
   bool boolValue() const;
@@ -193,6 +221,110 @@ class ORV_EXPORT NSString : public orv::Value {
   NSString zuSHA256HexString() const;
   NSString zuSHA2HexString() const;  // the same as zuSHA256HexString
 
+  // NSString(Orvane) - Orvane/Categories/NSString+Orvane.cpp
+  // White space is Unicode White_Space, U+200B not included. A text that needs no change is answered itself.
+
+  // Nothing but white space; "" is blank, nil is not.
+  bool isBlank() const;
+  // "" or nothing left by `strip`. nil is not empty.
+  bool empty() const;
+  // The argument for a blank text; nil for nil.
+  NSString stringValueWithDefault(const NSString& defaultString) const;
+  // Trims white space, then unassigned code points, then U+FFFC, which attachments leave behind, each from both
+  // ends. Kept: one pass in this order, so white space inside unassigned code points stays.
+  NSString strip() const;
+  // Without the white space at the start.
+  NSString lstrip() const;
+  // Without the members at the start, looked up unit by unit: a surrogate pair counts as its two surrogates,
+  // not as its code point. A nil set drops nothing.
+  NSString stringByLTrimmingCharactersInSet(const NSCharacterSet& set) const;
+  // The words between white space; none is empty.
+  NSMutableArray split() const;
+  // The pieces between separators, empty ones kept; an empty or nil separator gives the whole text.
+  NSMutableArray splitBy(const NSString& separator) const;
+  // The words with one blank between them.
+  NSString collapse() const;
+  // Every line collapsed. Kept: lines that are left with less than two code units are dropped, not only empty
+  // ones.
+  NSString collapseLines() const;
+  // Without any white space.
+  NSString stripAllBlanks() const;
+  // Unit by unit; an empty or nil text is never contained.
+  bool contains(const NSString& substring) const;
+  // A loose test that lets every address pass: it holds "@" or ".".
+  bool isValidEmail() const;
+  // From an index up to, not including, another; negative ones count from the end. Kept: `to` 0 is the end of
+  // the text. Indices beyond the text are cut; a surrogate pair may be cut in two. nil for nil.
+  NSString sliceFrom(long from, long to) const;
+  // 0 and the length.
+  NSRange range() const;
+
+  // Every occurrence replaced by the replacement's toString. Asserts softly that the pattern is a string;
+  // another pattern counts by its toString. A nil or untrue pattern (see Value::isTrue), or a nil replacement,
+  // changes nothing.
+  NSString replace(const orv::Value& pattern, const orv::Value& replacement) const;
+  // For HTML: & < > and the double quote as entities; the apostrophe is left alone.
+  NSString escape() const;
+  // The same, and line feeds as "<br/>".
+  NSString escapeWithBreakLine() const;
+  // Between double quotes, for logs. A text with a control character below 32, a double quote or a backslash is
+  // escaped as in C, unnamed controls as \u000b; only in such a text the apostrophe, too.
+  NSString repr() const;
+
+  // UTF-8; nil when the text has a lone surrogate.
+  NSData data() const;
+  // nil when the bytes are not UTF-8.
+  static NSString stringWithData(const NSData& data);
+  // A new random UUID (version 4): 36 characters, upper-case with hyphens; and as 32 lower-case digits.
+  static NSString uuid();
+  static NSString uuidShort();
+  // A pronounceable word of 2 to 11 ASCII letters, consonants and vowels in turn, a vowel last. From the
+  // system's random source; made for names of things, not for secrets.
+  static NSString randomString();
+  // Capitalised words with blanks between; "" for 0 or less.
+  static NSString randomWords(long count);
+
+  // NSString(Orvane) - Orvane/Categories/NSString+OrvaneQuery.cpp
+
+  // Escapes what is not ASCII and blank " # % / : < > ? @ [ \ ] ^ ` { } | + line feed, tab, carriage return.
+  // Kept: & and = stay, so a value that holds them is not protected. nil when the text has a lone surrogate.
+  NSString urlEncode() const;
+  // "a=1&b=2%203": keys sorted, each with its value's toString, both as urlEncode writes them. A part that
+  // cannot be encoded reads "(null)". nil gives "".
+  static NSString queryStringWithDictionary(const NSDictionary& dictionary);
+  // The pairs in the dictionary's own order behind "?", or "&" when the text has a "?" already. An empty or nil
+  // dictionary appends that character alone.
+  NSString addQuery(const NSDictionary& dictionary) const;
+  // The values of "a=1&b=2" under their keys. Values are decoded, keys are not, "+" is no blank; what follows a
+  // second "=" is dropped; a value that cannot be decoded removes its key. Raises NSRangeException for a piece
+  // without "=", so also for "".
+  NSMutableDictionary parseQuery() const;
+  // The host without "www."; the text itself when it is no URL or has no host.
+  NSString humanizeURL() const;
+  // nil when the text is no URL, see NSURL::URLWithString.
+  NSURL URL() const;
+
+  // NSString(Orvane) - Orvane/Categories/NSString+OrvaneDistance.cpp
+
+  // Levenshtein's distance in code units: the fewest insertions, deletions and substitutions that turn one text
+  // into the other. -1 when either is empty or nil; 0 for nil itself. Exact at every length; time grows with
+  // the product of the lengths, divided by 64, memory with the shorter text.
+  int64_t computeLevenshteinDistanceWithString(const NSString& other) const;
+  // The distance divided by the mean of the lengths: 0 for equal texts, at most 2; 1 when either is empty.
+  double computeLevenshteinDistanceQuotientWithString(const NSString& other) const;
+
+  // NSString(Orvane) - Orvane/Categories/NSString+OrvaneLatin.cpp
+
+  // In Latin letters without accents: "Москва" is "Moskva", "Müller" is "Muller". Letters that are no accented
+  // form of another stay (ß, Ø), and so does everything without a Latin form.
+  NSString stringByTransformingToPlainLatin() const;
+  // A safe name for a file: plain Latin, / \ ? % * | " < > ( ) [ ] { } replaced (nil: removed), stripped, then
+  // the first 250 code units. Leading dots, ":" and reserved names are not touched.
+  NSString stringBySanitizingFileNameWithReplacement(const NSString& replacement) const;
+  NSString stringBySanitizingFileName() const;
+  // The same for a path: "/" stays, the others are removed.
+  NSString stringBySanitizingFileNameAcceptFolderSlashes() const;
+
   // NSString(OrvaneJSON) - Orvane/Categories/NSObject+OrvaneJSON.cpp
 
   // The tree of a JSON text, all containers mutable; nil, and no log line, when it is none.
@@ -203,6 +335,23 @@ class ORV_EXPORT NSString : public orv::Value {
   // The text to be styled, without or with attributes on the whole of it. Nil: nil.
   NSMutableAttributedString attributedString() const;
   NSMutableAttributedString attributedStringWithAttributes(const NSDictionary& attributes) const;
+
+  // NSString(Orvane) - Orvane/Categories/NSString+OrvanePatterns.cpp
+
+  // Every match replaced by the template (see NSRegularExpression: `$1` is a group's text). The pattern is an
+  // NSRegularExpression, or a string, which is read with case ignored and a period that takes line ends, too;
+  // anything else asserts softly and counts by its `toString`. The text itself where the pattern is none or the
+  // template is nil.
+  NSString replaceRegEx(const Value& regex, const NSString& replacementTemplate) const;
+
+  // NSString(Orvane) - Orvane/Categories/NSString+OrvaneFetch.cpp
+
+  // The text that the main bundle's table Localizable has under this key; the key itself where it has none.
+  NSString lc() const;
+  // The contents of the http, https or file URL that this text is, read as UTF-8. Follows redirects on the
+  // web and waits for all of it, up to 60 s; nil on any failure, also for more than 64 MiB and for bytes
+  // that are not UTF-8.
+  NSString fetch() const;
 };
 
 template <class... Args>

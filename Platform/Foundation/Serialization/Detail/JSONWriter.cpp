@@ -379,7 +379,14 @@ class Writer {
 char* writeJSONDouble(double d, char* out) noexcept {
   if (std::signbit(d)) *out++ = '-';
   const double size = std::fabs(d);
-  return writeShortDouble(size, out) ? out : writeAnyDouble(size, out);
+  if (writeShortDouble(size, out)) return out;
+  // Without an exponent it is read as an integer, in which every digit counts: zeros would not do for the last
+  // ones.
+  constexpr double kExactIntegers = 1ull << 53;
+  constexpr double kFirstExponential = 1e17;
+  if (size >= kExactIntegers && size < kFirstExponential)
+    return std::to_chars(out, out + 20, static_cast<uint64_t>(size)).ptr;
+  return writeAnyDouble(size, out);
 }
 
 NSData writeJSON(const Value& tree, NSUInteger options, JSONConverter convert) {

@@ -36,6 +36,15 @@ inline constexpr int kLargestPower64 = 19;
 constexpr uint64_t lowHalf(UInt128 n) { return static_cast<uint64_t>(n); }
 constexpr uint64_t highHalf(UInt128 n) { return static_cast<uint64_t>(n >> 64); }
 
+// Divides a number by ten when that leaves no remainder. The product with the inverse of ten modulo 2^64,
+// rotated, is small for multiples of ten only.
+inline bool dropZero(uint64_t& n) {
+  const uint64_t quotient = std::rotr(n * 0xCCCCCCCCCCCCCCCDull, 1);
+  if (quotient > UINT64_MAX / 10) return false;
+  n = quotient;
+  return true;
+}
+
 // 10 to the power of `power`, 0 to 38.
 constexpr UInt128 powerOf10(int power) {
   if (power <= kLargestPower64) return kPowersOf10[power];
