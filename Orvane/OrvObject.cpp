@@ -10,6 +10,7 @@
 #include "Platform/Foundation/Files/FileErrors.h"
 #include "Platform/Foundation/Files/NSFileManager.h"
 #include "Platform/Foundation/Serialization/NSJSONSerialization.h"
+#include "Platform/Foundation/Serialization/NSPropertyListSerialization.h"
 #include "Platform/Foundation/Values/Detail/ContainerRep.h"
 #include "Platform/Foundation/Values/NSException.h"
 #include "Platform/Foundation/Values/NSURL.h"
@@ -295,6 +296,30 @@ bool OrvObject::readAsJSON(const Value& location) {
   NSError error;
   const NSData data = contentsOf(location, error);
   return importJSON(data, error);
+}
+
+bool OrvObject::writeAsPList(const Value& location) {
+  try {
+    return save(
+        NSPropertyListSerialization::dataWithPropertyList(exported(), NSPropertyListBinaryFormat_v1_0, 0),
+        location);
+  } catch (const NSException&) {
+    return false;  // a container that contains itself
+  }
+}
+
+bool OrvObject::readAsPList(const Value& location) {
+  NSError error;
+  const NSData data = contentsOf(location, error);
+  Value tree;
+  if (data)
+    tree = NSPropertyListSerialization::propertyListWithData(data, NSPropertyListMutableContainersAndLeaves,
+                                                             nullptr, &error);
+  const Ref<OrvObject> held = heldWhileTelling();
+  setJsonDictionary(tree);
+  needsSave_ = false;
+  if (tree.isNil()) OrvLogWarning("Not able to read JSON path=%@ error=%@", location, error);
+  return !tree.isNil();
 }
 
 void OrvObject::fillFromFile(const Value& location) {
