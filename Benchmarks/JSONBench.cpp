@@ -56,7 +56,7 @@ std::string record(Random& random, size_t number) {
          std::to_string(random() % 100'000) + R"(@example.org","active":)" + (random() % 2 ? "true" : "false") +
          R"(,"balance":)" + money(random) + R"(,"created":"2024-0)" + std::to_string(1 + random() % 9) +
          R"(-17T08:30:00.000Z","tags":[")" + words(random, 1) + R"(",")" + words(random, 1) +
-         R"("],"address":{"street":")" + words(random, 2) + R"(","city":"K\u00f6ln","zip":")" +
+         R"("],"address":{"street":")" + words(random, 2) + R"(","city":"Köln","zip":")" +
          std::to_string(10'000 + random() % 80'000) + R"("},"note":")" + words(random, 8) +
          R"(","parent":null})";
 }

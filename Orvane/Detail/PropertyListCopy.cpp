@@ -1,5 +1,6 @@
 #include "Orvane/Detail/PropertyListCopy.h"
 
+#include "Platform/Foundation/Serialization/Detail/PropertyListRules.h"
 #include "Platform/Foundation/Values/NSArray.h"
 #include "Platform/Foundation/Values/NSDictionary.h"
 
@@ -29,25 +30,10 @@ Value copyOfDictionary(const NSDictionary& dictionary, unsigned depth) {
 }
 
 Value copyOf(const Value& v, unsigned depth) {
-  switch (v.kind()) {
-    case Kind::Bool:
-    case Kind::Int:
-    case Kind::UInt:
-    case Kind::Double:
-    case Kind::Date:
-    case Kind::Decimal:
-    case Kind::BigDecimal:
-    case Kind::String:
-    case Kind::Data: return v;
-    case Kind::Array: return depth == 0 ? Value() : copyOfArray(v.as<NSArray>(), depth - 1);
-    case Kind::Dictionary: return depth == 0 ? Value() : copyOfDictionary(v.as<NSDictionary>(), depth - 1);
-    case Kind::Nil:
-    case Kind::Null:
-    case Kind::URL:
-    case Kind::Set:
-    case Kind::CountedSet:
-    case Kind::Object: return nil;
-  }
+  if (isPropertyListLeaf(v.kind())) return v;
+  if (depth == 0) return nil;
+  if (v.kind() == Kind::Array) return copyOfArray(v.as<NSArray>(), depth - 1);
+  if (v.kind() == Kind::Dictionary) return copyOfDictionary(v.as<NSDictionary>(), depth - 1);
   return nil;
 }
 

@@ -11,6 +11,7 @@
 #include "Platform/Foundation/Files/NSFileHandle.h"
 #include "Platform/Foundation/Files/NSFileManager.h"
 #include "Platform/Foundation/Serialization/NSJSONSerialization.h"
+#include "Platform/Foundation/Serialization/NSPropertyListSerialization.h"
 #include "Platform/Foundation/System/NSBundle.h"
 #include "Platform/Foundation/System/NSConsole.h"
 #include "Platform/Foundation/System/NSNotificationCenter.h"

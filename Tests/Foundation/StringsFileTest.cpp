@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "Platform/Foundation/Serialization/NSPropertyListSerialization.h"
 #include "Platform/Foundation/Values/NSDictionary.h"
 
 using namespace orv;
@@ -73,13 +74,17 @@ TEST(StringsFile, RefusesWhatIsNoTable) {
     EXPECT_TRUE(table(bad).isNil()) << bad;
 }
 
-TEST(StringsFile, PropertyListsGoToTheirReader) {
-  const std::string xml = "<?xml version=\"1.0\"?><plist/>";
-  EXPECT_TRUE(table(xml).isNil());
-  detail::setPropertyListReader([](std::string_view bytes) { return NSDictionary{{"bytes", bytes.size()}}; });
-  EXPECT_EQ(table(xml), (NSDictionary{{"bytes", xml.size()}}));
-  EXPECT_EQ(table("bplist00"), (NSDictionary{{"bytes", 8}}));
-  EXPECT_EQ(table("\xEF\xBB\xBF\n<!DOCTYPE plist>").count(), 1u);
-  EXPECT_EQ(table("a = b;"), (NSDictionary{{"a", "b"}}));
-  detail::setPropertyListReader(nullptr);
+TEST(StringsFile, ReadsPropertyLists) {
+  const NSDictionary texts{{"Hello", "Hallo"}};
+  for (const auto format : {NSPropertyListXMLFormat_v1_0, NSPropertyListBinaryFormat_v1_0}) {
+    const auto fileOf = [format](const Value& tree) {
+      return std::string(NSPropertyListSerialization::dataWithPropertyList(tree, format, 0).view());
+    };
+    EXPECT_EQ(table(fileOf(texts)), texts);
+    EXPECT_TRUE(table(fileOf(NSDictionary{{"n", 1}})).isNil());
+    EXPECT_TRUE(table(fileOf("text")).isNil());
+    EXPECT_TRUE(table(fileOf(texts).substr(0, 40)).isNil());
+  }
+  EXPECT_EQ(table("\xEF\xBB\xBF\n<plist><dict><key>a</key><string>b</string></dict></plist>"),
+            (NSDictionary{{"a", "b"}}));
 }

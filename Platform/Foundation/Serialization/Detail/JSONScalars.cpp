@@ -30,8 +30,23 @@ struct NumberText {
   const uint8_t* end = nullptr;  // null: this is no number
 };
 
+// Whether eight bytes are digits, and the number they make: pairs, then fours, then all of them at once.
+bool areDigits(uint64_t word) noexcept {
+  return ((word & 0xF0F0F0F0F0F0F0F0u) | ((word + 0x0606060606060606u) & 0xF0F0F0F0F0F0F0F0u) >> 4) ==
+         0x3333333333333333u;
+}
+uint64_t valueOfDigits(uint64_t word) noexcept {
+  word = (word & 0x0F0F0F0F0F0F0F0Fu) * 2561 >> 8;
+  word = (word & 0x00FF00FF00FF00FFu) * 6553601 >> 16;
+  return (word & 0x0000FFFF0000FFFFu) * 42949672960001u >> 32;
+}
+
 const uint8_t* takeDigits(const uint8_t* at, const uint8_t* end, uint64_t& digits) noexcept {
   uint64_t value = digits;
+  while (end - at >= 8 && areDigits(loadWord<uint64_t>(at))) {
+    value = value * 100'000'000 + valueOfDigits(loadWord<uint64_t>(at));
+    at += 8;
+  }
   for (; at != end && isDigit(*at); ++at) value = value * 10 + (*at - '0');
   digits = value;
   return at;

@@ -11,12 +11,12 @@
 // Numbers and strings of a JSON text, read from the memory between `at` and `end`.
 namespace orv::detail {
 
-// Whether a byte may follow a number or a word: a blank, a comma or a closing bracket. The end of the text may,
-// too.
+// Whether a byte may follow a number or a word: a blank, a comma, a colon or a closing bracket. The end of the
+// text may, too.
 inline bool endsScalar(const uint8_t* at, const uint8_t* end) noexcept {
-  if (at == end) return true;
-  const uint8_t c = *at;
-  return c == ',' || c == '}' || c == ']' || c == ' ' || c == '\n' || c == '\r' || c == '\t' || c == ':';
+  if (at == end || *at == ',') return true;
+  constexpr uint64_t kBlanksAndColon = 1ull << ' ' | 1ull << '\n' | 1ull << '\r' | 1ull << '\t' | 1ull << ':';
+  return *at < 64 ? (kBlanksAndColon >> *at & 1) != 0 : *at == '}' || *at == ']';
 }
 
 // A number: without fraction and exponent an integer where 64 bits hold it; a decimal where a double would lose

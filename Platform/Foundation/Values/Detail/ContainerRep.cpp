@@ -6,7 +6,7 @@
 #include <memory>
 #include <new>
 
-#include "Platform/Foundation/Values/Detail/Pool.h"
+#include "Platform/Foundation/Values/Detail/PoolLists.h"
 #include "Platform/Foundation/Values/Detail/StringRep.h"
 #include "Platform/Foundation/Values/NSException.h"
 

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <mutex>
 #include <new>
+#include <utility>
 
 #include "Platform/Foundation/Values/Detail/PoolLists.h"
 
@@ -41,9 +42,27 @@ struct Rest {
 constexpr std::size_t sizeOfClass(std::size_t cls) { return (cls + 1) * kPoolGrain; }
 
 // How many blocks move between a thread and the depot at a time: about 8 KiB of them.
-constexpr uint32_t batchOf(std::size_t cls) {
-  return static_cast<uint32_t>(std::max<std::size_t>(16, 8192 / sizeOfClass(cls)));
-}
+constexpr std::size_t batchOf(std::size_t cls) { return std::max<std::size_t>(16, 8192 / sizeOfClass(cls)); }
+
+// A batch of free blocks on its way between threads.
+struct Magazine {
+  static Magazine* make(std::size_t cls) noexcept {
+    const std::size_t places = PoolList::kAhead + batchOf(cls);
+    void* memory = std::calloc(1, sizeof(Magazine) + places * sizeof(void*));
+    return memory ? new (memory) Magazine : nullptr;
+  }
+
+  void** first() noexcept { return reinterpret_cast<void**>(this + 1) + PoolList::kAhead; }
+  void** end() noexcept { return first() + count; }
+
+  Magazine* next = nullptr;
+  std::size_t count = 0;
+};
+
+// A free block that lies in no magazine: its thread has ended, or there was no memory for one.
+struct Stray {
+  Stray* next;
+};
 
 // Valgrind preloads a library of its own into every program it runs.
 bool runsUnderValgrind() {
@@ -65,20 +84,39 @@ class Depot {
     return *depot;
   }
 
-  // A chain of a whole batch.
-  void put(std::size_t cls, PoolBlock* chain) { push(batches_[cls], chain); }
-  // A chain of any length.
-  void putOdd(std::size_t cls, PoolBlock* chain) { push(odd_[cls], chain); }
+  // A magazine with or without blocks.
+  void put(std::size_t cls, Magazine* magazine) {
+    const std::lock_guard lock(mutex_);
+    Magazine*& list = magazine->count != 0 ? full_[cls] : empty_[cls];
+    magazine->next = list;
+    list = magazine;
+  }
 
-  // A chain and its length; null when there is none. Counting a batch would only fetch its blocks from memory.
-  PoolBlock* take(std::size_t cls, uint32_t& count) {
-    PoolBlock* chain = pop(batches_[cls]);
-    count = batchOf(cls);
-    if (chain) return chain;
-    chain = pop(odd_[cls]);
-    count = 0;
-    for (const PoolBlock* b = chain; b; b = b->next) ++count;
-    return chain;
+  // A magazine with blocks; null when there is none.
+  Magazine* takeFull(std::size_t cls) {
+    const std::lock_guard lock(mutex_);
+    return pop(full_[cls]);
+  }
+
+  // One without; null when there is no memory for it.
+  Magazine* takeEmpty(std::size_t cls) {
+    {
+      const std::lock_guard lock(mutex_);
+      if (Magazine* magazine = pop(empty_[cls])) return magazine;
+    }
+    return Magazine::make(cls);
+  }
+
+  void putStray(std::size_t cls, void* block) {
+    const std::lock_guard lock(mutex_);
+    strays_[cls] = new (block) Stray{strays_[cls]};
+  }
+
+  void* takeStray(std::size_t cls) {
+    const std::lock_guard lock(mutex_);
+    Stray* stray = strays_[cls];
+    if (stray) strays_[cls] = stray->next;
+    return stray;
   }
 
   void putRest(Rest rest) {
@@ -116,23 +154,17 @@ class Depot {
     return depot;
   }
 
-  void push(PoolBlock*& chains, PoolBlock* chain) {
-    const std::lock_guard lock(mutex_);
-    chain->nextChain = chains;
-    chains = chain;
-  }
-
-  PoolBlock* pop(PoolBlock*& chains) {
-    const std::lock_guard lock(mutex_);
-    PoolBlock* chain = chains;
-    if (chain) chains = chain->nextChain;
-    return chain;
+  static Magazine* pop(Magazine*& list) noexcept {
+    Magazine* magazine = list;
+    if (magazine) list = magazine->next;
+    return magazine;
   }
 
   static inline Depot* forked_ = nullptr;
   std::mutex mutex_;  // guards everything below
-  std::array<PoolBlock*, kPoolClasses> batches_{};
-  std::array<PoolBlock*, kPoolClasses> odd_{};
+  std::array<Magazine*, kPoolClasses> full_{};
+  std::array<Magazine*, kPoolClasses> empty_{};
+  std::array<Stray*, kPoolClasses> strays_{};
   std::array<Rest, 64> rests_{};
   std::size_t restCount_ = 0;
   Rest region_{nullptr, nullptr};
@@ -140,24 +172,39 @@ class Depot {
 };
 
 // What a thread keeps beside its lists. Trivially destructible, so that it can be used until the thread is
-// truly gone.
+// truly gone. The reserve lets neither a long run of one kind nor an alternation at the edge of a magazine go
+// to the depot each time.
 struct ThreadPool {
   Rest chunk{nullptr, nullptr};
   enum class Life : uint8_t { Unused, Running, Ended } life = Life::Unused;
+  std::array<Magazine*, kPoolClasses> current{};  // what the lists look into
+  std::array<Magazine*, kPoolClasses> reserve{};
 };
 
-[[gnu::tls_model("initial-exec")]] constinit thread_local ThreadPool pool;
+constinit thread_local ThreadPool pool;
+
+// Takes note of how many blocks the current magazine holds.
+void settle(std::size_t cls) noexcept {
+  if (Magazine* current = pool.current[cls])
+    current->count = static_cast<std::size_t>(poolLists[cls].top - current->first());
+}
+
+void use(Magazine* magazine, std::size_t cls) noexcept {
+  pool.current[cls] = magazine;
+  poolLists[cls] = {magazine->end(), magazine->first(), magazine->first() + batchOf(cls)};
+}
 
 // Hands everything a thread holds to the depot when the thread ends.
 struct ThreadEnd {
   ~ThreadEnd() {
     for (std::size_t cls = 0; cls < kPoolClasses; ++cls) {
-      PoolList& list = poolLists[cls];
-      if (list.head) Depot::shared().putOdd(cls, list.head);
-      list = PoolList{};
+      settle(cls);
+      poolLists[cls] = {};
+      for (Magazine* magazine : {pool.current[cls], pool.reserve[cls]})
+        if (magazine) Depot::shared().put(cls, magazine);
     }
     Depot::shared().putRest(pool.chunk);
-    pool.chunk = {nullptr, nullptr};
+    pool = {};
     pool.life = ThreadPool::Life::Ended;
   }
 };
@@ -165,19 +212,42 @@ struct ThreadEnd {
 void begin() {
   static thread_local ThreadEnd atEnd;
   static_cast<void>(&atEnd);
-  for (std::size_t cls = 0; cls < kPoolClasses; ++cls) poolLists[cls].limit = 4 * batchOf(cls);
   pool.life = ThreadPool::Life::Running;
+}
+
+// Puts the current magazine, which is empty or full, into reserve, and what was there into the depot.
+void setAside(std::size_t cls) {
+  settle(cls);
+  if (pool.reserve[cls]) Depot::shared().put(cls, pool.reserve[cls]);
+  pool.reserve[cls] = std::exchange(pool.current[cls], nullptr);
+  poolLists[cls] = {};
+}
+
+// Makes a magazine with blocks, or one with room for them, the current one. False when there is none.
+bool fetchFull(std::size_t cls) {
+  Magazine* reserve = pool.reserve[cls];
+  Magazine* full = reserve && reserve->count != 0 ? std::exchange(pool.reserve[cls], nullptr)
+                                                  : Depot::shared().takeFull(cls);
+  if (!full) return false;
+  setAside(cls);
+  use(full, cls);
+  return true;
+}
+
+bool fetchEmpty(std::size_t cls) {
+  Magazine* reserve = pool.reserve[cls];
+  Magazine* empty = reserve && reserve->count == 0 ? std::exchange(pool.reserve[cls], nullptr)
+                                                   : Depot::shared().takeEmpty(cls);
+  if (!empty) return false;
+  setAside(cls);
+  use(empty, cls);
+  return true;
 }
 
 // The rest of a chunk is smaller than the block asked for: it becomes a block of its own size.
 void dropChunk() {
   const auto left = static_cast<std::size_t>(pool.chunk.end - pool.chunk.at);
-  if (left < kPoolGrain) return;
-  const std::size_t cls = poolClassOf(left);
-  auto* block = reinterpret_cast<PoolBlock*>(pool.chunk.at);
-  block->next = poolLists[cls].head;
-  poolLists[cls].head = block;
-  ++poolLists[cls].count;
+  if (left >= kPoolGrain) poolFreeInline(pool.chunk.at, left);
 }
 
 void* carve(std::size_t bytes) {
@@ -191,17 +261,6 @@ void* carve(std::size_t bytes) {
   return block;
 }
 
-// Cuts one batch off the list and gives it to the depot.
-void shed(PoolList& list, std::size_t cls) {
-  PoolBlock* chain = list.head;
-  PoolBlock* last = chain;
-  for (uint32_t i = 1; i < batchOf(cls); ++i) last = last->next;
-  list.head = last->next;
-  list.count -= batchOf(cls);
-  last->next = nullptr;
-  Depot::shared().put(cls, chain);
-}
-
 }  // namespace
 
 constinit thread_local std::array<PoolList, kPoolClasses> poolLists;
@@ -213,30 +272,18 @@ void* poolAllocateSlowly(std::size_t cls) {
     return block;
   }
   if (pool.life == ThreadPool::Life::Unused) begin();
-  uint32_t count = 0;
-  PoolBlock* chain = Depot::shared().take(cls, count);
-  if (!chain) return carve(sizeOfClass(cls));
-  if (pool.life == ThreadPool::Life::Ended) {
-    if (chain->next) Depot::shared().putOdd(cls, chain->next);
-    return chain;
-  }
-  poolLists[cls].head = chain->next;
-  poolLists[cls].count = count - 1;
-  return chain;
+  if (pool.life == ThreadPool::Life::Running && fetchFull(cls)) return *--poolLists[cls].top;
+  void* stray = Depot::shared().takeStray(cls);
+  return stray ? stray : carve(sizeOfClass(cls));
 }
 
-void poolFreeSlowly(PoolBlock* block, std::size_t cls) noexcept {
+void poolFreeSlowly(void* block, std::size_t cls) noexcept {
   if (passesThrough()) return std::free(block);
   if (pool.life == ThreadPool::Life::Unused) begin();
-  if (pool.life == ThreadPool::Life::Ended) {
-    block->next = nullptr;
-    return Depot::shared().putOdd(cls, block);
-  }
-  PoolList& list = poolLists[cls];
-  if (list.count >= list.limit) shed(list, cls);
-  block->next = list.head;
-  list.head = block;
-  ++list.count;
+  if (pool.life == ThreadPool::Life::Running && fetchEmpty(cls))
+    *poolLists[cls].top++ = block;
+  else
+    Depot::shared().putStray(cls, block);
 }
 
 void* poolAllocateLarge(std::size_t bytes) {

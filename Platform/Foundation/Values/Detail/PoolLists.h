@@ -13,17 +13,14 @@ namespace orv::detail {
 
 inline constexpr std::size_t kPoolClasses = kPoolLargest / kPoolGrain;
 
-// A free block. Blocks of one class form chains; the depot keeps chains of whole batches.
-struct PoolBlock {
-  PoolBlock* next;
-  PoolBlock* nextChain;
-};
-static_assert(sizeof(PoolBlock) <= kPoolGrain);
-
+// The free blocks of a class that a thread holds: their addresses, as a stack. The blocks themselves are not
+// touched while they are free, and those that are asked for soon are fetched meanwhile.
 struct PoolList {
-  PoolBlock* head = nullptr;
-  uint32_t count = 0;
-  uint32_t limit = 0;  // at this length the slow path looks at the list; 0 before the first use and at the end
+  static constexpr std::size_t kAhead = 6;
+
+  void** top = nullptr;     // above the last address; readable for kAhead places below the first one
+  void** bottom = nullptr;  // the first address
+  void** limit = nullptr;   // no room above; all are null before the first use and at the end of the thread
 };
 
 [[gnu::tls_model("initial-exec"),
@@ -34,31 +31,26 @@ constexpr std::size_t poolClassOf(std::size_t bytes) { return bytes == 0 ? 0 : (
 
 // The list of the class is empty.
 [[gnu::visibility("hidden")]] void* poolAllocateSlowly(std::size_t cls);
-// The list has reached its limit, or there is no list (yet, or any more).
-[[gnu::visibility("hidden")]] void poolFreeSlowly(PoolBlock* block, std::size_t cls) noexcept;
+// The list is full, or there is no list (yet, or any more).
+[[gnu::visibility("hidden")]] void poolFreeSlowly(void* block, std::size_t cls) noexcept;
 [[gnu::visibility("hidden")]] void* poolAllocateLarge(std::size_t bytes);
 
 inline void* poolAllocateInline(std::size_t bytes) {
   if (bytes > kPoolLargest) return poolAllocateLarge(bytes);
   const std::size_t cls = poolClassOf(bytes);
   PoolList& list = poolLists[cls];
-  PoolBlock* block = list.head;
-  if (!block) return poolAllocateSlowly(cls);
-  list.head = block->next;
-  __builtin_prefetch(list.head, 1);  // what is asked for next
-  --list.count;
+  if (list.top == list.bottom) return poolAllocateSlowly(cls);
+  void* block = *--list.top;
+  __builtin_prefetch(*(list.top - PoolList::kAhead), 1);
   return block;
 }
 
 inline void poolFreeInline(void* memory, std::size_t bytes) noexcept {
   if (bytes > kPoolLargest) return std::free(memory);
   const std::size_t cls = poolClassOf(bytes);
-  auto* block = static_cast<PoolBlock*>(memory);
   PoolList& list = poolLists[cls];
-  if (list.count >= list.limit) return poolFreeSlowly(block, cls);
-  block->next = list.head;
-  list.head = block;
-  ++list.count;
+  if (list.top == list.limit) return poolFreeSlowly(memory, cls);
+  *list.top++ = memory;
 }
 
 }  // namespace orv::detail
