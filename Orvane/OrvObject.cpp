@@ -235,16 +235,26 @@ NSMutableDictionary OrvObject::jsonDictionary() const {
 
 Value OrvObject::jsonObject() const { return jsonDictionary(); }
 
+// Only a model that others wrap can be found behind them, so that long chains are not walked for each new link.
+bool OrvObject::wouldWrapItself(const OrvObject& store) const {
+  if (&store == this) return true;
+  if (!wasWrapped_) return false;
+  const OrvObject* model = &store;
+  while (model && model != this) model = model->wrapped_;
+  return model == this;
+}
+
 void OrvObject::setJsonDictionary(const Value& dictionary) {
   Value store = detail::cleanedTree(dictionary, true);
   const Ref<OrvObject> wrapped = store.as<OrvObject>();
-  for (const OrvObject* model = wrapped.get(); model; model = model->wrapped_)
-    if (model == this) NSException::raise(NSInvalidArgumentException, "*** A model cannot be its own store.");
+  if (wrapped && wouldWrapItself(*wrapped))
+    NSException::raise(NSInvalidArgumentException, "*** A model cannot be its own store.");
   const Ref<OrvObject> held = heldWhileTelling();
   willChangeValueForKey(allKeysKey());
   if (!dictionary.isNil()) {
     properties_.swap(store);
     wrapped_ = wrapped.get();
+    if (wrapped_) wrapped_->wasWrapped_ = true;
   }
   if (properties_.isNil()) properties_ = NSMutableDictionary::dictionary();
   didChangeValueForKey(allKeysKey());
@@ -323,8 +333,9 @@ bool OrvObject::readAsPList(const Value& location) {
 }
 
 void OrvObject::fillFromFile(const Value& location) {
-  if (NSFileManager::defaultManager()->zuIsFile(location))
-    readAsJSON(location);
+  const NSURL url = zxFileURL(location);
+  if (url && NSFileManager::defaultManager()->zuIsFile(url))
+    readAsJSON(url);
   else
     setJsonDictionary(nil);
 }

@@ -203,6 +203,7 @@ class ORV_EXPORT OrvObject : public NSKeyValueObserving {
   // Walks from one store to the next, through the models that wrap others, down to the one that holds values.
   const orv::Value& contents() const noexcept;
   orv::Value exported() const;
+  bool wouldWrapItself(const OrvObject& store) const;
   void put(const orv::Value& object, const NSString& key);
   bool importJSON(const NSData& data, NSError error);
   void fillFromFile(const orv::Value& location);
@@ -210,6 +211,7 @@ class ORV_EXPORT OrvObject : public NSKeyValueObserving {
 
   orv::Value properties_;         // nil, a mutable dictionary, or a model (see setJsonDictionary)
   OrvObject* wrapped_ = nullptr;  // that model
+  bool wasWrapped_ = false;       // another model has, or had, this one as its store
   bool needsSave_ = false;
 };
 

@@ -75,9 +75,10 @@ TEST(OrvObjectTree, ExportTurnsEverythingIntoPlainContainersWithoutNulls) {
       {"x", "x"},
       {date, date},
       {NSArray{1, NSNull::null(), 2}, NSArray{1, 2}},
-      {NSArray{}, NSArray{}},
+      {NSArray::array(), NSArray::array()},
       {NSSet{3, 1, 2}, NSArray{3, 1, 2}},
-      {NSDictionary{{"a", NSNull::null()}, {"b", NSArray{NSNull::null()}}}, NSDictionary{{"b", NSArray{}}}},
+      {NSDictionary{{"a", NSNull::null()}, {"b", NSArray{NSNull::null()}}},
+       NSDictionary{{"b", NSArray::array()}}},
       {NSDictionary{{1, "number as key"}}, NSDictionary{{1, "number as key"}}},
       {note, NSDictionary{{"text", "t"}}},
       {NSArray{note, NSDictionary{{"n", note}}},
@@ -99,7 +100,7 @@ TEST(OrvObjectTree, ImportTurnsDictionariesIntoModelsThatNeedSaving) {
   const Value result =
       cleaned(NSDictionary{{"a", NSDictionary{{"b", NSArray{NSDictionary{{"c", 1}}, NSSet{2}}}}},
                            {"none", NSNull::null()},
-                           {"empty", NSDictionary{}}},
+                           {"empty", NSDictionary::dictionary()}},
               true);
   const Ref<OrvObject> model = result.as<OrvObject>();
   ASSERT_TRUE(model);
@@ -126,8 +127,8 @@ TEST(OrvObjectTree, ImportKeepsModelsAsTheyAre) {
 TEST(OrvObjectTree, AModelWithoutAStoreIsAnEmptyDictionary) {
   LogLines lines;
   const Ref<OrvObject> absent = OrvObject::initWithJSON("broken");
-  EXPECT_EQ(exported(NSArray{absent}), NSArray{NSDictionary{}});
-  EXPECT_EQ(exported(absent), NSDictionary{});
+  EXPECT_EQ(exported(NSArray{absent}), NSArray{NSDictionary::dictionary()});
+  EXPECT_EQ(exported(absent), NSDictionary::dictionary());
 }
 
 // ---- Import
@@ -196,7 +197,7 @@ TEST(OrvObjectTree, WhatHasNoKeysIsKeptForWriting) {
   EXPECT_TRUE(model->allKeys().isNil());
   model->setObject(1, "a");
   EXPECT_FALSE(model->needsSave());
-  EXPECT_EQ(model->jsonDictionary(), NSDictionary{});
+  EXPECT_EQ(model->jsonDictionary(), NSDictionary::dictionary());
   EXPECT_EQ(textOf(model), "[\n  1,\n  {\n\n  }\n]");
 }
 
