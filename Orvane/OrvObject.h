@@ -27,7 +27,7 @@ struct ModelAccess;
 //   class Invoice : public OrvObject {
 //     ORV_MODEL(Invoice, OrvObject)
 //     ORV_DYNAMIC(NSString, title, setTitle)
-//     ORV_DYNAMIC(NSDecimalNumber, total, setTotal)
+//     ORV_DYNAMIC(NSNumber, total, setTotal)
 //   };
 //   Ref<Invoice> invoice = Invoice::initWithJSONFromURL("/home/ada/invoice.json");
 //   invoice->setTitle("Lamps");              // the same as (*invoice)["title"] = "Lamps"
