@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Orvane/Detail/ModelTree.h"
@@ -9,6 +10,7 @@
 #include "Platform/Foundation/Files/FileBytes.h"
 #include "Platform/Foundation/Files/FileErrors.h"
 #include "Platform/Foundation/Files/NSFileManager.h"
+#include "Platform/Foundation/Serialization/Detail/JSONWriter.h"
 #include "Platform/Foundation/Serialization/NSJSONSerialization.h"
 #include "Platform/Foundation/Serialization/NSPropertyListSerialization.h"
 #include "Platform/Foundation/Values/Detail/ContainerRep.h"
@@ -45,6 +47,18 @@ NSError errorOfMissingData() {
   NSError error;
   NSJSONSerialization::JSONObjectWithData(NSData::data(), 0, &error);
   return error;
+}
+
+// What a model keeps; another value itself.
+const Value& contentsOfModel(const Value& value) {
+  const OrvObject* model =
+      dynamic_cast<const OrvObject*>(static_cast<const NSObject*>(detail::Access::heap(value)));
+  return model ? detail::ModelAccess::contents(*model) : value;
+}
+
+// The very same object, and a value that equals its key, are not replaced.
+bool staysAsItIs(const Value& old, const Value& object, const NSString& key) {
+  return old.isSame(object) || (old.kind() >= Kind::String && old.isEqual(key));
 }
 
 // The models that are being described on this thread, from the outside in. Every level escapes the quotes of
@@ -179,19 +193,23 @@ void OrvObject::setValueForUndefinedKey(const Value& value, const NSString& key)
 
 // An object that is at its end has no references any more.
 Ref<OrvObject> OrvObject::heldWhileTelling() const {
-  const bool telling = isObserved() || wrapped_;
+  const bool telling = isObserved() || (wrapped_ && !ownsWrapped_);
   if (!telling || refs.load(std::memory_order_relaxed) == 0) return nil;
   return Ref<OrvObject>(const_cast<OrvObject*>(this));
 }
 
 void OrvObject::setObject(const Value& object, const NSString& key) {
   if (object.isNil()) return removeObjectForKey(key);
-  if (key.isNil() || contents().kind() != Kind::Dictionary) return;
-  const Value old = objectForKey(key);
-  if (old.isSame(object) || old.isEqual(key)) return;
+  const Value values = contents();
+  if (key.isNil() || values.kind() != Kind::Dictionary) return;
+  const detail::TableRep* table = detail::tableRep(values);
+  const size_t entry = table->find(key);
+  if (entry != detail::TableRep::kNone && staysAsItIs(table->value(entry), object, key)) return;
   const Ref<OrvObject> held = heldWhileTelling();
+  const uint64_t mutations = table->mutations;
   willChangeValueForKey(key);
-  put(object, key);
+  const bool standsThere = entry != detail::TableRep::kNone && mutations == table->mutations;
+  standsThere&& values.isSame(contents()) ? putAt(entry, object, key) : put(object, key);
   // The value is stored, whatever an observer raises.
   struct Mark {
     ~Mark() { changed = true; }
@@ -200,10 +218,19 @@ void OrvObject::setObject(const Value& object, const NSString& key) {
   didChangeValueForKey(key);
 }
 
-// A model that is wrapped has observers and a flag of its own.
+// A model that is wrapped has rules, observers and a flag of its own. One that an import made is known to
+// nobody else, and only its flag matters.
 void OrvObject::put(const Value& object, const NSString& key) {
-  if (wrapped_) return wrapped_->setObject(object, key);
-  properties_.as<NSMutableDictionary>().setObjectForKey(object, key);
+  if (wrapped_ && !ownsWrapped_) return wrapped_->setObject(object, key);
+  if (wrapped_) wrapped_->needsSave_ = true;
+  contents().as<NSMutableDictionary>().setObjectForKey(object, key);
+}
+
+// The same for a key whose place in the table is known.
+void OrvObject::putAt(size_t entry, const Value& object, const NSString& key) {
+  if (wrapped_ && !ownsWrapped_) return wrapped_->setObject(object, key);
+  if (wrapped_) wrapped_->needsSave_ = true;
+  const Value replaced = std::exchange(detail::tableRep(contents())->value(entry), object);
 }
 
 void OrvObject::removeObjectForKey(const NSString& key) {
@@ -254,15 +281,20 @@ void OrvObject::setJsonDictionary(const Value& dictionary) {
   if (!dictionary.isNil()) {
     properties_.swap(store);
     wrapped_ = wrapped.get();
+    ownsWrapped_ = wrapped_ && dictionary.kind() == Kind::Dictionary;
     if (wrapped_) wrapped_->wasWrapped_ = true;
   }
   if (properties_.isNil()) properties_ = NSMutableDictionary::dictionary();
   didChangeValueForKey(allKeysKey());
 }
 
+// The text of the cleaned tree, without the tree in between.
 NSData OrvObject::toJSONData() const {
+  const Value& values = contents();
+  const Value tree = values.isNil() ? Value(NSDictionary::dictionary()) : values;
+  if (tree.kind() != Kind::Dictionary && tree.kind() != Kind::Array) return nil;
   try {
-    return NSJSONSerialization::dataWithJSONObject(exported(), kPretty);
+    return detail::writeModelJSON(tree, kPretty, contentsOfModel);
   } catch (const NSException&) {
     return nil;
   }

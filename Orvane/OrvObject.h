@@ -205,12 +205,14 @@ class ORV_EXPORT OrvObject : public NSKeyValueObserving {
   orv::Value exported() const;
   bool wouldWrapItself(const OrvObject& store) const;
   void put(const orv::Value& object, const NSString& key);
+  void putAt(size_t entry, const orv::Value& object, const NSString& key);
   bool importJSON(const NSData& data, NSError error);
   void fillFromFile(const orv::Value& location);
   bool save(const NSData& data, const orv::Value& location);
 
   orv::Value properties_;         // nil, a mutable dictionary, or a model (see setJsonDictionary)
   OrvObject* wrapped_ = nullptr;  // that model
+  bool ownsWrapped_ = false;      // an import made it, and nobody else has it
   bool wasWrapped_ = false;       // another model has, or had, this one as its store
   bool needsSave_ = false;
 };

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "Platform/Foundation/Values/Class.h"
@@ -49,6 +50,17 @@ const Class& modelClass(const char* name, const Class& base) {
     return new Class(name, typeid(Model), &base, std::move(properties));  // kept while the program ends
   }();
   return made;
+}
+
+// A value just read, as what a getter answers: nil for another kind.
+template <class T>
+T takenAs(Value&& value) {
+  if constexpr (std::is_same_v<T, Value>)
+    return std::move(value);
+  else if constexpr (Handle<T>)
+    return T::accepts(value) ? Access::cast<T>(std::move(value)) : T();
+  else
+    return unboxed<T>(value);
 }
 
 // What a property may be declared as: values are kept as objects.
@@ -101,7 +113,7 @@ concept ModelType = !std::is_arithmetic_v<T> && !std::is_pointer_v<T> && !std::i
 #define ORV_DYNAMIC(Type, name, setName)                                                        \
   Type name() const {                                                                           \
     ORV_CHECK_DECLARED(Type);                                                                   \
-    return ::orv::detail::unboxed<Type>(forwardGetter(orvGetterOf_##name()));                   \
+    return ::orv::detail::takenAs<Type>(forwardGetter(orvGetterOf_##name()));                   \
   }                                                                                             \
   void setName(const Type& value) { forward(orvSetterOf_##name(), value); }                     \
   static ::orv::Property orvDeclared(::orv::detail::DeclaredAt<__LINE__>) {                     \

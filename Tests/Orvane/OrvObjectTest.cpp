@@ -417,6 +417,15 @@ TEST(OrvObject, AClassWithStorageIsRefusedAtEachFirstUse) {
   EXPECT_THROW(Dangerous::initWithJSONFromURL("/x"), NSException);
 }
 
+TEST(OrvObject, TheCheckCanBeAskedForDirectly) {
+  LogLines lines;
+  EXPECT_THROW(OrvObject::initialize(Dangerous::staticClass()), NSException);
+  EXPECT_EQ(lines.takeMessages(OrvLogLevelError).size(), 1u);
+  OrvObject::initialize(Dangerous::staticClass(), NSSet{"name", "born"});
+  OrvObject::initialize(Invoice::staticClass());
+  EXPECT_TRUE(lines.take().empty());
+}
+
 TEST(OrvObject, ADerivedClassIsRefusedWithItsBase) {
   LogLines lines;
   EXPECT_NE(reasonOfRefusal<AlsoDangerous>().find("In class <Dangerous>"), std::string::npos);
