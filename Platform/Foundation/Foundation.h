@@ -35,6 +35,7 @@
 #include "Platform/Foundation/Values/NSEnumerator.h"
 #include "Platform/Foundation/Values/NSError.h"
 #include "Platform/Foundation/Values/NSException.h"
+#include "Platform/Foundation/Values/NSKeyValueObserving.h"
 #include "Platform/Foundation/Values/NSNull.h"
 #include "Platform/Foundation/Values/NSNumber.h"
 #include "Platform/Foundation/Values/NSObject.h"
@@ -44,4 +45,5 @@
 #include "Platform/Foundation/Values/NSString.h"
 #include "Platform/Foundation/Values/NSURL.h"
 #include "Platform/Foundation/Values/NSUUID.h"
+#include "Platform/Foundation/Values/NSValueTransformer.h"
 #include "Platform/Foundation/Values/Value.h"
