@@ -6,6 +6,7 @@ endif()
 
 option(ORVANE_BUILD_TOOLS "Build the orv command" ${PROJECT_IS_TOP_LEVEL})
 option(ORVANE_BUILD_TESTS "Build the tests" ${PROJECT_IS_TOP_LEVEL})
+option(ORVANE_BUILD_EXAMPLES "Build the example programs" ${PROJECT_IS_TOP_LEVEL})
 option(ORVANE_BUILD_BENCHMARKS "Build the benchmark programs" OFF)
 option(ORVANE_BUILD_FUZZERS "Build the fuzz targets with libFuzzer (clang)" OFF)
 option(ORVANE_INSTALL "Install the library and make packages" ${PROJECT_IS_TOP_LEVEL})

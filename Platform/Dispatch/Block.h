@@ -49,9 +49,12 @@ class BlockOf<R(Args...)> {
   requires(!std::is_same_v<T, BlockOf> && std::is_invocable_r_v<R, T&, Args...>) BlockOf(F&& function) {
     if (detail::isEmptyCallable(function)) return;
     if constexpr (fits<T>) {
+      // Moving copies all the bytes there are.
+      if constexpr (sizeof(T) < kInlineBytes) __builtin_memset(&storage_, 0, kInlineBytes);
       new (&storage_) T(std::forward<F>(function));
       kind_ = &inlineKind<T>;
     } else {
+      __builtin_memset(&storage_, 0, kInlineBytes);
       void* memory = detail::poolAllocate(sizeof(T));
       try {
         heap() = new (memory) T(std::forward<F>(function));
