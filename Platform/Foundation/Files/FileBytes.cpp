@@ -2,6 +2,7 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <limits.h>
 #include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -103,13 +104,34 @@ std::string temporaryName() {
   return name;
 }
 
-int createTemporary(int folder, mode_t mode, std::string& name) {
+int createNamed(int folder, mode_t mode, std::string& name) {
   for (int attempt = 0; attempt < 64; ++attempt) {
     name = temporaryName();
     const int descriptor = ::openat(folder, name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
     if (descriptor >= 0 || errno != EEXIST) return descriptor;
   }
   return -1;
+}
+
+// A file that has no name yet, where the file system knows such files; else one with a temporary name.
+int createTemporary(int folder, mode_t mode, std::string& name) {
+  name.clear();
+  const int descriptor = ::openat(folder, ".", O_WRONLY | O_TMPFILE | O_CLOEXEC, mode);
+  return descriptor >= 0 ? descriptor : createNamed(folder, mode, name);
+}
+
+// Gives a temporary name to a file without one.
+int giveName(int descriptor, int folder, std::string& name) {
+  const std::string self = "/proc/self/fd/" + std::to_string(descriptor);
+  for (int attempt = 0; attempt < 64; ++attempt) {
+    std::string candidate = temporaryName();
+    if (::linkat(AT_FDCWD, self.c_str(), folder, candidate.c_str(), AT_SYMLINK_FOLLOW) == 0) {
+      name = std::move(candidate);
+      return 0;
+    }
+    if (errno != EEXIST) break;
+  }
+  return errno;
 }
 
 // Writes and syncs the new file; it takes over the old one's owner, where that is allowed, and permissions.
@@ -123,8 +145,23 @@ int fillTemporary(File& file, const struct stat* old, std::string_view contents)
     if (::fchmod(file.get(), old->st_mode & (ours ? 07777 : 0777)) != 0) return errno;
   }
   if (const int error = writeFully(file.get(), contents)) return error;
-  if (const int error = sync(file.get())) return error;
-  return file.close();
+  return sync(file.get());
+}
+
+// The file under its temporary name, complete; the name stays empty when there is none to remove.
+int makeTemporary(int folder, const struct stat* old, std::string_view contents, std::string& name) {
+  // Nobody else may read the contents before the old file's permissions hold.
+  const mode_t mode = old ? 0600 : 0666;
+  File file(createTemporary(folder, mode, name));
+  if (!file.isOpen()) return errno;
+  if (const int error = fillTemporary(file, old, contents)) return error;
+  if (!name.empty()) return file.close();
+  if (giveName(file.get(), folder, name) == 0) return file.close();
+  // Without /proc a file cannot be named later.
+  File named(createNamed(folder, mode, name));
+  if (!named.isOpen()) return name.clear(), errno;
+  if (const int error = fillTemporary(named, old, contents)) return error;
+  return named.close();
 }
 
 int replaceInFolder(int folder, const std::string& name, std::string_view contents) {
@@ -133,13 +170,24 @@ int replaceInFolder(int folder, const std::string& name, std::string_view conten
   if (exists && S_ISDIR(status.st_mode)) return EISDIR;
   const struct stat* old = exists && S_ISREG(status.st_mode) ? &status : nullptr;
   std::string temporary;
-  // Nobody else may read the contents before the old file's permissions hold.
-  File file(createTemporary(folder, old ? 0600 : 0666, temporary));
-  if (!file.isOpen()) return errno;
-  int error = fillTemporary(file, old, contents);
+  int error = makeTemporary(folder, old, contents, temporary);
   if (error == 0 && ::renameat(folder, temporary.c_str(), folder, name.c_str()) != 0) error = errno;
-  if (error != 0) ::unlinkat(folder, temporary.c_str(), 0);
+  if (error != 0 && !temporary.empty()) ::unlinkat(folder, temporary.c_str(), 0);
   return error;
+}
+
+// What a link says, as seen from the link's own place.
+std::string linkTarget(const std::string& link) {
+  char target[PATH_MAX];
+  const ssize_t length = ::readlink(link.c_str(), target, sizeof target);
+  if (length <= 0 || static_cast<size_t>(length) == sizeof target) return {};
+  const std::string named(target, static_cast<size_t>(length));
+  return named.front() == '/' ? named : link.substr(0, link.rfind('/') + 1) + named;
+}
+
+bool isLink(const std::string& path) {
+  struct stat status {};
+  return ::lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
 }
 
 }  // namespace
@@ -174,6 +222,17 @@ int replaceFile(const std::string& path, std::string_view contents) {
   // A folder that may be written but not listed: it cannot be synced.
   const File closed(::open(parent.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
   return closed.isOpen() ? replaceInFolder(closed.get(), name, contents) : errno;
+}
+
+int replaceLinkedFile(const std::string& path, std::string_view contents) {
+  constexpr int kMostLinks = 40;  // as many as the kernel follows
+  if (hasZeroByte(path)) return EINVAL;
+  std::string file = path;
+  for (int links = 0; isLink(file); ++links) {
+    if (links == kMostLinks) return ELOOP;
+    file = linkTarget(file);
+  }
+  return replaceFile(file, contents);
 }
 
 int overwriteFile(const std::string& path, std::string_view contents) {

@@ -15,7 +15,12 @@ ORV_EXPORT int readFile(const std::string& path, NSData& contents);
 // Writes a new file beside the target, syncs it, gives it the old file's permissions, renames it over the
 // target and syncs the folder: at every moment the target is the old or the new file in full. A symbolic link
 // at the target is replaced by the file. After an error the old file is untouched and nothing is left behind.
+// Where the file system can hold a file without a name, a process that is killed while writing leaves none,
+// too.
 ORV_EXPORT int replaceFile(const std::string& path, std::string_view contents);
+
+// The same, but a symbolic link stays and the file it names is replaced, or made where there is none.
+ORV_EXPORT int replaceLinkedFile(const std::string& path, std::string_view contents);
 
 // Overwrites the file in place, or creates it, and syncs it. Follows symbolic links.
 ORV_EXPORT int overwriteFile(const std::string& path, std::string_view contents);

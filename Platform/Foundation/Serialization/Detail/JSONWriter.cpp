@@ -4,6 +4,7 @@
 #include <bit>
 #include <charconv>
 #include <cmath>
+#include <utility>
 #include <vector>
 
 #include "Platform/Foundation/Serialization/Detail/ByteBuffer.h"
@@ -12,6 +13,7 @@
 #include "Platform/Foundation/Values/Detail/ContainerRep.h"
 #include "Platform/Foundation/Values/Detail/DecimalRep.h"
 #include "Platform/Foundation/Values/Detail/StringRep.h"
+#include "Platform/Foundation/Values/NSDictionary.h"
 #include "Platform/Foundation/Values/NSException.h"
 
 namespace orv::detail {
@@ -152,11 +154,12 @@ bool writeShortDouble(double size, char*& out) noexcept {
 
 class Writer {
  public:
-  Writer(NSUInteger options, JSONConverter convert) noexcept
+  Writer(NSUInteger options, JSONConverter convert, JSONContents contents = nullptr) noexcept
       : pretty_((options & NSJSONWritingPrettyPrinted) != 0),
         sorted_((options & NSJSONWritingSortedKeys) != 0),
         plainSlashes_((options & NSJSONWritingWithoutEscapingSlashes) != 0),
-        convert_(convert) {}
+        convert_(convert),
+        contents_(contents) {}
 
   void write(const Value& value) {
     switch (value.kind()) {
@@ -170,13 +173,26 @@ class Writer {
       case Kind::Int: return writeInteger(static_cast<int64_t>(Access::bits(value)));
       case Kind::UInt: return writeInteger(Access::bits(value));
       case Kind::Double: return writeDouble(__builtin_bit_cast(double, Access::bits(value)));
-      default: return convert_ ? writeConverted(value) : writeDecimal(value);
+      default: return writeOther(value);
     }
   }
 
   NSData finish() { return failed_ ? NSData() : out_.finish(); }
 
  private:
+  void writeOther(const Value& value) {
+    if (contents_ && value.kind() >= Kind::Set) return writeModelPart(value);
+    convert_ ? writeConverted(value) : writeDecimal(value);
+  }
+
+  // A set, or what a model keeps.
+  void writeModelPart(const Value& value) {
+    if (value.kind() != Kind::Object) return writeSet(value);
+    const Value& contents = contents_(value);
+    if (contents.isSame(value)) return writeDecimal(value);  // no model
+    contents.isNotNull() ? write(contents) : write(NSDictionary::dictionary());
+  }
+
   // ---- Containers
 
   void writeArray(const Value& array) {
@@ -184,45 +200,64 @@ class Writer {
     const ArrayRep* rep = arrayRep(array);
     out_.put('[');
     const Value held = convert_ ? array : Value();  // a converting object may drop what it stands in
+    bool first = true;
     for (size_t i = 0; i < rep->count; ++i) {
       if (i + kAhead < rep->count) fetchSoon(rep->items[i + kAhead]);
-      beginElement(i == 0);
+      if (isLeftOut(rep->items[i])) continue;
+      beginElement(std::exchange(first, false));
       convert_ ? write(Value(rep->items[i])) : write(rep->items[i]);
     }
-    leave(rep->count == 0);
+    leave(first);
     out_.put(']');
   }
+
+  void writeSet(const Value& set) {
+    enter();
+    const TableRep* rep = tableRep(set);
+    out_.put('[');
+    bool first = true;
+    for (size_t i = rep->nextLive(0); i < rep->used; i = rep->nextLive(i + 1)) {
+      if (isLeftOut(rep->key(i))) continue;
+      beginElement(std::exchange(first, false));
+      write(rep->key(i));
+    }
+    leave(first);
+    out_.put(']');
+  }
+
+  // Models keep no nulls.
+  bool isLeftOut(const Value& value) const noexcept { return contents_ && value.isNull(); }
 
   void writeDictionary(const Value& dictionary) {
     enter();
     const TableRep* rep = tableRep(dictionary);
     out_.put('{');
     const Value held = convert_ ? dictionary : Value();
-    sorted_ ? writeSortedEntries(rep) : writeEntries(rep);
-    leave(rep->count == 0);
+    const bool empty = sorted_ ? writeSortedEntries(rep) : writeEntries(rep);
+    leave(empty);
     out_.put('}');
   }
 
-  void writeEntries(const TableRep* rep) {
+  // True when there are none.
+  bool writeEntries(const TableRep* rep) {
     bool first = true;
     for (size_t i = 0; i < rep->used; ++i) fetchSoon(rep->value(i));
     for (size_t i = rep->nextLive(0); i < rep->used; i = rep->nextLive(i + 1)) {
-      writeEntry(rep->key(i), rep->value(i), first);
-      first = false;
+      if (isLeftOut(rep->value(i))) continue;
+      writeEntry(rep->key(i), rep->value(i), std::exchange(first, false));
     }
+    return first;
   }
 
-  void writeSortedEntries(const TableRep* rep) {
+  bool writeSortedEntries(const TableRep* rep) {
     std::vector<std::pair<NSString, Value>> entries;
     entries.reserve(rep->count);
     for (size_t i = rep->nextLive(0); i < rep->used; i = rep->nextLive(i + 1))
-      entries.emplace_back(requireKey(rep->key(i)), rep->value(i));
+      if (!isLeftOut(rep->value(i))) entries.emplace_back(requireKey(rep->key(i)), rep->value(i));
     std::sort(entries.begin(), entries.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
     bool first = true;
-    for (const auto& [key, value] : entries) {
-      writeEntry(key, value, first);
-      first = false;
-    }
+    for (const auto& [key, value] : entries) writeEntry(key, value, std::exchange(first, false));
+    return first;
   }
 
   void writeEntry(const Value& key, const Value& value, bool first) {
@@ -368,6 +403,7 @@ class Writer {
   bool sorted_;
   bool plainSlashes_;
   JSONConverter convert_;
+  JSONContents contents_;
   static constexpr size_t kAhead = 4;
   bool failed_ = false;  // a string had no UTF-8
   int depth_ = 0;
@@ -387,6 +423,12 @@ char* writeJSONDouble(double d, char* out) noexcept {
   if (size >= kExactIntegers && size < kFirstExponential)
     return std::to_chars(out, out + 20, static_cast<uint64_t>(size)).ptr;
   return writeAnyDouble(size, out);
+}
+
+NSData writeModelJSON(const Value& tree, NSUInteger options, JSONContents contents) {
+  Writer writer(options, nullptr, contents);
+  writer.write(tree);
+  return writer.finish();
 }
 
 NSData writeJSON(const Value& tree, NSUInteger options, JSONConverter convert) {

@@ -13,6 +13,12 @@ using JSONConverter = Value (*)(const Value& foreign);
 // booleans included, is written by its double value.
 ORV_EXPORT NSData writeJSON(const Value& tree, NSUInteger options, JSONConverter convert = nullptr);
 
+// What a model keeps: a dictionary, an array, or nil.
+using JSONContents = const Value& (*)(const Value& model);
+
+// Writes a tree with models in it, as if they were dictionaries, sets as arrays, and without nulls.
+ORV_EXPORT NSData writeModelJSON(const Value& tree, NSUInteger options, JSONContents contents);
+
 // The text of a finite double: the shortest that reads back the same, without a fraction when it is integral.
 // `out` has room for 32 bytes; answers the end.
 ORV_EXPORT char* writeJSONDouble(double d, char* out) noexcept;

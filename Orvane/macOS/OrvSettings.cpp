@@ -1,0 +1,103 @@
+#include "Orvane/macOS/OrvSettings.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "Orvane/OrvLog.h"
+#include "Platform/Foundation/Files/FileBytes.h"
+#include "Platform/Foundation/Files/FileErrors.h"
+#include "Platform/Foundation/Files/NSFileManager.h"
+#include "Platform/Foundation/Serialization/NSJSONSerialization.h"
+#include "Platform/Foundation/Values/NSException.h"
+
+using namespace orv;
+
+namespace {
+
+constexpr NSUInteger kMutable = NSJSONReadingMutableContainers | NSJSONReadingMutableLeaves;
+
+std::string timeStamp() {
+  const time_t now = ::time(nullptr);
+  struct tm utc {};
+  ::gmtime_r(&now, &utc);
+  char text[32];
+  ::strftime(text, sizeof text, "%Y%m%dT%H%M%SZ", &utc);
+  return text;
+}
+
+// Gives a file's contents a second name: another link to them, or a copy where the file system has no links.
+// EEXIST when the name is taken.
+int keepAs(const std::string& file, const std::string& name) {
+  if (::linkat(AT_FDCWD, file.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) == 0) return 0;
+  if (errno == EEXIST) return EEXIST;
+  NSData contents;
+  if (const int error = detail::readFile(file, contents)) return error;
+  return ::access(name.c_str(), F_OK) == 0 ? EEXIST : detail::replaceFile(name, contents.view());
+}
+
+}  // namespace
+
+OrvSettings::~OrvSettings() {
+  try {
+    synchronize();
+  } catch (const std::exception&) {
+    // Out of memory: there is nothing left to write with.
+  }
+}
+
+void OrvSettings::load(const Value& location, const NSDictionary& defaults) {
+  const std::lock_guard lock(mutex_);
+  url_ = zxFileURL(location);
+  const NSMutableDictionary merged =
+      NSMutableDictionary::dictionaryWithDictionary(defaults.isNil() ? NSDictionary::dictionary() : defaults);
+  merged.addEntriesFromDictionary(readFile());
+  setJsonDictionary(merged);
+  setNeedsSave(false);
+}
+
+// The stored values; nil, and a note, when there is a file that holds something else.
+NSDictionary OrvSettings::readFile() {
+  std::string path;
+  NSData contents;
+  if (!detail::systemPath(url_, path)) return nil;
+  const int error = detail::readFile(path, contents);
+  if (error == ENOENT || error == ENOTDIR || (error == 0 && contents.length() == 0)) return nil;
+  NSError ignored;
+  const Value tree = error ? Value() : NSJSONSerialization::JSONObjectWithData(contents, kMutable, &ignored);
+  unusable_ = !tree.isKindOf<NSDictionary>();
+  return tree.as<NSDictionary>();
+}
+
+bool OrvSettings::keepUnusableFile() {
+  if (!unusable_) return true;
+  constexpr int kMostNames = 100;
+  std::string path;
+  if (!detail::systemPath(url_, path)) return false;
+  const std::string base = path + ".corrupt-" + timeStamp();
+  std::string kept = base;
+  int error = keepAs(path, kept);
+  for (int i = 1; error == EEXIST && i < kMostNames; ++i)
+    error = keepAs(path, kept = base + "-" + std::to_string(i));
+  if (error != 0 && error != ENOENT) return false;
+  unusable_ = false;
+  if (error == 0)
+    OrvLogWarning("Settings file %@ could not be read and is kept as %@", url_.path(),
+                  NSString::stringWithFileSystemRepresentation(kept).lastPathComponent());
+  return true;
+}
+
+void OrvSettings::setObject(const Value& object, const NSString& key) {
+  const Ref<OrvObject> held = heldWhileTelling();  // outlives the lock
+  const std::lock_guard lock(mutex_);
+  OrvObject::setObject(object, key);
+}
+
+bool OrvSettings::synchronize() {
+  const std::lock_guard lock(mutex_);
+  if (needsSave() && !url_.isNil() && keepUnusableFile()) writeAsJSON(url_);
+  return true;
+}
