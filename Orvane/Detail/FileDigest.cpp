@@ -115,6 +115,7 @@ FileDigestResult digestOfFile(DigestAlgorithm algorithm, const std::string& path
 std::vector<TreeFile> digestsOfTree(const std::string& root, const TreeProgress& progress) {
   constexpr size_t kWorthAThread = 16;
   std::vector<TreeFile> files = filesOfTree(root);
+  if (progress && !files.empty()) progress(0, files.size());
   TreeWork work{root, files};
   const size_t wanted = std::min(usableProcessors(), files.size() / kWorthAThread + 1);
   std::vector<std::jthread> helpers;

@@ -47,8 +47,8 @@ struct TreeFile {
   FileDigestResult content;
 };
 
-// How far the work on a tree is, in files. Called on the caller's thread only, now and then; `done` never
-// falls, and the last call has `done` equal to `total`.
+// How far the work on a tree is, in files. Called on the caller's thread only, at the begin and now and then;
+// `done` never falls, and the last call has `done` equal to `total`.
 using TreeProgress = std::function<void(size_t done, size_t total)>;
 
 // The SHA-256 of every item of a tree that is no folder, in the order of the walk. Works on as many threads as

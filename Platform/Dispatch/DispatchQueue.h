@@ -79,6 +79,9 @@ class ORV_EXPORT DispatchQueue : public NSObject {
   // nil.
   static orv::Ref<DispatchQueue> current() noexcept;
 
+  // When the process ends inside a block of this queue: runs what waits behind it. For the pool of threads.
+  virtual void runRestAtExit() noexcept {}
+
  protected:
   DispatchQueue(const NSString& label, const orv::Ref<DispatchQueue>& target);
 

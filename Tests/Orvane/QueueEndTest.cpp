@@ -48,6 +48,10 @@ TEST(QueueEnd, NothingHoldsUpTheEndForEver) {
   }
 }
 
+TEST(QueueEnd, ABlockThatEndsTheProcessLosesNothingBehindIt) {
+  EXPECT_THAT(end("inside").output, HasSubstr("behind behind behind "));
+}
+
 TEST(QueueEnd, CirclesOfWaitsAreReportedOnceWithBothLabels) {
   const ProcessResult result = end("circle");
   EXPECT_EQ(result.exitStatus, 0);

@@ -108,7 +108,11 @@ void endless() {
 // The process ends inside a block, with others behind it.
 void inside() {
   const auto queue = make<OrvQueue>();
-  queue->async([] { std::exit(0); });
+  queue->async([] {
+    std::this_thread::sleep_for(5ms);
+    std::exit(0);
+  });
+  for (int i = 0; i < 3; ++i) queue->async([] { say("behind "); });
   std::this_thread::sleep_for(60s);
 }
 

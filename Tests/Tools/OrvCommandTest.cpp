@@ -1,14 +1,19 @@
 // The orv command from outside: what it prints, what it exits with, what it leaves alone.
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <thread>
 
 #include "Tests/Tools/OrvHarness.h"
 
+using testing::AnyOf;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -508,4 +513,38 @@ TEST(OrvProgress, ThereIsNoBarForShortWorkOrWithoutATerminal) {
   std::this_thread::sleep_for(std::chrono::milliseconds(600));
   process.goOn();
   EXPECT_EQ(process.finish().error, "");
+}
+
+// ---- Ctrl-C
+
+TEST(OrvInterrupt, EndsCleanlyWithoutHalfWrittenOutput) {
+  makeSparse("t/big", uintmax_t{1} << 34);
+  writeFile("t/a.txt", "");
+  for (const int number : {SIGINT, SIGTERM})
+    for (const Arguments& arguments : {Arguments{"checksums", "t"},
+                                       {"checksums", "--json", "t"},
+                                       {"digest", "t/a.txt", "t/big"},
+                                       {"digest", "--json", "t/a.txt", "t/big"}}) {
+      SCOPED_TRACE(arguments[0] + " " + arguments[1]);
+      Process process(orvCommand(arguments));
+      ASSERT_TRUE(process.waitUntilReading(place("t/big")));
+      ::kill(process.id(), number);
+      const ProcessResult result = process.finish();
+      EXPECT_EQ(result.exitStatus, 130);
+      EXPECT_FALSE(result.timedOut);
+      EXPECT_EQ(result.error, "");
+      EXPECT_THAT(result.output, AnyOf("", kEmptySHA256 + "  t/a.txt\n"));
+    }
+}
+
+TEST(OrvInterrupt, DoesNotWaitForInputThatNeverComes) {
+  const Command command = orvCommand({"digest", "pipe"});
+  ASSERT_EQ(::mkfifo(place("pipe").c_str(), 0600), 0);
+  const int end = ::open(place("pipe").c_str(), O_RDWR | O_CLOEXEC);
+  Process process(command);
+  ASSERT_EQ(::write(end, "some", 4), 4);
+  for (int left = 4; left > 0;) ::ioctl(end, FIONREAD, &left);  // until it was read
+  ::kill(process.id(), SIGINT);
+  EXPECT_EQ(process.finish().exitStatus, 130);
+  ::close(end);
 }

@@ -1,16 +1,19 @@
 #include <sys/stat.h>
 
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "Orvane/OrvLog.h"
 #include "Platform/Foundation/Text/Base64.h"
+#include "Tools/orv/Background.h"
 #include "Tools/orv/Command.h"
 #include "Tools/orv/FileDigest.h"
 #include "Tools/orv/Input.h"
 #include "Tools/orv/Output.h"
-#include "Tools/orv/Progress.h"
 
 namespace tool {
 namespace {
@@ -58,17 +61,28 @@ std::string checkLine(const std::string& hex, const std::string& name) {
   return (escaped == name ? "" : "\\") + hex + "  " + escaped;
 }
 
+// Standard input that is named twice is read twice, the second time from where the first has ended.
+bool namesInputTwice(const std::vector<std::string>& files) {
+  return std::count(files.begin(), files.end(), "-") > 1;
+}
+
 void runDigest(const DigestOptions& options, Output& output) {
   OrvLogInfo("digest of %lu files", options.files.size());
-  Progress progress("Reading", totalSize(options.files));
+  Steps steps;
+  steps.total = totalSize(options.files);
+  std::vector<FileDigest> digests(options.files.size());
   Table table({{"file"}, {"hash"}});
-  for (const std::string& file : options.files) {
-    const FileDigest digest =
-        digestFile(file, options.algorithm(), [&](uint64_t bytes) { progress.advance(bytes); });
-    progress.clear();
-    if (!report(digest, file, output)) continue;
-    options.json ? table.add({file, digest.hex}) : output.writeLine(checkLine(digest.hex, file));
-  }
+  const auto read = [&](size_t i) {
+    digests[i] =
+        digestFile(options.files[i], options.algorithm(), [&](uint64_t bytes) { steps.done += bytes; });
+  };
+  const auto print = [&](size_t i) {
+    const std::string& file = options.files[i];
+    if (!report(digests[i], file, output)) return;
+    options.json ? table.add({file, digests[i].hex}) : output.writeLine(checkLine(digests[i].hex, file));
+  };
+  runInBackground({"Reading", options.files.size(), namesInputTwice(options.files), read, print}, steps,
+                  output);
   if (options.json) table.print(output, true);
 }
 

@@ -18,6 +18,7 @@
 #include "Platform/Foundation/Values/NSArray.h"
 #include "Platform/Foundation/Values/NSSet.h"
 #include "Platform/Foundation/Values/NSURL.h"
+#include "Tools/orv/Background.h"
 #include "Tools/orv/Command.h"
 #include "Tools/orv/FileDigest.h"
 #include "Tools/orv/FileType.h"
@@ -141,11 +142,19 @@ using Lines = std::vector<std::string>;
 // changed while it was read is told of instead of listed.
 std::optional<Lines> checksumsOf(const std::string& folder, Output& output) {
   if (!reportUnreadable(folder, true, output)) return std::nullopt;
-  Progress progress("Reading", 0);
+  Steps steps;
   std::vector<std::pair<std::string, NSString>> changed;
-  const NSMutableSet found = orv::detail::checksumsOfTree(
-      bytesOf(folderURL(folder).path()), [&](size_t done, size_t total) { progress.set(done, total); },
-      [&](const std::string& path, const NSString& line) { changed.emplace_back(path, line); });
+  NSMutableSet found;
+  const auto noteProgress = [&](size_t done, size_t total) {
+    steps.total = total;
+    steps.done = done;
+  };
+  const auto read = [&](size_t) {
+    found = orv::detail::checksumsOfTree(
+        bytesOf(folderURL(folder).path()), noteProgress,
+        [&](const std::string& path, const NSString& line) { changed.emplace_back(path, line); });
+  };
+  runInBackground({"Reading", 1, false, read}, steps, output);
   for (const auto& [path, line] : changed) {
     output.fail(below(folder, path), "the file was changed while it was read");
     found.removeObject(line);

@@ -27,12 +27,12 @@ class Output {
   // A difference: no message, but exit status 1.
   void differ() { status_ = Status::Failed; }
 
-  // Writes out what is pending and answers the exit status; a failed write to standard output is a failure.
+  // Writes out what is pending.
+  void flush();
+  // The same, and answers the exit status; a failed write to standard output is a failure.
   int finish();
 
  private:
-  void flush();
-
   Status status_ = Status::Done;
   int writeError_ = 0;  // the first failure of a write to standard output
 };

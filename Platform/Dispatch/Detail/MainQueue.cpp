@@ -45,26 +45,25 @@ struct MainQueue::Call : Link {
 
 namespace {
 
-struct Source {
-  GSource base;
-  MainQueue* queue;
-};
+// The queue, once it is complete: the source finds it here, and so sees what the thread that made it wrote.
+std::atomic<MainQueue*> made{nullptr};
 
-MainQueue& queueOf(GSource* source) { return *reinterpret_cast<Source*>(source)->queue; }
-
-gboolean prepareSource(GSource* source, gint* timeout) {
-  *timeout = -1;
-  return queueOf(source).hasWork();
+bool madeHasWork() {
+  const MainQueue* const queue = made.load(std::memory_order_acquire);
+  return queue && queue->hasWork();
 }
-gboolean checkSource(GSource* source) { return queueOf(source).hasWork(); }
-gboolean dispatchSource(GSource* source, GSourceFunc, gpointer) {
-  queueOf(source).runWaiting();
+
+gboolean prepareSource(GSource*, gint* timeout) {
+  *timeout = -1;
+  return madeHasWork();
+}
+gboolean checkSource(GSource*) { return madeHasWork(); }
+gboolean dispatchSource(GSource*, GSourceFunc, gpointer) {
+  made.load(std::memory_order_acquire)->runWaiting();
   return G_SOURCE_CONTINUE;
 }
 
 GSourceFuncs sourceFunctions{&prepareSource, &checkSource, &dispatchSource, nullptr, nullptr, nullptr};
-
-std::atomic<MainQueue*> made{nullptr};
 
 }  // namespace
 
@@ -77,12 +76,11 @@ const DispatchQueue* MainQueue::ifMade() noexcept { return made.load(std::memory
 
 MainQueue::MainQueue() : DispatchQueue("org.orvane.main", nil) {
   WorkerPool::shared();  // which runs what is left when the process ends
-  auto* const source = reinterpret_cast<Source*>(g_source_new(&sourceFunctions, sizeof(Source)));
-  source->queue = this;
-  g_source_set_name(&source->base, "orvane main queue");
-  g_source_attach(&source->base, g_main_context_default());
-  g_source_unref(&source->base);
   made.store(this, std::memory_order_release);
+  GSource* const source = g_source_new(&sourceFunctions, sizeof(GSource));
+  g_source_set_name(source, "orvane main queue");
+  g_source_attach(source, g_main_context_default());
+  g_source_unref(source);
 }
 
 bool MainQueue::hasWork() const noexcept { return ready_ || newest_.load(std::memory_order_acquire); }

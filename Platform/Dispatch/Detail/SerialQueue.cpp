@@ -154,6 +154,25 @@ void SerialQueue::runFirst() noexcept {
   runBlock(node->block, node->handler);
 }
 
+// False when the queue went to a caller whose turn it was.
+bool SerialQueue::runAllReady() noexcept {
+  while (ready_) {
+    if (ready_->isWaiter) {
+      grantFirst();
+      return false;
+    }
+    runFirst();
+  }
+  return true;
+}
+
+// The calling thread owns the queue and never comes back to it. What is submitted from now on is late.
+void SerialQueue::runRestAtExit() noexcept {
+  if (!runAllReady() || newest_.load(std::memory_order_relaxed) == kOwned) return;
+  takeNew();
+  runAllReady();
+}
+
 // Takes all submissions and turns them round: they come the newest first.
 void SerialQueue::takeNew() noexcept {
   Link* link = linkOf(newest_.exchange(kOwned, std::memory_order_acquire));

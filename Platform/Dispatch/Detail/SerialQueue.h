@@ -15,6 +15,8 @@ class SerialQueue final : public DispatchQueue, private Job {
  public:
   SerialQueue(const NSString& label, const Ref<DispatchQueue>& target);
 
+  void runRestAtExit() noexcept override;
+
   // For the report of queues that wait for each other: the number of the thread that owns the queue, 0 for
   // none.
   NSUInteger ownerThread() const noexcept { return owner_.load(std::memory_order_relaxed); }
@@ -41,6 +43,7 @@ class SerialQueue final : public DispatchQueue, private Job {
   void schedule();
   void runList() noexcept;
   void runFirst() noexcept;
+  bool runAllReady() noexcept;
   void takeNew() noexcept;
   bool moreComes() const noexcept;
   bool leave() noexcept;

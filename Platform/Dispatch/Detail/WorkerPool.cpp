@@ -15,6 +15,7 @@
 #include <thread>
 
 #include "Platform/Dispatch/Detail/MainQueue.h"
+#include "Platform/Dispatch/Detail/QueueFrame.h"
 #include "Platform/Foundation/Threads/NSThread.h"
 
 namespace orv::detail {
@@ -248,6 +249,7 @@ void WorkerPool::runAcceptedWork() {
   auto moved = begin;
   uint64_t seen = 0;
   const size_t ownJobs = isWorker ? 1 : 0;
+  for (QueueFrame* frame = innermostFrame; frame; frame = frame->outer) frame->queue->runRestAtExit();
   std::unique_lock lock(mutex_);
   for (;;) {
     lock.unlock();

@@ -29,8 +29,8 @@ namespace orv::detail {
 // What was being done when the system refused; it chooses the code's range and the sentence.
 enum class FileAction { Open, Create, Remove, Move, Copy };
 
-// The error for an errno value: Cocoa's code and text, with the path and the system's own error as details.
-// `target` is the other end of a move or copy.
+// The error for an errno value: a code of NSCocoaErrorDomain, with its text, the path and the system's own
+// error as details. `target` is the other end of a move or copy.
 NSError fileError(int number, FileAction action, const NSString& path, const NSString& target = nil);
 
 // Fills an out-parameter unless it is null; answers false, so that a caller can return it.
