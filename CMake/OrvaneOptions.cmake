@@ -6,11 +6,13 @@ endif()
 
 option(ORVANE_BUILD_TOOLS "Build the orv command" ${PROJECT_IS_TOP_LEVEL})
 option(ORVANE_BUILD_TESTS "Build the tests" ${PROJECT_IS_TOP_LEVEL})
+option(ORVANE_BUILD_EXAMPLES "Build the example programs" ${PROJECT_IS_TOP_LEVEL})
 option(ORVANE_BUILD_BENCHMARKS "Build the benchmark programs" OFF)
 option(ORVANE_BUILD_FUZZERS "Build the fuzz targets with libFuzzer (clang)" OFF)
 option(ORVANE_INSTALL "Install the library and make packages" ${PROJECT_IS_TOP_LEVEL})
 option(ORVANE_WARNINGS_AS_ERRORS "Warnings stop the build (developers and CI)" OFF)
 option(ORVANE_FAST_TOOLS "Use ccache and mold when they are there" ${PROJECT_IS_TOP_LEVEL})
+option(ORVANE_QUEUE_CHECKS "Report queues that wait for each other in a circle" OFF)
 set(ORVANE_SANITIZE "" CACHE STRING "Sanitizers for every target, as in -fsanitize=LIST")
 
 set(CMAKE_CXX_STANDARD 20)

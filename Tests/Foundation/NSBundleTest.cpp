@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "Platform/Foundation/Serialization/SmallJSON.h"
+#include "Platform/Foundation/Serialization/NSPropertyListSerialization.h"
 #include "Platform/Foundation/Values/NSDictionary.h"
 #include "Platform/Foundation/Values/NSNumber.h"
 #include "Tests/Support/Capture.h"
@@ -156,36 +156,28 @@ TEST(NSBundle, AnotherFolderIsABundleOfItsOwn) {
   EXPECT_FALSE(NSBundle::bundleWithPath(nil));
 }
 
-TEST(FlatJSON, ReadsStringsNumbersAndBooleans) {
-  const NSDictionary info = detail::readFlatJSON(
-      " {\"a\" : \"x\\\"\\\\\\/\\n\\u00e9\\ud83d\\ude00\u00e9\" , \"n\":-12, "
-      "\"d\":1.5e2,\n\"t\":true,\"f\":false,\"z\":null } ");
-  EXPECT_EQ(info,
-            (NSDictionary{
-                {"a", "x\"\\/\n\u00e9\U0001F600\u00e9"}, {"n", -12}, {"d", 150.0}, {"t", true}, {"f", false}}));
-  EXPECT_EQ(detail::readFlatJSON("{}").count(), 0u);
-}
-
-TEST(FlatJSON, RefusesEverythingElse) {
-  for (const char* bad : {"",
-                          "[]",
-                          "{",
-                          "{\"a\"}",
-                          "{\"a\":}",
-                          "{\"a\":1,}",
-                          "{\"a\":1} x",
-                          "{\"a\":[1]}",
-                          "{\"a\":{}}",
-                          "{a:1}",
-                          "{\"a\":\"\n\"}",
-                          "{\"a\":\"\\x\"}",
-                          "{\"a\":\"\\u12g4\"}",
-                          "{\"a\":\"\\u12",
-                          "{\"a\":+1}",
-                          "{\"a\":1e999}",
-                          "{\"a\":--1}",
-                          "{\"a\":nul}",
-                          "{\"a\":\"\xff\"}",
-                          "{\"a\":\"x"})
-    EXPECT_TRUE(detail::readFlatJSON(bad).isNil()) << bad;
+TEST(NSBundle, ReadsItsInformationFromAPropertyListOrJSON) {
+  const std::string folder = testFolder() + "/information";
+  std::filesystem::create_directories(folder);
+  const auto write = [&](const char* name, std::string_view contents) {
+    std::ofstream(folder + "/" + name, std::ios::binary) << contents;
+  };
+  const auto info = [&] { return NSBundle::bundleWithPath(folder)->infoDictionary(); };
+  const NSDictionary list{{"CFBundleIdentifier", "org.example.list"}, {"Types", NSArray{"a", "b"}}};
+  write("Info.json", "{\"CFBundleIdentifier\": \"org.example.json\", \"n\": null}");
+  EXPECT_EQ(info(), (NSDictionary{{"CFBundleIdentifier", "org.example.json"}}));
+  for (const auto format : {NSPropertyListXMLFormat_v1_0, NSPropertyListBinaryFormat_v1_0}) {
+    write("Info.plist", NSPropertyListSerialization::dataWithPropertyList(list, format, 0).view());
+    EXPECT_EQ(info(), list);  // which comes before the JSON
+  }
+  write("Info.plist", "{ CFBundleName = Notes; }");
+  EXPECT_EQ(info(), (NSDictionary{{"CFBundleName", "Notes"}}));
+  for (const char* bad : {"<plist><array/></plist>", "{ a", ""}) {
+    write("Info.plist", bad);
+    const std::string said = captureStandardError([&] { EXPECT_EQ(info().count(), 1u); });
+    EXPECT_NE(said.find("Not a property list: "), std::string::npos);
+  }
+  write("Info.json", "{\"a\": [1]}");
+  const std::string said = captureStandardError([&] { EXPECT_EQ(info().count(), 0u); });
+  EXPECT_NE(said.find("Not a flat JSON object: "), std::string::npos);
 }

@@ -6,11 +6,17 @@
 #include <fstream>
 #include <thread>
 
-#include "Platform/Foundation/Serialization/SmallJSON.h"
+#include "Platform/Foundation/Serialization/NSPropertyListSerialization.h"
 #include "Platform/Foundation/System/NSBundle.h"
 #include "Platform/Foundation/Values/NSArray.h"
+#include "Platform/Foundation/Values/NSData.h"
+#include "Platform/Foundation/Values/NSDate.h"
+#include "Platform/Foundation/Values/NSDictionary.h"
 #include "Platform/Foundation/Values/NSException.h"
+#include "Platform/Foundation/Values/NSNull.h"
 #include "Platform/Foundation/Values/NSNumber.h"
+#include "Platform/Foundation/Values/NSSet.h"
+#include "Platform/Foundation/Values/NSURL.h"
 #include "Tests/Support/Capture.h"
 #include "Tests/Support/World.h"
 #include "Tests/Support/Zones.h"
@@ -28,10 +34,12 @@ class NSUserDefaultsTest : public testing::Test {
   }
   ~NSUserDefaultsTest() override { NSBundle::mainBundle()->setInfoDictionary(nil); }
 
-  std::string file() const { return testFolder() + "/org.example.defaults/defaults.json"; }
-  std::string contents() const {
-    std::ifstream in(file());
-    return {std::istreambuf_iterator<char>(in), {}};
+  std::string file() const { return testFolder() + "/org.example.defaults/defaults.plist"; }
+  std::string oldFile() const { return testFolder() + "/org.example.defaults/defaults.json"; }
+  // What the file holds; nil when there is none.
+  Value contents() const {
+    const NSData bytes = NSData::dataWithContentsOfFile(NSString(file()));
+    return NSPropertyListSerialization::propertyListWithData(bytes, 0);
   }
 
   const Setting config_{"XDG_CONFIG_HOME", testFolder().c_str()};
@@ -73,12 +81,17 @@ TEST_F(NSUserDefaultsTest, WhatIsSetIsReadAgainWithItsType) {
                                                   {"tiny", 5e-324},
                                                   {"empty", ""},
                                                   {"lone", NSString(std::u16string(1, 0xD800))},
+                                                  {"infinite", std::numeric_limits<double>::infinity()},
+                                                  {"date", NSDate::dateWithTimeIntervalSinceReferenceDate(1.5)},
+                                                  {"data", NSData::dataWithBytes("\x01")},
+                                                  {"array", NSArray{1, NSArray{"a"}}},
+                                                  {"dictionary", NSDictionary{{"a", NSArray{true}}}},
                                                   {"k\u00e9y \"q\"", 1}};
   for (const auto& [key, value] : values) defaults_->setObjectForKey(value, key);
   defaults_->synchronize();
   for (const auto& [key, value] : values) EXPECT_EQ(defaults_->objectForKey(key), value) << key;
   EXPECT_EQ(defaults_->objectForKey("yes").kind(), Kind::Bool);
-  EXPECT_TRUE(detail::readFlatJSON(contents()));
+  EXPECT_EQ(contents(), defaults_->dictionaryRepresentation());
 }
 
 TEST_F(NSUserDefaultsTest, NilRemoves) {
@@ -88,15 +101,51 @@ TEST_F(NSUserDefaultsTest, NilRemoves) {
   defaults_->removeObjectForKey("other");
   defaults_->removeObjectForKey("never set");
   defaults_->setObjectForKey("z", nil);
-  EXPECT_EQ(contents(), "{\n}\n");
+  EXPECT_EQ(contents(), NSDictionary::dictionary());
 }
 
 TEST_F(NSUserDefaultsTest, OtherValuesRaise) {
-  for (const Value& value :
-       {Value(NSArray{1}), Value(NSDictionary{{"a", 1}}), Value(std::numeric_limits<double>::infinity()),
-        Value(std::numeric_limits<double>::quiet_NaN())})
+  for (const Value& value : {Value(NSArray{NSNull::null()}), Value(NSDictionary{{1, 1}}), Value(NSNull::null()),
+                             Value(NSURL::URLWithString("http://h")), Value(NSSet{1})})
     EXPECT_THROW(defaults_->setObjectForKey(value, "key"), NSException) << value;
   EXPECT_FALSE(fs::exists(file()));
+}
+
+TEST_F(NSUserDefaultsTest, ContainersAreCopied) {
+  const NSMutableArray inner{1};
+  const NSMutableArray array{inner};
+  defaults_->setObjectForKey(array, "array");
+  inner.addObject(2);
+  array.addObject(3);
+  EXPECT_EQ(defaults_->objectForKey("array"), (NSArray{NSArray{1}}));
+}
+
+TEST_F(NSUserDefaultsTest, TheJSONOfEarlierVersionsMovesOver) {
+  fs::create_directories(fs::path(file()).parent_path());
+  std::ofstream(oldFile()) << "{\n  \"text\": \"\\u00e4\\ud800\",\n  \"n\": 18446744073709551615,\n  \"d\": "
+                              "0.10000000000000001,\n  \"b\": true\n}\n";
+  defaults_->synchronize();
+  const NSDictionary old{
+      {"text", NSString(std::u16string{0xE4, 0xD800})}, {"n", UINT64_MAX}, {"d", 0.1}, {"b", true}};
+  const std::string said = captureStandardError([&] { EXPECT_EQ(defaults_->objectForKey("d"), Value(0.1)); });
+  EXPECT_EQ(said, "");
+  EXPECT_EQ(defaults_->dictionaryRepresentation(), old);
+  EXPECT_FALSE(fs::exists(file()));  // reading writes nothing
+  defaults_->setObjectForKey(1, "new");
+  const NSMutableDictionary all = old.mutableCopy().as<NSMutableDictionary>();
+  all.setObjectForKey(1, "new");
+  EXPECT_EQ(contents(), all);
+  EXPECT_TRUE(fs::exists(oldFile()));  // for an earlier version that runs again
+  defaults_->removeObjectForKey("text");
+  defaults_->synchronize();
+  EXPECT_TRUE(defaults_->objectForKey("text").isNil());  // the property list alone counts now
+}
+
+TEST_F(NSUserDefaultsTest, PropertyListsInEveryFormAreRead) {
+  fs::create_directories(fs::path(file()).parent_path());
+  std::ofstream(file()) << "<plist><dict><key>key</key><integer>7</integer></dict></plist>";
+  defaults_->synchronize();
+  EXPECT_EQ(defaults_->objectForKey("key"), Value(7));
 }
 
 TEST_F(NSUserDefaultsTest, RegisteredValuesComeLast) {
@@ -107,16 +156,22 @@ TEST_F(NSUserDefaultsTest, RegisteredValuesComeLast) {
   EXPECT_EQ(defaults_->dictionaryRepresentation()["size"], Value(30));
   defaults_->removeObjectForKey("size");
   EXPECT_EQ(defaults_->integerForKey("size"), 20);
-  EXPECT_EQ(contents(), "{\n}\n");
+  EXPECT_EQ(contents(), NSDictionary::dictionary());
   defaults_->registerDefaults(nil);
 }
 
 TEST_F(NSUserDefaultsTest, ADamagedFileCountsAsEmptyAndIsReported) {
   fs::create_directories(fs::path(file()).parent_path());
-  std::ofstream(file()) << "{\"key\": [1]}";
-  defaults_->synchronize();
-  const std::string said = captureStandardError([&] { EXPECT_TRUE(defaults_->objectForKey("key").isNil()); });
-  EXPECT_NE(said.find("Not a flat JSON object"), std::string::npos);
+  const auto complaint = [&] {
+    defaults_->synchronize();
+    return captureStandardError([&] { EXPECT_TRUE(defaults_->objectForKey("key").isNil()); });
+  };
+  std::ofstream(oldFile()) << "{\"key\": [1]}";
+  EXPECT_NE(complaint().find("Not a flat JSON object: "), std::string::npos);
+  for (const char* bad : {"", "{key = ", "(key)", "<plist>"}) {
+    std::ofstream(file()) << bad;
+    EXPECT_NE(complaint().find("Not a property list: "), std::string::npos) << bad;
+  }
 }
 
 TEST_F(NSUserDefaultsTest, WhatCannotBeWrittenHoldsForTheProcess) {

@@ -190,6 +190,46 @@ TEST(Value, CopyOfAnImmutableValueIsTheValueItself) {
   EXPECT_TRUE(array.mutableCopy().isKindOf<NSMutableArray>());
 }
 
+TEST(Value, ContainersOfAnyDepthAreCompared) {
+  const auto nested = [](const std::function<Value(const Value&)>& wrap, int leaf) {
+    Value value = NSArray{leaf};
+    for (int i = 0; i < 100'000; ++i) value = wrap(value);
+    return value;
+  };
+  const std::function<Value(const Value&)> wraps[] = {
+      [](const Value& v) -> Value { return NSArray{v}; },
+      [](const Value& v) -> Value {
+        return NSDictionary{{"k", v}};
+      },
+      [](const Value& v) -> Value { return NSSet::setWithArray(NSArray{v}); }};
+  for (const auto& wrap : wraps) {
+    EXPECT_EQ(nested(wrap, 1), nested(wrap, 1));
+    EXPECT_NE(nested(wrap, 1), nested(wrap, 2));
+  }
+}
+
+TEST(Value, SetsOfManyNestedTooDeepRaiseInsteadOfOverflowing) {
+  const auto nested = [] {
+    Value value = NSArray{1};
+    for (int i = 0; i < 5000; ++i) value = NSSet::setWithArray(NSArray{value, i});
+    return value;
+  };
+  EXPECT_THROW(static_cast<void>(nested() == nested()), NSException);
+}
+
+TEST(Value, ContainersThatContainThemselvesAreCompared) {
+  const auto ring = [](int leaf) {
+    const NSMutableArray outer = NSMutableArray::array();
+    outer.addObject(leaf);
+    outer.addObject(NSDictionary{{"up", outer}});
+    return outer;
+  };
+  const NSMutableArray a = ring(1), b = ring(1), c = ring(2);
+  EXPECT_EQ(a, b);
+  EXPECT_NE(a, c);
+  for (const NSMutableArray& array : {a, b, c}) array.removeAllObjects();
+}
+
 TEST(Value, CopiesOfContainersAreOneLevelDeep) {
   const NSMutableArray inner{1};
   const Value copy = NSMutableArray{inner}.copy();

@@ -8,12 +8,13 @@ namespace tool {
 
 class Output;
 
-void addFolderCommands(CLI::App& program, Output& output);  // tree, files, checksums
-void addDataCommands(CLI::App& program, Output& output);    // digest, base64
-void addInfoCommands(CLI::App& program, Output& output);    // type, id, log
-void addDateCommands(CLI::App& program, Output& output);    // date
-void addConvertCommand(CLI::App& program, Output& output);  // convert
-void addTextCommands(CLI::App& program, Output& output);    // name, text, distance, query
-void addTaxCommand(CLI::App& program, Output& output);      // tax
+void addFolderCommands(CLI::App& program, Output& output);    // tree, files, checksums
+void addDataCommands(CLI::App& program, Output& output);      // digest, base64
+void addInfoCommands(CLI::App& program, Output& output);      // type, id, log
+void addDateCommands(CLI::App& program, Output& output);      // date
+void addConvertCommand(CLI::App& program, Output& output);    // convert
+void addDocumentCommands(CLI::App& program, Output& output);  // json, plist
+void addTextCommands(CLI::App& program, Output& output);      // name, text, distance, query
+void addTaxCommand(CLI::App& program, Output& output);        // tax
 
 }  // namespace tool

@@ -2,7 +2,7 @@
 #include <memory>
 #include <string>
 
-#include "Platform/Foundation/Serialization/SmallJSON.h"
+#include "Platform/Foundation/Serialization/NSJSONSerialization.h"
 #include "Platform/Foundation/Values/NSData.h"
 #include "Platform/Foundation/Values/NSDate.h"
 #include "Platform/Foundation/Values/NSDecimalNumber.h"
@@ -61,7 +61,8 @@ void addConvertCommand(CLI::App& program, Output& output) {
       ->required();
   command->add_flag("--json", options->json, "Print a JSON array");
   command->callback([options, &output] {
-    const Value value = orv::detail::readSmallJSON(options->value);
+    const Value value = NSJSONSerialization::JSONObjectWithData(NSData::dataWithBytes(options->value),
+                                                                NSJSONReadingFragmentsAllowed);
     if (value.isNil()) return output.fail(options->value, "not valid JSON");
     printConversions(value, options->json, output);
   });

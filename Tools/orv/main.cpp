@@ -42,9 +42,11 @@ std::vector<std::string> argumentsOf(int argc, char** argv) {
 }
 
 void unguardValues(CLI::App& program) {
-  for (CLI::App* command : program.get_subcommands(nullptr))
+  for (CLI::App* command : program.get_subcommands(nullptr)) {
     for (CLI::Option* option : command->get_options())
       if (option->get_items_expected_max() > 0) option->transform(unguarded);
+    unguardValues(*command);
+  }
 }
 
 std::string kindOf(const std::string& word) { return word.starts_with('-') ? "option " : "subcommand "; }
@@ -69,6 +71,7 @@ int run(int argc, char** argv) {
   tool::addInfoCommands(program, output);
   tool::addDateCommands(program, output);
   tool::addConvertCommand(program, output);
+  tool::addDocumentCommands(program, output);
   tool::addTextCommands(program, output);
   tool::addTaxCommand(program, output);
   try {

@@ -3,15 +3,14 @@
 #include <pthread.h>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <system_error>
 #include <vector>
 
-#include "Platform/Foundation/Serialization/SmallJSON.h"
+#include "Platform/Foundation/Files/FileBytes.h"
+#include "Platform/Foundation/Serialization/FlatJSON.h"
+#include "Platform/Foundation/Serialization/NSPropertyListSerialization.h"
 #include "Platform/Foundation/System/NSConsole.h"
 #include "Platform/Foundation/System/NSProcessInfo.h"
 #include "Platform/Foundation/System/StringTables.h"
@@ -20,12 +19,6 @@
 using namespace orv;
 
 namespace {
-
-std::optional<std::string> contentsOf(const NSString& path) {
-  std::ifstream in(path.fileSystemRepresentation(), std::ios::binary);
-  if (!in) return std::nullopt;
-  return std::string{std::istreambuf_iterator<char>(in), {}};
-}
 
 // Where a bundle's own files lie.
 std::vector<NSString> foldersOf(const NSString& path, const NSString& executable) {
@@ -40,14 +33,27 @@ std::vector<std::string> namesOf(const std::vector<NSString>& folders) {
   return names;
 }
 
+NSDictionary readPropertyList(const NSData& contents) {
+  return NSPropertyListSerialization::propertyListWithData(contents, 0).as<NSDictionary>();
+}
+
+// The first that is readable and in order.
 NSDictionary readInfoFile(const std::vector<NSString>& folders) {
+  struct Form {
+    const char* name;
+    NSDictionary (*read)(const NSData&);
+    const char* complaint;
+  };
+  constexpr Form kForms[] = {{"Info.plist", readPropertyList, "Not a property list: "},
+                             {"Info.json", detail::readFlatJSON, "Not a flat JSON object: "}};
   for (const NSString& folder : folders) {
-    const NSString path = folder.stringByAppendingPathComponent("Info.json");
-    const std::optional<std::string> bytes = contentsOf(path);
-    if (!bytes) continue;
-    const NSDictionary info = detail::readFlatJSON(*bytes);
-    if (info) return info;
-    detail::consoleWrite(NSString("Not a flat JSON object: ") + path);
+    for (const Form& form : kForms) {
+      const NSString path = folder.stringByAppendingPathComponent(form.name);
+      NSData contents;
+      if (detail::readFile(path.fileSystemRepresentation(), contents) != 0) continue;
+      if (NSDictionary info = form.read(contents)) return info;
+      detail::consoleWrite(NSString(form.complaint) + path);
+    }
   }
   return NSDictionary::dictionary();
 }

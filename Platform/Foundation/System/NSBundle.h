@@ -13,10 +13,10 @@ class StringTables;
 // A folder with what belongs to an application: what it is called, where it lies, and its translations. The
 // main bundle, the running application itself, is one object for all. Any thread may use a bundle.
 //
-// The information dictionary holds texts, numbers and booleans under keys such as "CFBundleIdentifier" and
-// "CFBundleName". It is read once, at first use, from a flat JSON object in `Info.json` beside the executable
-// or in
-// `../share/<executable>/`; or the application sets it at start. A bare tool has an empty one.
+// The information dictionary holds values under keys such as "CFBundleIdentifier" and "CFBundleName". It is
+// read once, at first use, from a property list in `Info.plist`, or a flat JSON object in `Info.json`, beside
+// the executable or in `../share/<executable>/`; or the application sets it at start. A bare tool has an empty
+// one.
 //
 // Translations lie in the same folders: `de.lproj/Localizable.strings` for each language, as "key" = "text";
 // lines. They are read once for each language, the first time a text is asked for. The user's languages come
@@ -29,7 +29,8 @@ class StringTables;
 class ORV_EXPORT NSBundle : public NSObject {
  public:
   static orv::Ref<NSBundle> mainBundle();
-  // The bundle in a folder, with its own `Info.json`; nil when there is no such folder. A new object each time.
+  // The bundle in a folder, with its own information file; nil when there is no such folder. A new object each
+  // time.
   static orv::Ref<NSBundle> bundleWithPath(const NSString& path);
 
   // Never nil.

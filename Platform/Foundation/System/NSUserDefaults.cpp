@@ -7,7 +7,8 @@
 #include <mutex>
 
 #include "Platform/Foundation/Files/FileBytes.h"
-#include "Platform/Foundation/Serialization/SmallJSON.h"
+#include "Platform/Foundation/Serialization/FlatJSON.h"
+#include "Platform/Foundation/Serialization/NSPropertyListSerialization.h"
 #include "Platform/Foundation/System/NSBundle.h"
 #include "Platform/Foundation/System/NSConsole.h"
 #include "Platform/Foundation/System/NSProcessInfo.h"
@@ -54,54 +55,18 @@ void makeFolders(const std::string& path) {
     ::mkdir(path.substr(0, slash).c_str(), 0700);
 }
 
-// The text in quotes; a lone surrogate, which UTF-8 cannot hold, as its number.
-void appendQuoted(std::string& out, const NSString& text) {
-  constexpr char kDigits[] = "0123456789abcdef";
-  const std::u16string units = text.utf16();
-  const auto escape = [&](char16_t unit) {
-    out += "\\u";
-    for (const int shift : {12, 8, 4, 0}) out += kDigits[unit >> shift & 0xF];
-  };
-  out += '"';
-  for (const char16_t unit : units) {
-    if (unit < 0x20 || unit > 0x7E) {
-      escape(unit);
-    } else {
-      if (unit == '"' || unit == '\\') out += '\\';
-      out += static_cast<char>(unit);
-    }
-  }
-  out += '"';
+NSDictionary readPropertyList(const NSData& contents) {
+  return NSPropertyListSerialization::propertyListWithData(contents, 0).as<NSDictionary>();
 }
 
-// Doubles in a form that reads back the same.
-std::string numberText(const NSNumber& number) {
-  if (number.isBoolean()) return number.boolValue() ? "true" : "false";
-  if (number.kind() != Kind::Double) return number.stringValue().utf8();
-  char text[40];
-  std::snprintf(text, sizeof text, "%.17g", number.doubleValue());
-  return text;
+NSData binaryOf(const Value& tree) {
+  return NSPropertyListSerialization::dataWithPropertyList(tree, NSPropertyListBinaryFormat_v1_0, 0);
 }
 
-std::string jsonOf(const NSDictionary& values) {
-  std::string out = "{";
-  for (const auto& [key, value] : values) {
-    out += out.size() == 1 ? "\n  " : ",\n  ";
-    appendQuoted(out, key.as<NSString>());
-    out += ": ";
-    if (value.isKindOf<NSString>())
-      appendQuoted(out, value.as<NSString>());
-    else
-      out += numberText(value.as<NSNumber>());
-  }
-  return out + "\n}\n";
-}
-
-bool canBeStored(const Value& value) {
-  if (value.isKindOf<NSString>()) return true;
-  const NSNumber number = value.as<NSNumber>();
-  const double n = number.doubleValue();
-  return !number.isNil() && n - n == 0;  // neither infinite nor not-a-number
+// What a caller may change later is copied with all that is in it.
+Value keptForm(const Value& value) {
+  if (!value.isKindOf<NSArray>() && !value.isKindOf<NSDictionary>()) return value;
+  return NSPropertyListSerialization::propertyListWithData(binaryOf(value), 0);
 }
 
 }  // namespace
@@ -115,31 +80,43 @@ struct NSUserDefaults::State {
 
   // From here on with the lock held.
   void load();
+  NSDictionary stored() const;
   void save() const;
 };
 
 // The file moves when the bundle gets its identifier or the environment another folder.
 void NSUserDefaults::State::load() {
   const std::string folder = configFolder();
-  const std::string now = folder.empty() ? std::string() : folder + "/" + ownName() + "/defaults.json";
+  const std::string now = folder.empty() ? std::string() : folder + "/" + ownName() + "/defaults.plist";
   if (own && now == path) return;
   path = now;
   own = NSMutableDictionary::dictionary();
+  own.addEntriesFromDictionary(stored());
+}
+
+// Where there is no property list yet, the JSON of earlier versions counts.
+NSDictionary NSUserDefaults::State::stored() const {
+  if (path.empty()) return nil;
   NSData contents;
-  if (path.empty() || detail::readFile(path, contents) != 0) return;
-  const NSDictionary stored =
-      detail::readFlatJSON({reinterpret_cast<const char*>(contents.bytes()), contents.length()});
-  if (stored)
-    own.addEntriesFromDictionary(stored);
-  else
-    detail::consoleWrite(NSString("Not a flat JSON object: ") +
-                         NSString::stringWithFileSystemRepresentation(path));
+  std::string file = path;
+  int error = detail::readFile(file, contents);
+  const bool old = error == ENOENT;
+  if (old) {
+    file.replace(file.rfind('.'), std::string::npos, ".json");
+    error = detail::readFile(file, contents);
+  }
+  if (error != 0) return nil;
+  NSDictionary read = old ? detail::readOldSettings(contents) : readPropertyList(contents);
+  if (read.isNil())
+    detail::consoleWrite(NSString(old ? "Not a flat JSON object: " : "Not a property list: ") +
+                         NSString::stringWithFileSystemRepresentation(file));
+  return read;
 }
 
 void NSUserDefaults::State::save() const {
   if (path.empty()) return;
   makeFolders(path);
-  const int error = detail::replaceFile(path, jsonOf(own));
+  const int error = detail::replaceFile(path, binaryOf(own).view());
   if (error == 0) return;
   detail::consoleWrite(NSString("Cannot write ") + NSString::stringWithFileSystemRepresentation(path) + ": " +
                        std::strerror(error));
@@ -185,14 +162,15 @@ bool NSUserDefaults::boolForKey(const NSString& key) const {
 
 void NSUserDefaults::setObjectForKey(const Value& value, const NSString& key) {
   if (key.isNil()) return;
-  if (!value.isNil() && !canBeStored(value))
+  const bool valid = NSPropertyListSerialization::propertyListIsValid(value, NSPropertyListBinaryFormat_v1_0);
+  if (!value.isNil() && !valid)
     NSException::raise(
         NSInvalidArgumentException,
         NSString::stringWithFormat("Attempt to insert non-property list object %@ for key %@", value, key));
   const std::lock_guard lock(state_->mutex);
   state_->load();
   if (state_->own.objectForKey(key).isSame(value)) return;
-  state_->own.setValueForKey(value, key);
+  state_->own.setValueForKey(keptForm(value), key);
   state_->save();
 }
 

@@ -8,13 +8,15 @@
 
 class NSArray;
 
-// What the user has set, kept from run to run: texts, numbers and booleans under a key.
+// What the user has set, kept from run to run: property lists (texts, numbers, booleans, dates, data, arrays,
+// dictionaries) under a key.
 //
 // A key is looked up in the arguments of the command line (`-key value`), then among what was set, then among
-// the registered fallbacks; the first hit wins. What was set lies in a flat JSON object,
-// $XDG_CONFIG_HOME/<bundle identifier, or process name>/defaults.json, read at first use. Each change is
-// written at once: the file is replaced as a whole, so that it is never half written. Where it cannot be
-// written, the change holds until the process ends, and the system's console gets one line.
+// the registered fallbacks; the first hit wins. What was set lies in a property list,
+// $XDG_CONFIG_HOME/<bundle identifier, or process name>/defaults.plist, read at first use; where there is none,
+// the defaults.json of earlier versions is read once more. Each change is written at once, in binary form: the
+// file is replaced as a whole, so that it is never half written. Where it cannot be written, the change holds
+// until the process ends, and the system's console gets one line.
 //
 // One object for all; any thread may call any member. A change on one thread is seen by all at once. The file
 // belongs to one process at a time: of two that write at once, the later one wins.
@@ -37,7 +39,7 @@ class ORV_EXPORT NSUserDefaults : public NSObject {
   bool boolForKey(const NSString& key) const;
 
   // A nil value removes the key, a nil key does nothing. Raises NSInvalidArgumentException for a value that is
-  // neither text, number nor boolean.
+  // no property list. Arrays and dictionaries are copied with all that is in them.
   void setObjectForKey(const orv::Value& value, const NSString& key);
   void removeObjectForKey(const NSString& key);
 

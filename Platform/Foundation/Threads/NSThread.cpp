@@ -89,6 +89,18 @@ void NSThread::setCurrentThreadName(const NSString& name) {
   if (!isMainThread()) ::pthread_setname_np(::pthread_self(), threadName.utf8().substr(0, 15).c_str());
 }
 
+void NSThread::setWorkerName(const NSString& label) {
+  constexpr size_t kSystemLimit = 15;
+  threadName = label;
+  const std::string whole = label.utf8();
+  std::string_view rest = whole;
+  // The last two parts of a reverse-DNS label tell most.
+  for (size_t dot; rest.size() > kSystemLimit && (dot = rest.find('.')) != rest.npos &&
+                   rest.find('.', dot + 1) != rest.npos;)
+    rest.remove_prefix(dot + 1);
+  ::pthread_setname_np(::pthread_self(), std::string(rest.substr(0, kSystemLimit)).c_str());
+}
+
 [[gnu::noinline]] NSArray NSThread::callStackSymbols() {
   std::array<void*, 256> frames;
   const int count = ::backtrace(frames.data(), static_cast<int>(frames.size()));

@@ -21,6 +21,9 @@ class ORV_EXPORT NSThread {
   static NSString currentThreadName();
   // What debuggers and `top -H` show, too: the first 15 bytes. nil clears it.
   static void setCurrentThreadName(const NSString& name);
+  // The name while a queue's blocks run on a thread of the pool. Debuggers show as much of it as fits, without
+  // the owner's prefix: "OrvQueue.01ABCD" for "org.orvane.OrvQueue.01ABCDEF".
+  static void setWorkerName(const NSString& label);
 
   // One line for each frame of the calling thread's stack, innermost first, beginning with the caller:
   //   0   notes                               0x0000560c8a2d41c9 Shelf::open(NSString const&) + 57

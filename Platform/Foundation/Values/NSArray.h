@@ -165,7 +165,7 @@ class ORV_EXPORT NSMutableArray : public NSArray {
 
   // Every operation does nothing on a nil handle, raises NSInvalidArgumentException for a nil element, and
   // NSRangeException for an index past the end. A container may be added to itself; only its owner can then
-  // break the cycle, and comparing it with another such container does not end.
+  // break the cycle.
   void addObject(const orv::Value& object) const;
   void addObjectsFromArray(const NSArray& other) const;
   void insertObjectAtIndex(const orv::Value& object, NSUInteger index) const;

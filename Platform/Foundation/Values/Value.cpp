@@ -1,6 +1,7 @@
 #include "Platform/Foundation/Values/Value.h"
 
 #include <ostream>
+#include <set>
 #include <utility>
 #include <vector>
 
@@ -26,30 +27,77 @@ using detail::tableRep;
 using detail::TableRep;
 
 // Pairs whose equality is still open. A worklist instead of recursion: arrays and dictionaries nest without
-// limit. Members of sets are compared one inside the other.
-using OpenPairs = std::vector<std::pair<const Value*, const Value*>>;
+// limit, and so do sets of one member. Larger sets are looked up one inside the other, up to kDeepestSet.
+class OpenPairs {
+ public:
+  void push(const Value* a, const Value* b) { pairs_.emplace_back(a, b); }
+  bool isEmpty() const { return pairs_.empty(); }
+  std::pair<const Value*, const Value*> pop() {
+    const auto last = pairs_.back();
+    pairs_.pop_back();
+    return last;
+  }
+
+  // Whether the contents of two containers are open already: then nothing new is to be found in them. Only a
+  // container that can change may come to contain itself, and only after many steps is it worth to remember
+  // them.
+  bool isKnown(const detail::HeapObject* a, const detail::HeapObject* b) {
+    if (!a->has(detail::HeapObject::Mutable) || ++steps_ < kManySteps) return false;
+    return !known_.emplace(a, b).second;
+  }
+
+ private:
+  static constexpr size_t kManySteps = 4096;
+
+  std::vector<std::pair<const Value*, const Value*>> pairs_;
+  std::set<std::pair<const detail::HeapObject*, const detail::HeapObject*>> known_;
+  size_t steps_ = 0;
+};
 
 bool isSetKind(Kind kind) { return kind == Kind::Set || kind == Kind::CountedSet; }
 
 bool equalArrays(const ArrayRep* a, const ArrayRep* b, OpenPairs& open) {
   if (a->count != b->count) return false;
-  for (size_t i = a->count; i-- > 0;) open.emplace_back(&a->items[i], &b->items[i]);
+  if (open.isKnown(a, b)) return true;
+  for (size_t i = a->count; i-- > 0;) open.push(&a->items[i], &b->items[i]);
   return true;
 }
 
 bool equalDictionaries(const TableRep* a, const TableRep* b, OpenPairs& open) {
   if (a->count != b->count) return false;
+  if (open.isKnown(a, b)) return true;
   for (size_t i = a->nextLive(0); i < a->used; i = a->nextLive(i + 1)) {
     const size_t other = b->find(a->key(i));
     if (other == TableRep::kNone) return false;
-    open.emplace_back(&a->value(i), &b->value(other));
+    open.push(&a->value(i), &b->value(other));
   }
   return true;
 }
 
-bool equalSets(const TableRep* a, const TableRep* b) {
+// How deep sets are inside of sets that are being compared.
+constexpr unsigned kDeepestSet = 1000;
+thread_local unsigned setDepth = 0;
+
+class SetLevel {
+ public:
+  SetLevel() {
+    if (setDepth == kDeepestSet)
+      NSException::raise(NSInvalidArgumentException, "*** Sets nested more than 1000 deep cannot be compared.");
+    ++setDepth;
+  }
+  SetLevel(const SetLevel&) = delete;
+  SetLevel& operator=(const SetLevel&) = delete;
+  ~SetLevel() { --setDepth; }
+};
+
+bool equalSets(const TableRep* a, const TableRep* b, OpenPairs& open) {
   if (a->count != b->count) return false;
   const bool counted = a->kind == Kind::CountedSet && b->kind == Kind::CountedSet;
+  if (a->count == 1 && !counted) {
+    if (!open.isKnown(a, b)) open.push(&a->key(a->nextLive(0)), &b->key(b->nextLive(0)));
+    return true;
+  }
+  const SetLevel level;
   for (size_t i = a->nextLive(0); i < a->used; i = a->nextLive(i + 1)) {
     const size_t other = b->find(a->key(i));
     if (other == TableRep::kNone || (counted && !a->value(i).isSame(b->value(other)))) return false;
@@ -66,7 +114,7 @@ bool equalNow(const Value& a, const Value& b, OpenPairs& open) {
   if (NSNumber::accepts(a) && NSNumber::accepts(b)) return detail::equalNumbers(a, b);
   if (const NSObject* object = objectOf(a)) return object->isEqual(b);
   if (const NSObject* object = objectOf(b)) return object->isEqual(a);
-  if (isSetKind(a.kind()) && isSetKind(b.kind())) return equalSets(tableRep(a), tableRep(b));
+  if (isSetKind(a.kind()) && isSetKind(b.kind())) return equalSets(tableRep(a), tableRep(b), open);
   if (a.kind() != b.kind()) return false;
   switch (a.kind()) {
     case Kind::Date:
@@ -83,9 +131,8 @@ bool equalNow(const Value& a, const Value& b, OpenPairs& open) {
 bool equalDeeply(const Value& a, const Value& b) {
   OpenPairs open;
   if (!equalNow(a, b, open)) return false;
-  while (!open.empty()) {
-    const auto [x, y] = open.back();
-    open.pop_back();
+  while (!open.isEmpty()) {
+    const auto [x, y] = open.pop();
     if (!x->isSame(*y) && !equalNow(*x, *y, open)) return false;
   }
   return true;

@@ -30,11 +30,14 @@ struct NumberText {
   const uint8_t* end = nullptr;  // null: this is no number
 };
 
-// Whether eight bytes are digits, and the number they make: pairs, then fours, then all of them at once.
-bool areDigits(uint64_t word) noexcept {
-  return ((word & 0xF0F0F0F0F0F0F0F0u) | ((word + 0x0606060606060606u) & 0xF0F0F0F0F0F0F0F0u) >> 4) ==
-         0x3333333333333333u;
+// The highest bit of each of eight bytes that is no digit; only the lowest of them is to be trusted.
+uint64_t foreignBytes(uint64_t word) noexcept {
+  const uint64_t offsets = word ^ 0x3030303030303030u;
+  return ((offsets + 0x7676767676767676u) | offsets) & 0x8080808080808080u;
 }
+
+// The number that eight digits make, the first in the lowest byte; zero bytes count as 0. Pairs, then fours,
+// then all.
 uint64_t valueOfDigits(uint64_t word) noexcept {
   word = (word & 0x0F0F0F0F0F0F0F0Fu) * 2561 >> 8;
   word = (word & 0x00FF00FF00FF00FFu) * 6553601 >> 16;
@@ -42,9 +45,17 @@ uint64_t valueOfDigits(uint64_t word) noexcept {
 }
 
 const uint8_t* takeDigits(const uint8_t* at, const uint8_t* end, uint64_t& digits) noexcept {
+  constexpr uint32_t kPowers[] = {1, 10, 100, 1000, 10'000, 100'000, 1'000'000, 10'000'000};
   uint64_t value = digits;
-  while (end - at >= 8 && areDigits(loadWord<uint64_t>(at))) {
-    value = value * 100'000'000 + valueOfDigits(loadWord<uint64_t>(at));
+  while (end - at >= 8) {
+    const auto word = loadWord<uint64_t>(at);
+    if (const uint64_t foreign = foreignBytes(word)) {
+      const int bits = std::countr_zero(foreign) & ~7;
+      if (bits != 0) value = value * kPowers[bits / 8] + valueOfDigits(word << (64 - bits));
+      digits = value;
+      return at + bits / 8;
+    }
+    value = value * 100'000'000 + valueOfDigits(word);
     at += 8;
   }
   for (; at != end && isDigit(*at); ++at) value = value * 10 + (*at - '0');

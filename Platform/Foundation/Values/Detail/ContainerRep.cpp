@@ -30,8 +30,8 @@ void destroyAll(Value* values, size_t number) noexcept {
 
 size_t arrayBytes(size_t inlineCapacity) { return sizeof(ArrayRep) + inlineCapacity * sizeof(Value); }
 
-// Above eight entries a table has an index, at most three quarters full.
-constexpr size_t kUnindexed = 8;
+// Above twelve entries a table has an index, at most three quarters full.
+constexpr size_t kUnindexed = 12;
 size_t slotsFor(size_t capacity) {
   return capacity <= kUnindexed ? 0 : std::bit_ceil(capacity + capacity / 3 + 1);
 }
@@ -77,7 +77,7 @@ ArrayRep::ArrayRep(size_t inlineCapacity, bool isMutable) noexcept
 
 ArrayRep* ArrayRep::make(size_t capacity, bool isMutable) {
   const size_t inlineCapacity = capacity <= kLargestInline ? capacity : 0;
-  auto* rep = new (poolAllocate(arrayBytes(inlineCapacity))) ArrayRep(inlineCapacity, isMutable);
+  auto* rep = new (poolAllocateInline(arrayBytes(inlineCapacity))) ArrayRep(inlineCapacity, isMutable);
   rep->reserve(capacity);
   return rep;
 }
@@ -92,7 +92,7 @@ ArrayRep* ArrayRep::take(Value* elements, size_t number, bool isMutable) {
 void ArrayRep::reserve(size_t wanted) {
   if (wanted <= capacity) return;
   if (isInline()) {
-    auto* grown = static_cast<Value*>(poolAllocate(wanted * sizeof(Value)));
+    auto* grown = static_cast<Value*>(poolAllocateInline(wanted * sizeof(Value)));
     relocate(grown, items, count);
     items = grown;
   } else {
@@ -131,8 +131,8 @@ void ArrayRep::clear() noexcept {
 
 void destroyArray(ArrayRep* rep) noexcept {
   destroyAll(rep->items, rep->count);
-  if (!rep->isInline()) poolFree(rep->items, rep->capacity * sizeof(Value));
-  poolFree(rep, arrayBytes(rep->inlineCapacity_));
+  if (!rep->isInline()) poolFreeInline(rep->items, rep->capacity * sizeof(Value));
+  poolFreeInline(rep, arrayBytes(rep->inlineCapacity_));
 }
 
 // ---- Tables
@@ -142,6 +142,19 @@ TableRep::TableRep(Kind kind, size_t inlineCapacity, bool isMutable) noexcept
       width(kind == Kind::Set ? 1 : 2),
       inlineCapacity_(static_cast<uint32_t>(inlineCapacity)) {
   adopt(this + 1, inlineCapacity);
+}
+
+// With the measures of another, but without its entries.
+TableRep::TableRep(bool isMutable, const TableRep& model) noexcept
+    : ContainerRep(Kind::Dictionary, isMutable ? Mutable : 0),
+      used(model.used),
+      capacity(model.used),
+      slotMask(model.slotMask),
+      width(2),
+      entries(reinterpret_cast<Value*>(this + 1)),
+      index(model.index ? reinterpret_cast<Slot*>(entries + size_t{2} * model.used) : nullptr),
+      inlineCapacity_(model.used) {
+  count = model.used;
 }
 
 // Lays entries and index out in fresh memory, empty.
@@ -157,7 +170,7 @@ void TableRep::adopt(void* memory, size_t room) noexcept {
 TableRep* TableRep::make(Kind kind, size_t capacity, bool isMutable) {
   const size_t width = kind == Kind::Set ? 1 : 2;
   const size_t inlineCapacity = capacity <= kLargestInline ? capacity : 0;
-  void* memory = poolAllocate(sizeof(TableRep) + bodyBytes(inlineCapacity, width));
+  void* memory = poolAllocateInline(sizeof(TableRep) + bodyBytes(inlineCapacity, width));
   auto* rep = new (memory) TableRep(kind, inlineCapacity, isMutable);
   rep->reserve(capacity);
   return rep;
@@ -181,20 +194,19 @@ TableRep* TableRep::takePairs(Value* pairs, size_t number, bool isMutable) {
 }
 
 TableRep* TableRep::takePairs(Value* pairs, const TableRep& model, bool isMutable) {
-  TableRep* rep = make(Kind::Dictionary, model.used, isMutable);
+  if (model.capacity != model.used || model.used > kLargestInline)
+    return takePairs(pairs, model.used, isMutable);
+  const size_t body = bodyBytes(model.used, 2);
+  auto* rep = new (poolAllocateInline(sizeof(TableRep) + body)) TableRep(isMutable, model);
   relocate(rep->entries, pairs, size_t{2} * model.used);
-  if (rep->slotMask == model.slotMask && rep->index)
-    std::memcpy(static_cast<void*>(rep->index), model.index, (size_t{rep->slotMask} + 1) * sizeof(Slot));
-  else if (rep->index)
-    for (uint32_t i = 0; i < model.used; ++i) rep->note(tableHash(rep->key(i)), i);
-  rep->used = model.used;
-  rep->count = model.used;
+  if (rep->index)
+    std::memcpy(static_cast<void*>(rep->index), model.index, (size_t{model.slotMask} + 1) * sizeof(Slot));
   return rep;
 }
 
 void TableRep::freeOutside() noexcept {
   if (static_cast<void*>(entries) != static_cast<void*>(this + 1))
-    poolFree(entries, bodyBytes(capacity, width));
+    poolFreeInline(entries, bodyBytes(capacity, width));
 }
 
 // Moves the live entries to a new body, and so forgets the removed ones.
@@ -203,11 +215,11 @@ void TableRep::reserve(size_t wanted) {
   if (wanted > kLargestTable)
     NSException::raise(NSGenericException, "*** A collection holds at most 2^31 - 1 entries.");
   const size_t room = std::max<size_t>(wanted, capacity);
-  void* memory = poolAllocate(bodyBytes(room, width));
+  void* memory = poolAllocateInline(bodyBytes(room, width));
   Value* const oldEntries = entries;
   const uint32_t oldUsed = used;
   const auto freeOld = [this, old = static_cast<void*>(entries), bytes = bodyBytes(capacity, width)] {
-    if (old != static_cast<void*>(this + 1)) poolFree(old, bytes);
+    if (old != static_cast<void*>(this + 1)) poolFreeInline(old, bytes);
   };
   adopt(memory, room);
   used = 0;
@@ -291,7 +303,7 @@ void TableRep::clear() noexcept {
 void destroyTable(TableRep* rep) noexcept {
   destroyAll(rep->entries, size_t{rep->used} * rep->width);
   rep->freeOutside();
-  poolFree(rep, sizeof(TableRep) + bodyBytes(rep->inlineCapacity_, rep->width));
+  poolFreeInline(rep, sizeof(TableRep) + bodyBytes(rep->inlineCapacity_, rep->width));
 }
 
 }  // namespace orv::detail

@@ -45,7 +45,7 @@ struct ArrayRep : ContainerRep {
 };
 
 // The hash table of sets and dictionaries: entries in the order of insertion (one value wide for sets, two for
-// dictionaries and counted sets), and above eight entries an index of slots that name them. A removed entry
+// dictionaries and counted sets), and above twelve entries an index of slots that name them. A removed entry
 // stays as a nil key until the table is rebuilt.
 struct TableRep : ContainerRep {
   struct Slot {
@@ -90,6 +90,7 @@ struct TableRep : ContainerRep {
 
  private:
   TableRep(Kind kind, size_t inlineCapacity, bool isMutable) noexcept;
+  TableRep(bool isMutable, const TableRep& model) noexcept;
   friend void destroyTable(TableRep* rep) noexcept;
   void adopt(void* memory, size_t capacity) noexcept;
   void freeOutside() noexcept;

@@ -1,0 +1,319 @@
+#include "Platform/Foundation/Threads/NSOperationQueue.h"
+
+#include <utility>
+
+#include "Platform/Dispatch/Detail/WorkerPool.h"
+#include "Platform/Dispatch/DispatchQueue.h"
+#include "Platform/Foundation/System/NSConsole.h"
+#include "Platform/Foundation/Threads/NSThread.h"
+#include "Platform/Foundation/Values/NSException.h"
+
+using namespace orv;
+
+namespace {
+
+constexpr size_t kSystemLimit = 64;     // of operations at a time, where none is set
+constexpr unsigned kFairShare = 64;     // operations in a row while others wait for a worker
+constexpr size_t kFirstTableSize = 64;  // a power of two
+
+thread_local NSOperationQueue* runningQueue = nullptr;
+
+// Marks the thread as running an operation of the queue.
+class Running {
+ public:
+  explicit Running(NSOperationQueue* queue) : before_(std::exchange(runningQueue, queue)) {}
+  Running(const Running&) = delete;
+  Running& operator=(const Running&) = delete;
+  ~Running() { runningQueue = before_; }
+
+ private:
+  NSOperationQueue* const before_;
+};
+
+size_t listOf(NSOperationQueuePriority priority) {
+  const auto number = static_cast<NSInteger>(priority);
+  return number >= 8 ? 0 : number >= 4 ? 1 : number > -4 ? 2 : number > -8 ? 3 : 4;
+}
+
+}  // namespace
+
+// A worker's task: operations of one queue, one after the other, while there are any.
+struct NSOperationQueue::Runner : detail::Job {
+  explicit Runner(NSOperationQueue& q) : Job(&Runner::runJob), queue(&q) {}
+
+  static void runJob(Job& job) noexcept {
+    const std::unique_ptr<Runner> runner(static_cast<Runner*>(&job));
+    NSThread::setWorkerName(runner->queue->name());
+    runner->queue->run();
+  }
+
+  const Ref<NSOperationQueue> queue;
+};
+
+NSOperationQueue::NSOperationQueue() : NSOperationQueue(false) {}
+NSOperationQueue::NSOperationQueue(bool isMain) : isMain_(isMain) {}
+NSOperationQueue::~NSOperationQueue() = default;
+NSString NSOperationQueue::className() const { return "NSOperationQueue"; }
+
+Ref<NSOperationQueue> NSOperationQueue::mainQueue() {
+  static auto* const queue =
+      new Ref<NSOperationQueue>(Ref<NSOperationQueue>::adopt(new NSOperationQueue(true)));
+  return *queue;
+}
+
+Ref<NSOperationQueue> NSOperationQueue::currentQueue() {
+  if (runningQueue) return Ref<NSOperationQueue>(runningQueue);
+  return NSThread::isMainThread() ? mainQueue() : nil;
+}
+
+void NSOperationQueue::addOperation(const Ref<NSOperation>& operation) {
+  if (!operation) return;
+  if (!operation->enqueued())
+    NSException::raise(
+        NSInvalidArgumentException,
+        NSString::stringWithFormat("operation %@ is %s", Value(operation),
+                                   operation->isFinished() ? "finished and cannot be enqueued on a queue"
+                                                           : "is already enqueued on another queue"));
+  if (!detail::WorkerPool::isOpen()) return operation->finish();
+  const NSString operationName = operation->name();
+  size_t toStart = 0;
+  {
+    const std::lock_guard lock(mutex_);
+    linkLast(*operation);
+    if (!names_.empty()) enterName(*operation, operationName);
+    if (operation->isReady()) toStart = appendReady(*operation);
+  }
+  startRunners(toStart);
+}
+
+void NSOperationQueue::addOperationWithBlock(Block block) {
+  if (!block) return NSLog("An empty block for the queue %@ was ignored", name());
+  addOperation(NSBlockOperation::blockOperationWithBlock(std::move(block)));
+}
+
+void NSOperationQueue::addOperations(const NSArray& operations, bool waitUntilFinished) {
+  for (const Value& each : operations) addOperation(each.as<NSOperation>());
+  if (!waitUntilFinished) return;
+  for (const Value& each : operations)
+    if (const auto operation = each.as<NSOperation>()) operation->waitUntilFinished();
+}
+
+void NSOperationQueue::cancelAllOperations() {
+  const NSArray all = operations();
+  for (const Value& each : all) each.as<NSOperation>()->cancel();
+}
+
+void NSOperationQueue::waitUntilAllOperationsAreFinished() {
+  if (operationCount() == 0) return;
+  const detail::BlockingWait waiting;
+  std::unique_lock lock(mutex_);
+  empty_.wait(lock, [&] { return count_ == 0; });
+}
+
+NSArray NSOperationQueue::operations() const {
+  const NSMutableArray result = NSMutableArray::array();
+  const std::lock_guard lock(mutex_);
+  for (NSOperation* each = first_; each; each = each->next_) result.addObject(Ref<NSOperation>(each));
+  return result.copy().as<NSArray>();
+}
+
+NSString NSOperationQueue::name() const {
+  const std::lock_guard lock(mutex_);
+  if (name_) return name_;
+  return isMain_ ? NSString("NSOperationQueue Main Queue")
+                 : NSString::stringWithFormat("NSOperationQueue %p", static_cast<const void*>(this));
+}
+
+void NSOperationQueue::setName(const NSString& name) {
+  const std::lock_guard lock(mutex_);
+  name_ = name;
+}
+
+NSInteger NSOperationQueue::maxConcurrentOperationCount() const {
+  const std::lock_guard lock(mutex_);
+  return isMain_ ? 1 : maximum_;
+}
+
+void NSOperationQueue::setMaxConcurrentOperationCount(NSInteger count) {
+  size_t toStart = 0;
+  {
+    const std::lock_guard lock(mutex_);
+    maximum_ = count >= 1 || count == DefaultMaxConcurrentOperationCount ? count : 1;
+    toStart = runnersToStart();
+  }
+  startRunners(toStart);
+}
+
+bool NSOperationQueue::isSuspended() const {
+  const std::lock_guard lock(mutex_);
+  return suspended_;
+}
+
+void NSOperationQueue::setSuspended(bool suspended) {
+  size_t toStart = 0;
+  {
+    const std::lock_guard lock(mutex_);
+    suspended_ = suspended;
+    toStart = runnersToStart();
+  }
+  startRunners(toStart);
+}
+
+// ---- what is ready
+
+void NSOperationQueue::operationIsReady(NSOperation& operation) {
+  size_t toStart = 0;
+  {
+    const std::lock_guard lock(mutex_);
+    if (operation.queue_.load() == this && operation.isReady() && !operation.isInReadyList_)
+      toStart = appendReady(operation);
+  }
+  startRunners(toStart);
+}
+
+size_t NSOperationQueue::limit() const noexcept {
+  return isMain_ ? 1 : maximum_ > 0 ? static_cast<size_t>(maximum_) : kSystemLimit;
+}
+
+// Answers how many runners the caller has to start when it has left the lock.
+size_t NSOperationQueue::appendReady(NSOperation& operation) {
+  ReadyList& list = ready_[listOf(operation.queuePriority())];
+  operation.nextReady_ = nullptr;
+  operation.isInReadyList_ = true;
+  list.first ? list.last->nextReady_ = &operation : list.first = &operation;
+  list.last = &operation;
+  ++readyCount_;
+  return runnersToStart();
+}
+
+// One for each operation that no runner will come to at once, as far as the limit allows.
+size_t NSOperationQueue::runnersToStart() noexcept {
+  if (suspended_ || runners_ >= limit()) return 0;
+  const size_t wanted = std::min(limit() - runners_, readyCount_);
+  runners_ += wanted;
+  return wanted;
+}
+
+void NSOperationQueue::startRunners(size_t count) {
+  for (size_t i = 0; i < count; ++i) {
+    if (isMain_)
+      DispatchQueue::mainQueue()->async([queue = Ref(this)] { queue->run(); });
+    else
+      detail::WorkerPool::shared().submit(*new Runner(*this));
+  }
+}
+
+// ---- running
+
+void NSOperationQueue::run() {
+  // The main thread has other things to do between two operations.
+  if (runSome(isMain_ ? 1 : kFairShare)) startRunners(1);
+}
+
+// True when the runner is to go on later, false when it has ended.
+bool NSOperationQueue::runSome(unsigned most) {
+  for (unsigned done = 0;; ++done) {
+    if (done >= most && (isMain_ || detail::WorkerPool::shared().hasWaiting())) return true;
+    const Ref<NSOperation> operation = nextReady();
+    if (!operation) return false;
+    runOne(*operation);
+  }
+}
+
+// Takes the next operation; without one, or with too many runners, the runner ends.
+Ref<NSOperation> NSOperationQueue::nextReady() {
+  const std::lock_guard lock(mutex_);
+  if (!suspended_ && runners_ <= limit()) {
+    for (ReadyList& list : ready_)
+      while (NSOperation* operation = list.first) {
+        list.first = operation->nextReady_;
+        operation->isInReadyList_ = false;
+        --readyCount_;
+        // A dependency may have been added since; the operation comes back when that is finished.
+        if (operation->isReady()) return Ref<NSOperation>(operation);
+        if (operation->isExecuting() || operation->isFinished()) return Ref<NSOperation>(operation);
+      }
+  }
+  --runners_;
+  return nil;
+}
+
+void NSOperationQueue::runOne(NSOperation& operation) noexcept {
+  {
+    const Running running(this);
+    operation.start();
+    if (operation.isExecuting()) operation.waitUntilFinished();  // somebody else has started it
+    operation.finish();
+  }
+  Ref<NSOperation> owned;
+  {
+    const std::lock_guard lock(mutex_);
+    owned = unlink(operation);
+  }
+}
+
+void NSOperationQueue::linkLast(NSOperation& operation) {
+  detail::retain(&operation);  // the list's
+  detail::retain(this);        // the operation's
+  operation.queue_ = this;
+  operation.previous_ = last_;
+  operation.next_ = nullptr;
+  last_ ? last_->next_ = &operation : first_ = &operation;
+  last_ = &operation;
+  count_.fetch_add(1);
+}
+
+Ref<NSOperation> NSOperationQueue::unlink(NSOperation& operation) {
+  operation.previous_ ? operation.previous_->next_ = operation.next_ : first_ = operation.next_;
+  operation.next_ ? operation.next_->previous_ = operation.previous_ : last_ = operation.previous_;
+  leaveName(operation);
+  if (count_.fetch_sub(1) == 1) empty_.notify_all();
+  return Ref<NSOperation>::adopt(&operation);
+}
+
+// ---- names
+
+Ref<NSOperation> NSOperationQueue::operationNamed(const NSString& name) const {
+  if (name.isNil()) return nil;
+  const std::lock_guard lock(mutex_);
+  if (names_.empty()) growTable();
+  for (NSOperation* each = names_[name.hash() & (names_.size() - 1)].first; each; each = each->nextNamed_)
+    if (each->tableName_.isEqual(name)) return Ref<NSOperation>(each);
+  return nil;
+}
+
+// Among equal names the order of addition decides: the table is built again when it is next asked.
+void NSOperationQueue::operationWasNamed() {
+  const std::lock_guard lock(mutex_);
+  names_.clear();
+}
+
+void NSOperationQueue::enterName(NSOperation& operation, const NSString& name) const {
+  operation.tableName_ = name;
+  operation.nextNamed_ = nullptr;
+  if (name.isNil()) return;
+  if (named_ >= names_.size()) return growTable();
+  ReadyList& chain = names_[name.hash() & (names_.size() - 1)];
+  chain.first ? chain.last->nextNamed_ = &operation : chain.first = &operation;
+  chain.last = &operation;
+  ++named_;
+}
+
+void NSOperationQueue::leaveName(NSOperation& operation) const {
+  if (names_.empty() || operation.tableName_.isNil()) return;
+  ReadyList& chain = names_[operation.tableName_.hash() & (names_.size() - 1)];
+  NSOperation* before = nullptr;
+  for (NSOperation* each = chain.first; each != &operation; each = each->nextNamed_) before = each;
+  (before ? before->nextNamed_ : chain.first) = operation.nextNamed_;
+  if (chain.last == &operation) chain.last = before;
+  --named_;
+}
+
+// Builds the table for twice the operations there are.
+void NSOperationQueue::growTable() const {
+  size_t size = kFirstTableSize;
+  while (size < 2 * count_) size *= 2;
+  names_.assign(size, ReadyList());
+  named_ = 0;
+  for (NSOperation* each = first_; each; each = each->next_) enterName(*each, each->name());
+}

@@ -1,0 +1,67 @@
+// What happens to work on queues when the process ends, seen from outside.
+
+#include <chrono>
+
+#include "Tests/Support/Process.h"
+#include "Tests/Support/World.h"
+
+using testing::HasSubstr;
+using testing::Not;
+
+namespace {
+
+ProcessResult end(const char* way) {
+  Command command;
+  command.program = QUEUE_END_PROGRAM;
+  command.arguments = {way};
+  command.limit = std::chrono::milliseconds(30000);
+  return runProcess(command);
+}
+
+}  // namespace
+
+TEST(QueueEnd, AcceptedBlocksRunOnAllQueues) {
+  const ProcessResult result = end("accepted");
+  EXPECT_EQ(result.exitStatus, 0) << result.error;
+  EXPECT_THAT(result.output, HasSubstr("ran 12000"));
+}
+
+TEST(QueueEnd, BlocksForTheMainThreadRunThough) {
+  const ProcessResult result = end("mainQueue");
+  EXPECT_EQ(result.exitStatus, 0) << result.error;
+  EXPECT_THAT(result.output, HasSubstr("on main 100\nwaited\n"));
+}
+
+TEST(QueueEnd, WorkSubmittedAfterTheEndNeitherCrashesNorHangs) {
+  const ProcessResult result = end("late");
+  EXPECT_EQ(result.exitStatus, 0) << result.error;
+  EXPECT_FALSE(result.timedOut);
+  EXPECT_THAT(result.output, HasSubstr("late sync ran\nlate main ran\n"));
+}
+
+TEST(QueueEnd, NothingHoldsUpTheEndForEver) {
+  for (const char* way : {"stuck", "endless", "inside", "debouncer"}) {
+    const ProcessResult result = end(way);
+    EXPECT_EQ(result.exitStatus, 0) << way << result.error;
+    EXPECT_FALSE(result.timedOut) << way;
+    EXPECT_THAT(result.output, Not(HasSubstr("never")));
+  }
+}
+
+TEST(QueueEnd, CirclesOfWaitsAreReportedOnceWithBothLabels) {
+  const ProcessResult result = end("circle");
+  EXPECT_EQ(result.exitStatus, 0);
+  const auto count = [&](const std::string& text) {
+    size_t found = 0;
+    for (size_t at = 0; (at = result.error.find(text, at)) != std::string::npos; ++at) ++found;
+    return found;
+  };
+#ifdef ORVANE_QUEUE_CHECKS
+  EXPECT_EQ(count("Deadlock:"), 2u) << result.error;
+  EXPECT_EQ(count("queue one"), 1u);
+  EXPECT_EQ(count("queue two"), 1u);
+  EXPECT_EQ(count("queue self"), 2u);
+#else
+  EXPECT_EQ(count("Deadlock:"), 0u);
+#endif
+}

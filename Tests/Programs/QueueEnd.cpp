@@ -1,0 +1,147 @@
+// A program that ends while its queues are busy, in the way that its argument tells. QueueEndTest looks at what
+// it prints.
+
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <map>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "Orvane/OrvDebounce.h"
+#include "Orvane/OrvQueue.h"
+#include "Orvane/OrvTaskQueue.h"
+#include "Platform/Foundation/Threads/NSRunLoop.h"
+
+using namespace orv;
+using namespace std::chrono_literals;
+
+namespace {
+
+void say(const char* text) {
+  [[maybe_unused]] const auto ignored = ::write(STDOUT_FILENO, text, std::strlen(text));
+}
+
+void sayCount(const char* text, int count) {
+  say((std::string(text) + " " + std::to_string(count) + "\n").c_str());
+}
+
+// Blocks that were accepted run, on every kind of queue.
+void accepted() {
+  static std::atomic<int> count;
+  for (int q = 0; q < 8; ++q) {
+    const auto queue = make<OrvQueue>();
+    const auto ops = make<OrvOpsQueue>();
+    const auto recursive = make<OrvRecQueue>();
+    for (int i = 0; i < 500; ++i)
+      for (OrvQueue* each :
+           {queue.get(), static_cast<OrvQueue*>(ops.get()), static_cast<OrvQueue*>(recursive.get())})
+        each->async([i] {
+          if (i == 0) std::this_thread::sleep_for(1ms);
+          ++count;
+        });
+  }
+  const auto last = make<OrvQueue>();
+  last->async([] {
+    while (count < 8 * 500 * 3) std::this_thread::yield();
+    sayCount("ran", count);
+  });
+}
+
+// Blocks for a main thread whose loop does not run any more.
+void mainQueue() {
+  static int count = 0;
+  static std::atomic<bool> posted{false};
+  OrvAsync::async([] {
+    for (int i = 0; i < 100; ++i) OrvQueue::main([] { ++count; }, true);
+    posted = true;
+    OrvQueue::main([] { sayCount("on main", count); });  // waits
+    say("waited\n");
+  });
+  while (!posted) std::this_thread::yield();
+}
+
+// Work submitted when everything has ended.
+struct Late {
+  ~Late() {
+    const auto queue = make<OrvQueue>();
+    queue->async([] {});
+    queue->sync([] { say("late sync ran\n"); });
+    queue->finish();
+    const auto ops = make<OrvOpsQueue>();
+    ops->async([] {});
+    ops->finish();
+    const auto tasks = make<OrvTaskQueue>();
+    tasks->addTaskBlock([](const auto&) {});
+    tasks->queue()->waitUntilAllOperationsAreFinished();
+    OrvDebounce::initWithDelay(0, nil, [](const auto&) {})->debounce();
+    OrvAsync::async([] {});
+    OrvQueue::main([] { say("late main ran\n"); }, true);
+  }
+};
+void late() { static const Late atEnd; }
+
+// A block that waits for itself cannot hold up the end.
+void stuck() {
+  static const auto queue = make<OrvRecQueue>();
+  static std::atomic<bool> waits{false};
+  queue->async([] {
+    waits = true;
+    queue->sync([] { say("never\n"); });
+  });
+  while (!waits) std::this_thread::yield();
+}
+
+// A block that submits itself for ever cannot, either.
+void endless() {
+  static const auto queue = make<OrvQueue>();
+  static std::function<void()> again = [] { queue->async(again); };
+  again();
+}
+
+// The process ends inside a block, with others behind it.
+void inside() {
+  const auto queue = make<OrvQueue>();
+  queue->async([] { std::exit(0); });
+  std::this_thread::sleep_for(60s);
+}
+
+void debouncer() {
+  const auto it = OrvDebounce::initWithDelay(3600, nil, [](const auto&) { say("never\n"); });
+  it->debounce();
+}
+
+// Two queues that wait for each other, and one that waits for itself.
+void circle() {
+  static const auto one = DispatchQueue::serial("queue one");
+  static const auto two = DispatchQueue::serial("queue two");
+  static std::atomic<int> inside{0};
+  const auto meet = [](const Ref<DispatchQueue>& other) {
+    for (++inside; inside < 2;) std::this_thread::yield();
+    other->sync([] { say("never\n"); });
+  };
+  one->async([meet] { meet(two); });
+  two->async([meet] { meet(one); });
+  static const auto self = DispatchQueue::serial("queue self");
+  self->async([] { self->sync([] { say("never\n"); }); });
+  std::this_thread::sleep_for(300ms);
+  ::_exit(0);
+}
+
+}  // namespace
+
+int main(int, char** arguments) {
+  const std::map<std::string, void (*)()> ways{
+      {"accepted", accepted}, {"mainQueue", mainQueue}, {"late", late},           {"stuck", stuck},
+      {"endless", endless},   {"inside", inside},       {"debouncer", debouncer}, {"circle", circle}};
+  const auto way = ways.find(arguments[1] ? arguments[1] : "");
+  if (way == ways.end()) return 2;
+  way->second();
+  say("main returned\n");
+}
