@@ -150,7 +150,7 @@ TEST(OrvObjectFiles, AValueThatJSONCannotHoldWritesNothing) {
 TEST(OrvObjectFiles, PermissionsAndOwnerStay) {
   const std::string path = testFolder() + "/a.json";
   const bool isRoot = ::geteuid() == 0;  // others cannot give files away
-  for (const mode_t mode : {0600, 0640, 0444, 0666}) {
+  for (const mode_t mode : {0600u, 0640u, 0444u, 0666u}) {
     write(path, "{}");
     ASSERT_EQ(::chmod(path.c_str(), mode), 0);
     if (isRoot) {

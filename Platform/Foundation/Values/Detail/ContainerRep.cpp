@@ -50,7 +50,7 @@ uint32_t tableHash(const Value& key) {
 }
 
 // Equality with the usual case first: two strings.
-bool sameKey(const Value& a, const Value& b) {
+inline bool sameKey(const Value& a, const Value& b) {
   if (a.isSame(b)) return true;
   if (a.kind() == Kind::String && b.kind() == Kind::String) return equalStrings(stringRep(a), stringRep(b));
   return a.isEqual(b);
@@ -239,7 +239,17 @@ void TableRep::note(uint32_t hash, size_t entry) noexcept {
   index[at] = {hash, static_cast<uint32_t>(entry + 1)};
 }
 
+// Most keys are texts, and most tables are small.
 size_t TableRep::find(const Value& wanted) const {
+  if (!index && wanted.kind() == Kind::String) {
+    const StringRep* const text = stringRep(wanted);
+    for (size_t i = 0; i < used; ++i) {
+      const Value& candidate = key(i);
+      const bool isText = candidate.kind() == Kind::String;
+      if (isText ? equalStrings(stringRep(candidate), text) : candidate.isEqual(wanted)) return i;
+    }
+    return kNone;
+  }
   if (!index) {
     for (size_t i = 0; i < used; ++i)
       if (!key(i).isNil() && sameKey(key(i), wanted)) return i;
