@@ -23,7 +23,7 @@ class MainQueue final : public DispatchQueue {
   MainQueue();
 
  protected:
-  void submit(Block&& block, ExceptionHandler handler, bool barrier) override;
+  void submit(orv::Block&& block, ExceptionHandler handler, bool barrier) override;
   void runNow(BlockRef block, bool barrier) override;
 
  private:

@@ -48,6 +48,7 @@ void NSOperation::finish() {
   if (state_.exchange(State::Finished) == State::Finished) return;
   if (hasSleepers_.load()) state_.notify_all();
   if (hasDependents_.load()) tellDependents();
+  if (!hasCompletion_.load()) return;
   Block completion;
   {
     const std::lock_guard lock(linkMutex());
@@ -131,6 +132,7 @@ void NSOperation::setName(const NSString& name) {
 void NSOperation::setCompletionBlock(Block block) {
   const std::lock_guard lock(linkMutex());
   std::swap(completion_, block);
+  hasCompletion_ = true;
 }
 
 bool NSOperation::enqueued() noexcept {

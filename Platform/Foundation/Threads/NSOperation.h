@@ -78,6 +78,7 @@ class ORV_EXPORT NSOperation : public NSObject {
   std::atomic<bool> cancelled_{false};
   std::atomic<bool> hasDependents_{false};
   std::atomic<bool> hasSleepers_{false};
+  std::atomic<bool> hasCompletion_{false};
   std::atomic<NSOperationQueuePriority> priority_{NSOperationQueuePriority::Normal};
   std::atomic<uint32_t> unfinished_{0};  // dependencies
   NSString name_;                        // guarded as the links of dependencies are
