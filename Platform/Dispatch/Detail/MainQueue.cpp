@@ -83,6 +83,13 @@ MainQueue::MainQueue() : DispatchQueue("org.orvane.main", nil) {
   g_source_unref(source);
 }
 
+void MainQueue::awaitWork() noexcept {
+  constexpr int kLooks = 300;
+  const MainQueue* const queue = made.load(std::memory_order_acquire);
+  for (int look = 0; queue && look < kLooks && !queue->newest_.load(std::memory_order_relaxed); ++look)
+    pauseProcessor();
+}
+
 bool MainQueue::hasWork() const noexcept { return ready_ || newest_.load(std::memory_order_acquire); }
 
 void MainQueue::submit(orv::Block&& block, ExceptionHandler handler, bool) {

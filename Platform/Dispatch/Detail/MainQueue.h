@@ -16,6 +16,9 @@ class MainQueue final : public DispatchQueue {
   // When the process ends, on the main thread: runs what waits; false when there was nothing.
   static bool runAccepted();
 
+  // Looks for a block for some microseconds, before the main thread falls asleep: waking it costs more.
+  static void awaitWork() noexcept;
+
   // For the source: whether something waits, and the running of what waits now.
   bool hasWork() const noexcept;
   void runWaiting() noexcept;

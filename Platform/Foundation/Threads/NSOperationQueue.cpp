@@ -225,8 +225,9 @@ bool NSOperationQueue::runSome(unsigned most) {
       runOne(*operation);
       continue;
     }
+    Ref<NSOperation> owned;  // ends outside of the lock
     const std::lock_guard lock(mutex_);
-    const Ref<NSOperation> owned = unlink(*operation);
+    owned = unlink(*operation);
     return true;
   }
 }
