@@ -92,8 +92,8 @@ class ORV_EXPORT NSOperation : public NSObject {
   NSOperation* previous_ = nullptr;
   NSOperation* nextReady_ = nullptr;
   NSOperation* nextNamed_ = nullptr;
-  NSString tableName_;  // under which it stands in the table
-  bool isInReadyList_ = false;
+  NSString tableName_;     // under which it stands in the table
+  bool isListed_ = false;  // among those ready, or taken from there to run
 };
 
 // An operation whose work is one block or several, which run one after the other.

@@ -168,7 +168,7 @@ void NSOperationQueue::operationIsReady(NSOperation& operation) {
   size_t toStart = 0;
   {
     const std::lock_guard lock(mutex_);
-    if (operation.queue_.load() == this && operation.isReady() && !operation.isInReadyList_)
+    if (operation.queue_.load() == this && operation.isReady() && !operation.isListed_)
       toStart = appendReady(operation);
   }
   startRunners(toStart);
@@ -182,7 +182,7 @@ size_t NSOperationQueue::limit() const noexcept {
 size_t NSOperationQueue::appendReady(NSOperation& operation) {
   ReadyList& list = ready_[listOf(operation.queuePriority())];
   operation.nextReady_ = nullptr;
-  operation.isInReadyList_ = true;
+  operation.isListed_ = true;
   list.first ? list.last->nextReady_ = &operation : list.first = &operation;
   list.last = &operation;
   ++readyCount_;
@@ -259,11 +259,11 @@ Ref<NSOperation> NSOperationQueue::nextReady(Ref<NSOperation>& finished, bool& l
     for (ReadyList& list : ready_)
       while (NSOperation* operation = list.first) {
         list.first = operation->nextReady_;
-        operation->isInReadyList_ = false;
         --readyCount_;
-        // A dependency may have been added since; the operation comes back when that is finished.
         if (operation->isReady() || operation->isExecuting() || operation->isFinished())
           return Ref<NSOperation>(operation);
+        // A dependency has been added since; the operation comes back when that is finished.
+        operation->isListed_ = false;
       }
   }
   linger = linger && runners_ == 1 && !suspended_;
