@@ -84,7 +84,7 @@ class ORV_EXPORT NSOperation : public NSObject {
   NSString name_;                        // guarded as the links of dependencies are
   orv::Block completion_;
   std::vector<orv::Ref<NSOperation>> dependencies_;
-  std::vector<orv::Ref<NSOperation>> dependents_;
+  std::vector<NSOperation*> dependents_;  // each takes itself out when it ends
 
   // The queue's: its place in the list of all, in a list of those ready, and in the table of names.
   std::atomic<NSOperationQueue*> queue_{nullptr};  // owned, set once
