@@ -4,6 +4,7 @@
 
 #include "Orvane/Orv.h"
 #include "Orvane/OrvAssert.h"
+#include "Platform/Dispatch/Detail/SerialQueue.h"
 #include "Platform/Foundation/Threads/NSThread.h"
 
 using namespace orv;
@@ -29,7 +30,7 @@ void reportFailure(const std::exception& exception) {
 OrvQueue::OrvQueue() = default;
 
 OrvQueue::~OrvQueue() {
-  if (DispatchQueue* queue = queue_.load(std::memory_order_acquire)) detail::release(queue);
+  if (detail::SerialQueue* queue = queue_.load(std::memory_order_acquire)) queue->letGo();
 }
 
 NSString OrvQueue::makeLabel() const {
@@ -38,16 +39,19 @@ NSString OrvQueue::makeLabel() const {
 
 NSString OrvQueue::label() const { return queue()->label(); }
 
+detail::SerialQueue* OrvQueue::queue() const {
+  detail::SerialQueue* queue = queue_.load(std::memory_order_acquire);
+  return queue ? queue : makeQueue();
+}
+
 // The dispatch queue, made on first use. It is its own specific value, under its own address as the key.
-Ref<DispatchQueue> OrvQueue::queue() const {
-  if (DispatchQueue* queue = queue_.load(std::memory_order_acquire)) return Ref<DispatchQueue>(queue);
-  Ref<DispatchQueue> made = DispatchQueue::serial(makeLabel());
+[[gnu::noinline]] detail::SerialQueue* OrvQueue::makeQueue() const {
+  const Ref<detail::SerialQueue> made = make<detail::SerialQueue>(makeLabel(), nil);
   made->setSpecific(made.get(), made.get());
-  DispatchQueue* first = nullptr;
-  if (!queue_.compare_exchange_strong(first, made.get(), std::memory_order_acq_rel))
-    return Ref<DispatchQueue>(first);
+  detail::SerialQueue* first = nullptr;
+  if (!queue_.compare_exchange_strong(first, made.get(), std::memory_order_acq_rel)) return first;
   detail::retain(made.get());
-  return made;
+  return made.get();
 }
 
 bool OrvQueue::accepts(const Block& block) const {
@@ -58,21 +62,22 @@ bool OrvQueue::accepts(const Block& block) const {
 
 void OrvQueue::logReentrance() const { OrvLogInfo("Reentrant situation for %@", description()); }
 
+// The queue object may be gone when its block has run: only the dispatch queue is touched then.
 void OrvQueue::sync(Block block, bool async) {
   if (!accepts(block)) return;
-  const Ref<DispatchQueue> queue = this->queue();
+  detail::SerialQueue* const queue = this->queue();
   if (async) return queue->async(std::move(block), &reportFailure);
-  if (DispatchQueue::currentSpecific(queue.get()) == queue.get()) {
+  if (queue->isRunningHere()) {
     logReentrance();
     return guarded(block);
   }
-  queue->barrierSync([&] { guarded(block); });
+  queue->runKept([&] { guarded(block); });
 }
 
 void OrvQueue::finish() {
-  const Ref<DispatchQueue> queue = this->queue();
-  if (DispatchQueue::currentSpecific(queue.get()) == queue.get()) return logReentrance();
-  queue->barrierSync([] {});
+  detail::SerialQueue* const queue = this->queue();
+  if (queue->isRunningHere()) return logReentrance();
+  queue->runKept([] {});
 }
 
 void OrvQueue::main(Block block, bool async) {

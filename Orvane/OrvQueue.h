@@ -5,6 +5,10 @@
 #include "Platform/Foundation/Threads/NSRecursiveLock.h"
 #include "Platform/Foundation/Values/NSObject.h"
 
+namespace orv::detail {
+class SerialQueue;
+}
+
 // Runs blocks one at a time: submit them to run now or later, and wait for all. The derived classes have the
 // same interface and another engine.
 //
@@ -75,9 +79,10 @@ class ORV_EXPORT OrvQueue : public NSObject {
   void logReentrance() const;
 
  private:
-  orv::Ref<DispatchQueue> queue() const;
+  orv::detail::SerialQueue* queue() const;
+  orv::detail::SerialQueue* makeQueue() const;
 
-  mutable std::atomic<DispatchQueue*> queue_{nullptr};  // owned
+  mutable std::atomic<orv::detail::SerialQueue*> queue_{nullptr};  // owned
 };
 
 // Runs every block at once on the calling thread, whatever `async` says, and `finish` has nothing to wait for.

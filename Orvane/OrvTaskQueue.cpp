@@ -1,5 +1,6 @@
 #include "Orvane/OrvTaskQueue.h"
 
+#include <mutex>
 #include <utility>
 
 #include "Orvane/OrvAssert.h"
@@ -40,7 +41,8 @@ void OrvTaskQueue::registerTaskHandler(const NSString& task, OrvTaskHandler bloc
 
 void OrvTaskQueue::addTask(const NSString& task, const NSString& key, const Value& info) {
   countNewTask();
-  removeTask(task, key);
+  const NSString name = operationName(task, key);
+  removeNamed(name);
   const Ref<OrvTaskOperation> operation = make<OrvTaskOperation>();
   operation->addExecutionBlock([weak = WeakRef<OrvTaskQueue>(Ref(this)), bare = operation.get()] {
     const Ref<OrvTaskQueue> self = weak.lock();
@@ -51,7 +53,7 @@ void OrvTaskQueue::addTask(const NSString& task, const NSString& key, const Valu
   operation->setTask(task);
   operation->setKey(key);
   operation->setInfo(info);
-  operation->setName(operationName(task, key));
+  operation->setName(name);
   if (const Ref<NSOperationQueue> queue = this->queue()) queue->addOperation(operation);
 }
 
@@ -104,15 +106,23 @@ double OrvTaskQueue::progress() const {
          static_cast<double>(maxCount_.load(std::memory_order_relaxed));
 }
 
-Ref<OrvTaskOperation> OrvTaskQueue::task(const NSString& task, const NSString& key) const {
+Ref<OrvTaskOperation> OrvTaskQueue::taskNamed(const NSString& name) const {
   const Ref<NSOperationQueue> queue = this->queue();
-  return queue ? Value(queue->operationNamed(operationName(task, key))).as<OrvTaskOperation>() : nil;
+  return queue ? Value(queue->operationNamed(name)).as<OrvTaskOperation>() : nil;
+}
+
+Ref<OrvTaskOperation> OrvTaskQueue::task(const NSString& task, const NSString& key) const {
+  return taskNamed(operationName(task, key));
+}
+
+void OrvTaskQueue::removeNamed(const NSString& name) {
+  const Ref<OrvTaskOperation> operation = taskNamed(name);
+  if (operation) operation->cancel();
+  OrvLogDebug("Remove task %@", operation ? operation->name() : NSString(nil));
 }
 
 void OrvTaskQueue::removeTask(const NSString& task, const NSString& key) {
-  const Ref<OrvTaskOperation> operation = this->task(task, key);
-  if (operation) operation->cancel();
-  OrvLogDebug("Remove task %@", operation ? operation->name() : NSString(nil));
+  removeNamed(operationName(task, key));
 }
 
 void OrvTaskQueue::removeAllTasks() {

@@ -5,8 +5,8 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
 
+#include "Platform/Dispatch/Detail/ShortLock.h"
 #include "Platform/Foundation/Threads/NSOperationQueue.h"
 
 class OrvTaskQueue;
@@ -106,11 +106,13 @@ class ORV_EXPORT OrvTaskQueue : public NSObject {
   void countNewTask();
   void countDone();
   void report() const;
+  orv::Ref<OrvTaskOperation> taskNamed(const NSString& name) const;
+  void removeNamed(const NSString& name);
   void callHandler(const orv::Ref<OrvTaskOperation>& operation) const;
 
   std::atomic<int64_t> maxCount_{0};
   std::atomic<int64_t> doneCount_{0};
-  mutable std::mutex mutex_;  // guards the three below
+  mutable orv::detail::ShortLock mutex_;  // guards the three below
   orv::WeakRef<OrvTaskQueueDelegate> delegate_;
   orv::Ref<NSOperationQueue> queue_;
   std::shared_ptr<const Handlers> handlers_;  // never changed, only replaced

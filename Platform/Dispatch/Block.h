@@ -49,12 +49,9 @@ class BlockOf<R(Args...)> {
   requires(!std::is_same_v<T, BlockOf> && std::is_invocable_r_v<R, T&, Args...>) BlockOf(F&& function) {
     if (detail::isEmptyCallable(function)) return;
     if constexpr (fits<T>) {
-      // Moving copies all the bytes there are.
-      if constexpr (sizeof(T) < kInlineBytes) __builtin_memset(&storage_, 0, kInlineBytes);
       new (&storage_) T(std::forward<F>(function));
       kind_ = &inlineKind<T>;
     } else {
-      __builtin_memset(&storage_, 0, kInlineBytes);
       void* memory = detail::poolAllocate(sizeof(T));
       try {
         heap() = new (memory) T(std::forward<F>(function));
@@ -87,7 +84,7 @@ class BlockOf<R(Args...)> {
 
   struct Kind {
     R (*call)(void* storage, Args&&... args);
-    void (*move)(void* from, void* to) noexcept;  // null: the bytes are all there is
+    void (*move)(void* from, void* to) noexcept;  // null: only a pointer
     void (*end)(void* storage) noexcept;          // null: nothing to do
   };
 
@@ -120,7 +117,7 @@ class BlockOf<R(Args...)> {
   }
 
   template <class T>
-  static constexpr Kind inlineKind{&callInline<T>, std::is_trivially_copyable_v<T> ? nullptr : &moveInline<T>,
+  static constexpr Kind inlineKind{&callInline<T>, &moveInline<T>,
                                    std::is_trivially_destructible_v<T> ? nullptr : &endInline<T>};
   template <class T>
   static constexpr Kind heapKind{&callHeap<T>, nullptr, &endHeap<T>};
@@ -133,7 +130,7 @@ class BlockOf<R(Args...)> {
     if (kind_->move)
       kind_->move(&other.storage_, &storage_);
     else
-      __builtin_memcpy(&storage_, &other.storage_, kInlineBytes);
+      heap() = other.heap();
   }
   void clear() noexcept {
     if (const Kind* kind = std::exchange(kind_, nullptr); kind && kind->end) kind->end(&storage_);

@@ -101,6 +101,10 @@ void* DispatchQueue::currentSpecific(const void* key) noexcept {
   return nullptr;
 }
 
+bool DispatchQueue::isRunningHere() const noexcept {
+  return detail::innermostFrame && detail::innermostFrame->queue == this;
+}
+
 Ref<DispatchQueue> DispatchQueue::current() noexcept {
   if (detail::innermostFrame) return Ref<DispatchQueue>(detail::innermostFrame->queue);
   return NSThread::isMainThread() ? mainQueue() : nil;

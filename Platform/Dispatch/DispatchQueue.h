@@ -79,6 +79,9 @@ class ORV_EXPORT DispatchQueue : public NSObject {
   // nil.
   static orv::Ref<DispatchQueue> current() noexcept;
 
+  // Whether the block that is running on this thread, the innermost one, is of this queue.
+  bool isRunningHere() const noexcept;
+
   // When the process ends inside a block of this queue: runs what waits behind it. For the pool of threads.
   virtual void runRestAtExit() noexcept {}
 

@@ -64,6 +64,18 @@ TEST(Block, LargeCallablesLiveElsewhereAndEndOnce) {
   EXPECT_EQ(counted.use_count(), 1);
 }
 
+TEST(Block, PlainCapturesOfEverySizeMove) {
+  const auto check = []<size_t n>(std::integral_constant<size_t, n>) {
+    std::array<unsigned char, n> bytes;
+    for (size_t i = 0; i < n; ++i) bytes[i] = static_cast<unsigned char>(i + 1);
+    BlockOf<bool()> block = [bytes, bytesToo = bytes] { return bytes == bytesToo && bytes[n - 1] == n; };
+    BlockOf<bool()> moved = std::move(block);
+    EXPECT_TRUE(moved()) << n;
+  };
+  [&]<size_t... n>(std::index_sequence<n...>) { (check(std::integral_constant<size_t, n + 1>()), ...); }
+  (std::make_index_sequence<48>());
+}
+
 TEST(Block, NullPointersAndEmptyFunctionsMakeEmptyBlocks) {
   EXPECT_FALSE(Block());
   EXPECT_FALSE(Block(nullptr));
@@ -173,12 +185,13 @@ TEST(SerialQueue, ABlockMayDropTheLastReference) {
   done.get_future().wait();
   auto other = serial();
   DispatchQueue* otherBare = other.get();
-  int after = 0;
+  const auto after = std::make_shared<std::atomic<int>>(0);
   otherBare->sync([&] {
-    otherBare->async([&] { after = 1; });
+    otherBare->async([after] { *after = 1; });
     other = nil;
-    EXPECT_EQ(after, 0);
+    EXPECT_EQ(*after, 0);
   });
+  while (*after == 0) std::this_thread::yield();
 }
 
 TEST(SerialQueue, BlocksKeepTheirQueueAlive) {

@@ -153,6 +153,22 @@ TEST(NSOperation, ACancelledOneDoesNotWaitForItsDependencies) {
   EXPECT_FALSE(never->isFinished());
 }
 
+TEST(NSOperation, CancelledWhileItsDependencyEndsItRunsOnce) {
+  constexpr int kRounds = kSanitized ? 500 : 5000;
+  const auto queue = make<NSOperationQueue>();
+  std::atomic<int> ran{0};
+  for (int i = 0; i < kRounds; ++i) {
+    const auto before = operation([] {});
+    const auto it = operation([&] { ++ran; });
+    it->addDependency(before);
+    queue->addOperation(before);
+    queue->addOperation(it);
+    it->cancel();
+  }
+  queue->waitUntilAllOperationsAreFinished();
+  EXPECT_EQ(ran, kRounds);
+}
+
 TEST(NSOperation, CancelledBeforeItIsAddedItNeedNotWaitEither) {
   const auto it = operation([] {});
   it->addDependency(operation([] {}));

@@ -1,5 +1,6 @@
 #include "Platform/Foundation/Threads/NSThread.h"
 
+#include <pthread.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -58,6 +59,23 @@ TEST(NSThread, NamesBelongToTheThread) {
     EXPECT_EQ(NSThread::currentThreadName(), "");
   });
   EXPECT_EQ(NSThread::currentThreadName(), "main");
+}
+
+TEST(NSThread, WorkersShowTheEndOfTheirLabel) {
+  onThread([] {
+    const std::pair<const char*, const char*> cases[] = {{"short", "short"},
+                                                         {"org.orvane.OrvQueue.0123456789", "OrvQueue.012345"},
+                                                         {"a.label.of.fifteen", "of.fifteen"},
+                                                         {"one-long-word-without-dots", "one-long-word-w"},
+                                                         {"", ""}};
+    for (const auto& [label, shown] : cases) {
+      NSThread::setWorkerName(label);
+      char name[16] = "";
+      ::pthread_getname_np(::pthread_self(), name, sizeof name);
+      EXPECT_STREQ(name, shown);
+      EXPECT_EQ(NSThread::currentThreadName(), label);
+    }
+  });
 }
 
 TEST(NSThread, StackLinesHaveTheirForm) {

@@ -202,7 +202,8 @@ TEST_F(OrvTaskQueueTest, FiveRunAtOnceAndNoMore) {
 
 TEST_F(OrvTaskQueueTest, HandlersAreReplacedAndCanBeSetTogether) {
   int which = 0;
-  tasks->registerTaskHandler("t", [&](const auto&) { which = 1; });
+  const OrvTaskHandler first = [&](const Ref<OrvTaskOperation>&) { which = 1; };
+  tasks->registerTaskHandler("t", first);
   tasks->registerTaskHandler("t", [&](const auto&) { which = 2; });
   EXPECT_EQ(tasks->taskHandlers().size(), 1u);
   tasks->addTask("t", "a", nil);

@@ -38,7 +38,9 @@ void pinWorld() {
 }  // namespace
 
 // The thread sanitizer does not see GLib's locks, which are futexes of its own.
-extern "C" const char* __tsan_default_suppressions() { return "called_from_lib:libglib-2.0.so.0\n"; }
+extern "C" __attribute__((visibility("default"))) const char* __tsan_default_suppressions() {
+  return "called_from_lib:libglib-2.0.so.0\n";
+}
 
 std::string testFolder() {
   const auto* info = testing::UnitTest::GetInstance()->current_test_info();

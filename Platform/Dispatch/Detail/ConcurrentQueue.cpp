@@ -15,7 +15,7 @@ struct ConcurrentQueue::Link {
 
 // An asynchronous block; it keeps its queue alive.
 struct ConcurrentQueue::Node : Link, Job {
-  Node(ConcurrentQueue& q, Block&& b, ExceptionHandler h, bool barrier)
+  Node(ConcurrentQueue& q, orv::Block&& b, ExceptionHandler h, bool barrier)
       : Link(barrier, false), Job(&Node::runJob), queue(&q), handler(h), block(std::move(b)) {}
 
   static void* operator new(size_t bytes) { return poolAllocate(bytes); }
@@ -34,7 +34,7 @@ struct ConcurrentQueue::Node : Link, Job {
 
   const Ref<ConcurrentQueue> queue;
   const ExceptionHandler handler;
-  Block block;
+  orv::Block block;
 };
 
 struct ConcurrentQueue::Waiter : Link {
@@ -42,7 +42,7 @@ struct ConcurrentQueue::Waiter : Link {
   Event turn;
 };
 
-void ConcurrentQueue::submit(Block&& block, ExceptionHandler handler, bool barrier) {
+void ConcurrentQueue::submit(orv::Block&& block, ExceptionHandler handler, bool barrier) {
   auto* const node = new Node(*this, std::move(block), handler, barrier);
   if (startOrAppend(*node)) WorkerPool::shared().submit(*node);
 }

@@ -13,7 +13,7 @@ class ConcurrentQueue final : public DispatchQueue {
   explicit ConcurrentQueue(const NSString& label) : DispatchQueue(label, nil) {}
 
  protected:
-  void submit(Block&& block, ExceptionHandler handler, bool barrier) override;
+  void submit(orv::Block&& block, ExceptionHandler handler, bool barrier) override;
   void runNow(BlockRef block, bool barrier) override;
 
  private:

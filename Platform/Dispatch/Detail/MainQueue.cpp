@@ -17,13 +17,13 @@ struct MainQueue::Link {
 };
 
 struct MainQueue::Node : Link {
-  Node(Block&& b, ExceptionHandler h) noexcept : Link(false), handler(h), block(std::move(b)) {}
+  Node(orv::Block&& b, ExceptionHandler h) noexcept : Link(false), handler(h), block(std::move(b)) {}
 
   static void* operator new(size_t bytes) { return poolAllocate(bytes); }
   static void operator delete(void* node, size_t bytes) noexcept { poolFree(node, bytes); }
 
   const ExceptionHandler handler;
-  Block block;
+  orv::Block block;
 };
 
 // A caller on another thread, who waits for the block to have run.
@@ -83,9 +83,16 @@ MainQueue::MainQueue() : DispatchQueue("org.orvane.main", nil) {
   g_source_unref(source);
 }
 
+void MainQueue::awaitWork() noexcept {
+  constexpr int kLooks = 300;
+  const MainQueue* const queue = made.load(std::memory_order_acquire);
+  for (int look = 0; queue && look < kLooks && !queue->newest_.load(std::memory_order_relaxed); ++look)
+    pauseProcessor();
+}
+
 bool MainQueue::hasWork() const noexcept { return ready_ || newest_.load(std::memory_order_acquire); }
 
-void MainQueue::submit(Block&& block, ExceptionHandler handler, bool) {
+void MainQueue::submit(orv::Block&& block, ExceptionHandler handler, bool) {
   push(*new Node(std::move(block), handler));
 }
 

@@ -16,6 +16,9 @@ class MainQueue final : public DispatchQueue {
   // When the process ends, on the main thread: runs what waits; false when there was nothing.
   static bool runAccepted();
 
+  // Looks for a block for some microseconds, before the main thread falls asleep: waking it costs more.
+  static void awaitWork() noexcept;
+
   // For the source: whether something waits, and the running of what waits now.
   bool hasWork() const noexcept;
   void runWaiting() noexcept;
@@ -23,7 +26,7 @@ class MainQueue final : public DispatchQueue {
   MainQueue();
 
  protected:
-  void submit(Block&& block, ExceptionHandler handler, bool barrier) override;
+  void submit(orv::Block&& block, ExceptionHandler handler, bool barrier) override;
   void runNow(BlockRef block, bool barrier) override;
 
  private:

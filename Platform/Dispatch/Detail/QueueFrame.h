@@ -25,7 +25,7 @@ class InQueue {
 };
 
 // What a queue does with an asynchronous block. An exception that nobody handles ends the process.
-inline void runBlock(Block& block, DispatchQueue::ExceptionHandler handler) noexcept {
+inline void runBlock(orv::Block& block, DispatchQueue::ExceptionHandler handler) noexcept {
   if (!handler) return block();
   try {
     block();

@@ -17,13 +17,13 @@ struct SerialQueue::Link {
 };
 
 struct SerialQueue::Node : Link {
-  Node(Block&& b, ExceptionHandler h) noexcept : Link(false), handler(h), block(std::move(b)) {}
+  Node(orv::Block&& b, ExceptionHandler h) noexcept : Link(false), handler(h), block(std::move(b)) {}
 
   static void* operator new(size_t bytes) { return poolAllocate(bytes); }
   static void operator delete(void* node, size_t bytes) noexcept { poolFree(node, bytes); }
 
   const ExceptionHandler handler;
-  Block block;
+  orv::Block block;
 };
 
 struct SerialQueue::Waiter : Link {
@@ -36,7 +36,7 @@ namespace {
 
 constexpr unsigned kFairShare = 256;  // blocks in a row while other queues wait for a worker
 constexpr int kOwnerLooks = 60;       // for more blocks, before the owner leaves
-constexpr int kCallerLooks = 7;       // for an idle queue, each twice as long as the one before
+constexpr int kCallerLooks = 9;       // for an idle queue, each twice as long as the one before
 constexpr int kCallerYields = 16;
 
 thread_local const DispatchQueue* namedFor = nullptr;
@@ -55,7 +55,7 @@ void nameThread(const DispatchQueue& queue) {
 SerialQueue::SerialQueue(const NSString& label, const Ref<DispatchQueue>& target)
     : DispatchQueue(label, target), Job([](Job& job) noexcept { static_cast<SerialQueue&>(job).runList(); }) {}
 
-void SerialQueue::submit(Block&& block, ExceptionHandler handler, bool) {
+void SerialQueue::submit(orv::Block&& block, ExceptionHandler handler, bool) {
   if (!push(*new Node(std::move(block), handler))) return;
   retain(this);
   schedule();
@@ -77,6 +77,31 @@ void SerialQueue::runOwned(BlockRef block) {
   noteOwner();
   const InQueue frame(this);
   block();
+}
+
+void SerialQueue::runKept(BlockRef block) {
+  if (!becomeOwner()) return runNow(block, true);
+  struct LeaveKept {
+    SerialQueue& queue;
+    ~LeaveKept() { queue.leaveKept(); }
+  } const leaveAtEnd{*this};
+  noteOwner();
+  const InQueue frame(this);
+  block();
+}
+
+void SerialQueue::leaveKept() noexcept {
+  noteNoOwner();
+  uintptr_t owned = kOwned;
+  if (newest_.compare_exchange_strong(owned, kIdle, std::memory_order_release, std::memory_order_relaxed))
+    return;
+  retain(this);  // the ownership's, for whoever comes next
+  passOn();
+}
+
+void SerialQueue::letGo() noexcept {
+  if (newest_.load(std::memory_order_acquire) == kIdle) return release(this);
+  submit([kept = Ref<SerialQueue>::adopt(this)] {}, nullptr, true);
 }
 
 bool SerialQueue::becomeOwner() noexcept {

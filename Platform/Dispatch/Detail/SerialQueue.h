@@ -17,12 +17,17 @@ class SerialQueue final : public DispatchQueue, private Job {
 
   void runRestAtExit() noexcept override;
 
+  // `sync` for an owner that does not let go of the queue but by `letGo`: it saves counting references.
+  void runKept(BlockRef block);
+  // Gives up a reference, when what is running and waiting now has run.
+  void letGo() noexcept;
+
   // For the report of queues that wait for each other: the number of the thread that owns the queue, 0 for
   // none.
   NSUInteger ownerThread() const noexcept { return owner_.load(std::memory_order_relaxed); }
 
  protected:
-  void submit(Block&& block, ExceptionHandler handler, bool barrier) override;
+  void submit(orv::Block&& block, ExceptionHandler handler, bool barrier) override;
   void runNow(BlockRef block, bool barrier) override;
 
  private:
@@ -40,6 +45,7 @@ class SerialQueue final : public DispatchQueue, private Job {
   bool push(Link& link) noexcept;
   void waitForTurn();
   void runOwned(BlockRef block);
+  void leaveKept() noexcept;
   void schedule();
   void runList() noexcept;
   void runFirst() noexcept;

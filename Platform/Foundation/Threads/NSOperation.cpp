@@ -23,6 +23,10 @@ std::mutex& linkMutex() {
 
 NSOperation::NSOperation() = default;
 NSOperation::~NSOperation() {
+  if (!dependencies_.empty()) {
+    const std::lock_guard lock(linkMutex());
+    for (const Ref<NSOperation>& each : dependencies_) std::erase(each->dependents_, this);
+  }
   if (NSOperationQueue* queue = queue_.load()) detail::release(queue);
 }
 NSString NSOperation::className() const { return "NSOperation"; }
@@ -48,6 +52,7 @@ void NSOperation::finish() {
   if (state_.exchange(State::Finished) == State::Finished) return;
   if (hasSleepers_.load()) state_.notify_all();
   if (hasDependents_.load()) tellDependents();
+  if (!hasCompletion_.load()) return;
   Block completion;
   {
     const std::lock_guard lock(linkMutex());
@@ -60,8 +65,9 @@ void NSOperation::tellDependents() {
   std::vector<Ref<NSOperation>> ready;
   {
     const std::lock_guard lock(linkMutex());
-    for (Ref<NSOperation>& dependent : dependents_)
-      if (--dependent->unfinished_ == 0) ready.push_back(std::move(dependent));
+    for (NSOperation* dependent : dependents_)
+      if (--dependent->unfinished_ == 0 && detail::tryRetain(dependent))
+        ready.push_back(Ref<NSOperation>::adopt(dependent));
     dependents_.clear();
   }
   for (const Ref<NSOperation>& each : ready)
@@ -94,7 +100,7 @@ void NSOperation::addDependency(const Ref<NSOperation>& operation) {
   operation->hasDependents_ = true;
   // Either this sees the operation finished, or the operation, when it finishes, sees that it has dependents.
   if (operation->state_.load() == State::Finished) return;
-  operation->dependents_.push_back(Ref(this));
+  operation->dependents_.push_back(this);
   ++unfinished_;
 }
 
@@ -103,7 +109,7 @@ void NSOperation::removeDependency(const Ref<NSOperation>& operation) {
   {
     const std::lock_guard lock(linkMutex());
     std::erase(dependencies_, operation);
-    if (std::erase(operation->dependents_, Ref(this)) == 0 || --unfinished_ > 0) return;
+    if (std::erase(operation->dependents_, this) == 0 || --unfinished_ > 0) return;
   }
   if (NSOperationQueue* queue = queue_.load()) queue->operationIsReady(*this);
 }
@@ -131,6 +137,7 @@ void NSOperation::setName(const NSString& name) {
 void NSOperation::setCompletionBlock(Block block) {
   const std::lock_guard lock(linkMutex());
   std::swap(completion_, block);
+  hasCompletion_ = true;
 }
 
 bool NSOperation::enqueued() noexcept {

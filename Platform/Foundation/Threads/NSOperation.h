@@ -78,12 +78,13 @@ class ORV_EXPORT NSOperation : public NSObject {
   std::atomic<bool> cancelled_{false};
   std::atomic<bool> hasDependents_{false};
   std::atomic<bool> hasSleepers_{false};
+  std::atomic<bool> hasCompletion_{false};
   std::atomic<NSOperationQueuePriority> priority_{NSOperationQueuePriority::Normal};
   std::atomic<uint32_t> unfinished_{0};  // dependencies
   NSString name_;                        // guarded as the links of dependencies are
   orv::Block completion_;
   std::vector<orv::Ref<NSOperation>> dependencies_;
-  std::vector<orv::Ref<NSOperation>> dependents_;
+  std::vector<NSOperation*> dependents_;  // each takes itself out when it ends
 
   // The queue's: its place in the list of all, in a list of those ready, and in the table of names.
   std::atomic<NSOperationQueue*> queue_{nullptr};  // owned, set once
@@ -91,8 +92,8 @@ class ORV_EXPORT NSOperation : public NSObject {
   NSOperation* previous_ = nullptr;
   NSOperation* nextReady_ = nullptr;
   NSOperation* nextNamed_ = nullptr;
-  NSString tableName_;  // under which it stands in the table
-  bool isInReadyList_ = false;
+  NSString tableName_;     // under which it stands in the table
+  bool isListed_ = false;  // among those ready, or taken from there to run
 };
 
 // An operation whose work is one block or several, which run one after the other.

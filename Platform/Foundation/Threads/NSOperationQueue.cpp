@@ -1,5 +1,7 @@
 #include "Platform/Foundation/Threads/NSOperationQueue.h"
 
+#include <algorithm>
+#include <mutex>
 #include <utility>
 
 #include "Platform/Dispatch/Detail/WorkerPool.h"
@@ -43,7 +45,8 @@ struct NSOperationQueue::Runner : detail::Job {
 
   static void runJob(Job& job) noexcept {
     const std::unique_ptr<Runner> runner(static_cast<Runner*>(&job));
-    NSThread::setWorkerName(runner->queue->name());
+    const NSString name = runner->queue->name();
+    if (NSThread::currentThreadName() != name) NSThread::setWorkerName(name);
     runner->queue->run();
   }
 
@@ -106,8 +109,7 @@ void NSOperationQueue::cancelAllOperations() {
 void NSOperationQueue::waitUntilAllOperationsAreFinished() {
   if (operationCount() == 0) return;
   const detail::BlockingWait waiting;
-  std::unique_lock lock(mutex_);
-  empty_.wait(lock, [&] { return count_ == 0; });
+  while (const uint32_t count = count_.load()) count_.wait(count);
 }
 
 NSArray NSOperationQueue::operations() const {
@@ -119,9 +121,10 @@ NSArray NSOperationQueue::operations() const {
 
 NSString NSOperationQueue::name() const {
   const std::lock_guard lock(mutex_);
-  if (name_) return name_;
-  return isMain_ ? NSString("NSOperationQueue Main Queue")
-                 : NSString::stringWithFormat("NSOperationQueue %p", static_cast<const void*>(this));
+  if (name_.isNil())
+    name_ = isMain_ ? NSString("NSOperationQueue Main Queue")
+                    : NSString::stringWithFormat("NSOperationQueue %p", static_cast<const void*>(this));
+  return name_;
 }
 
 void NSOperationQueue::setName(const NSString& name) {
@@ -165,7 +168,7 @@ void NSOperationQueue::operationIsReady(NSOperation& operation) {
   size_t toStart = 0;
   {
     const std::lock_guard lock(mutex_);
-    if (operation.queue_.load() == this && operation.isReady() && !operation.isInReadyList_)
+    if (operation.queue_.load() == this && operation.isReady() && !operation.isListed_)
       toStart = appendReady(operation);
   }
   startRunners(toStart);
@@ -179,7 +182,7 @@ size_t NSOperationQueue::limit() const noexcept {
 size_t NSOperationQueue::appendReady(NSOperation& operation) {
   ReadyList& list = ready_[listOf(operation.queuePriority())];
   operation.nextReady_ = nullptr;
-  operation.isInReadyList_ = true;
+  operation.isListed_ = true;
   list.first ? list.last->nextReady_ = &operation : list.first = &operation;
   list.last = &operation;
   ++readyCount_;
@@ -188,8 +191,8 @@ size_t NSOperationQueue::appendReady(NSOperation& operation) {
 
 // One for each operation that no runner will come to at once, as far as the limit allows.
 size_t NSOperationQueue::runnersToStart() noexcept {
-  if (suspended_ || runners_ >= limit()) return 0;
-  const size_t wanted = std::min(limit() - runners_, readyCount_);
+  if (suspended_ || runners_ >= limit() || readyCount_ <= lingering_) return 0;
+  const size_t wanted = std::min(limit() - runners_, readyCount_ - lingering_);
   runners_ += wanted;
   return wanted;
 }
@@ -212,44 +215,67 @@ void NSOperationQueue::run() {
 
 // True when the runner is to go on later, false when it has ended.
 bool NSOperationQueue::runSome(unsigned most) {
+  Ref<NSOperation> operation;
   for (unsigned done = 0;; ++done) {
-    if (done >= most && (isMain_ || detail::WorkerPool::shared().hasWaiting())) return true;
-    const Ref<NSOperation> operation = nextReady();
-    if (!operation) return false;
-    runOne(*operation);
+    const bool enough = done >= most && (isMain_ || detail::WorkerPool::shared().hasWaiting());
+    if (!enough) {
+      Ref<NSOperation> next = nextOrLater(operation);
+      operation = std::move(next);
+      if (!operation) return false;
+      runOne(*operation);
+      continue;
+    }
+    Ref<NSOperation> owned;  // ends outside of the lock
+    const std::lock_guard lock(mutex_);
+    owned = unlink(*operation);
+    return true;
   }
 }
 
-// Takes the next operation; without one, or with too many runners, the runner ends.
-Ref<NSOperation> NSOperationQueue::nextReady() {
+// The next operation. The last runner looks for one more for two microseconds before it ends: to start another
+// costs more than that.
+Ref<NSOperation> NSOperationQueue::nextOrLater(Ref<NSOperation>& finished) {
+  constexpr int kLooks = 60;
+  bool linger = !isMain_;
+  Ref<NSOperation> next = nextReady(finished, linger);
+  if (next || !linger) return next;
+  finished = nil;
+  for (int look = 0; look < kLooks && readyCount_.load(std::memory_order_relaxed) == 0; ++look)
+    detail::pauseProcessor();
+  bool ends = false;
+  return nextReady(finished, ends);
+}
+
+// Takes the operation that has just been finished out of the queue, and answers the next one. Without one, or
+// with too many runners, the runner ends, unless it may linger and is the only one; then it has to come again.
+Ref<NSOperation> NSOperationQueue::nextReady(Ref<NSOperation>& finished, bool& linger) {
+  Ref<NSOperation> owned;  // ends outside of the lock
   const std::lock_guard lock(mutex_);
+  if (finished)
+    owned = unlink(*finished);
+  else if (lingering_ > 0 && !linger)
+    lingering_ = 0;
   if (!suspended_ && runners_ <= limit()) {
     for (ReadyList& list : ready_)
       while (NSOperation* operation = list.first) {
         list.first = operation->nextReady_;
-        operation->isInReadyList_ = false;
         --readyCount_;
-        // A dependency may have been added since; the operation comes back when that is finished.
-        if (operation->isReady()) return Ref<NSOperation>(operation);
-        if (operation->isExecuting() || operation->isFinished()) return Ref<NSOperation>(operation);
+        if (operation->isReady() || operation->isExecuting() || operation->isFinished())
+          return Ref<NSOperation>(operation);
+        // A dependency has been added since; the operation comes back when that is finished.
+        operation->isListed_ = false;
       }
   }
-  --runners_;
+  linger = linger && runners_ == 1 && !suspended_;
+  linger ? ++lingering_ : --runners_;
   return nil;
 }
 
 void NSOperationQueue::runOne(NSOperation& operation) noexcept {
-  {
-    const Running running(this);
-    operation.start();
-    if (operation.isExecuting()) operation.waitUntilFinished();  // somebody else has started it
-    operation.finish();
-  }
-  Ref<NSOperation> owned;
-  {
-    const std::lock_guard lock(mutex_);
-    owned = unlink(operation);
-  }
+  const Running running(this);
+  operation.start();
+  if (operation.isExecuting()) operation.waitUntilFinished();  // somebody else has started it
+  operation.finish();
 }
 
 void NSOperationQueue::linkLast(NSOperation& operation) {
@@ -267,7 +293,7 @@ Ref<NSOperation> NSOperationQueue::unlink(NSOperation& operation) {
   operation.previous_ ? operation.previous_->next_ = operation.next_ : first_ = operation.next_;
   operation.next_ ? operation.next_->previous_ = operation.previous_ : last_ = operation.previous_;
   leaveName(operation);
-  if (count_.fetch_sub(1) == 1) empty_.notify_all();
+  if (count_.fetch_sub(1) == 1) count_.notify_all();
   return Ref<NSOperation>::adopt(&operation);
 }
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <condition_variable>
-#include <mutex>
+#include <atomic>
 #include <vector>
 
+#include "Platform/Dispatch/Detail/ShortLock.h"
 #include "Platform/Foundation/Threads/NSOperation.h"
 
 // Runs operations on the shared pool of threads, or on the main thread (the main queue), several at a time up
@@ -91,7 +91,8 @@ class ORV_EXPORT NSOperationQueue : public NSObject {
   void startRunners(size_t count);
   void run();
   bool runSome(unsigned most);
-  orv::Ref<NSOperation> nextReady();
+  orv::Ref<NSOperation> nextReady(orv::Ref<NSOperation>& finished, bool& linger);
+  orv::Ref<NSOperation> nextOrLater(orv::Ref<NSOperation>& finished);
   void runOne(NSOperation& operation) noexcept;
   void linkLast(NSOperation& operation);
   orv::Ref<NSOperation> unlink(NSOperation& operation);
@@ -99,18 +100,18 @@ class ORV_EXPORT NSOperationQueue : public NSObject {
   void leaveName(NSOperation& operation) const;
   void growTable() const;
 
-  mutable std::mutex mutex_;  // guards all below
-  std::condition_variable empty_;
+  mutable orv::detail::ShortLock mutex_;  // guards all below
   NSOperation* first_ = nullptr;
   NSOperation* last_ = nullptr;
   ReadyList ready_[5];  // by priority, the highest first
-  size_t readyCount_ = 0;
-  std::atomic<size_t> count_{0};
+  std::atomic<size_t> readyCount_{0};
+  size_t lingering_ = 0;  // runners that look for one more operation
+  std::atomic<uint32_t> count_{0};
   size_t runners_ = 0;
   NSInteger maximum_ = DefaultMaxConcurrentOperationCount;
   bool suspended_ = false;
   const bool isMain_;
-  NSString name_;
+  mutable NSString name_;
   // Chains of operations with equal hashes of their names, in order of addition; made when first asked.
   mutable std::vector<ReadyList> names_;
   mutable size_t named_ = 0;

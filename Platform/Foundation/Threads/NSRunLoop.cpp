@@ -6,6 +6,7 @@
 #include <cmath>
 #include <utility>
 
+#include "Platform/Dispatch/Detail/MainQueue.h"
 #include "Platform/Foundation/System/NSConsole.h"
 #include "Platform/Foundation/Threads/Detail/LoopClock.h"
 #include "Platform/Foundation/Threads/NSThread.h"
@@ -161,12 +162,20 @@ bool NSRunLoop::runUntil(int64_t moment, bool once) {
   bool ran = false;
   for (int lastTurns = 0; lastTurns < kLastTurns && !takeStop();) {
     const bool over = moment != kNever && detail::loopMicroseconds() >= moment;
-    const bool turned = runOnce(!over) && !alarm.takeRing();
+    const bool turned = turn(!over) && !alarm.takeRing();
     ran = ran || turned;
     if (turned ? once : over) break;
     lastTurns += over ? 1 : 0;
   }
   return ran;
+}
+
+// Answers what is there at once; otherwise looks out for blocks of the main queue before it sleeps.
+bool NSRunLoop::turn(bool wait) {
+  if (runOnce(false)) return true;
+  if (!wait) return false;
+  if (thread_ == 1) detail::MainQueue::awaitWork();
+  return runOnce(true);
 }
 
 bool NSRunLoop::takeStop() noexcept {

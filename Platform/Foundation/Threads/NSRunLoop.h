@@ -70,6 +70,7 @@ class ORV_EXPORT NSRunLoop : public NSObject {
   bool belongsHere() const;
   bool runUntil(int64_t microseconds, bool once);
   bool takeStop() noexcept;
+  bool turn(bool wait);
   bool takeDue(uint64_t newest, Call& call);
   void runDue() noexcept;
   void arm();
