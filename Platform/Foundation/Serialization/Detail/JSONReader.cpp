@@ -136,7 +136,7 @@ class TreeBuilder {
 
   void forgetModels() noexcept {
     models_.fill(nullptr);
-    for (int i = 0; i < depth_; ++i) frames_[static_cast<size_t>(i)].model = nullptr;
+    for (size_t i = 0; i < depth_; ++i) frames_[i].model = nullptr;
   }
 
   bool readKey() {
@@ -226,7 +226,7 @@ class TreeBuilder {
   JSONFault fault_;
   ValueStack values_;
   KeyPool keys_;
-  int depth_ = 0;
+  size_t depth_ = 0;
   std::array<const TableRep*, 64> models_{};  // the last dictionary of a place; all of them are in the tree
   std::array<Frame, kDeepestJSON> frames_;
 };

@@ -7,7 +7,7 @@
 
 namespace orv::detail {
 
-inline constexpr int kDeepestJSON = 512;
+inline constexpr size_t kDeepestJSON = 512;
 
 // What is wrong with a text, and the byte at which it shows. No complaint: nothing is wrong.
 struct JSONFault {
