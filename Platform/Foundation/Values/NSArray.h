@@ -106,27 +106,27 @@ class ORV_EXPORT NSArray : public orv::Value {
   NSArray sliceFrom(NSInteger from, NSInteger to) const;
 
   // What the block answers for each element, nil answers left out.
-  template <orv::detail::Block<const orv::Value&> F>
+  template <orv::detail::BlockFor<const orv::Value&> F>
   NSArray zuMap(F&& block) const;
   // The elements for which the block answers true.
-  template <orv::detail::Block<const orv::Value&> F>
+  template <orv::detail::BlockFor<const orv::Value&> F>
   NSArray zuFilter(F&& block) const;
   // The first element for which the block answers true, or nil; later ones are not asked.
-  template <orv::detail::Block<const orv::Value&> F>
+  template <orv::detail::BlockFor<const orv::Value&> F>
   orv::Value zuAny(F&& block) const;
   // block(block(block(start, first), second), third) and so on; the start itself for no elements.
-  template <orv::detail::Block<const orv::Value&, const orv::Value&> F>
+  template <orv::detail::BlockFor<const orv::Value&, const orv::Value&> F>
   orv::Value zuReduce(orv::Value start, F&& block) const;
   // Sorted by a block that tells whether its first argument comes before its second. Stable; a block that
   // contradicts itself gives some order of the same elements, never more or fewer.
-  template <orv::detail::Block<const orv::Value&, const orv::Value&> F>
+  template <orv::detail::BlockFor<const orv::Value&, const orv::Value&> F>
   NSArray zuSorted(F&& isBefore) const;
   // Descending by the values at a key path. Kept: lists show the newest and the largest first. Stable.
   NSArray zuSortBy(const NSString& key) const;
   // What the block answers for each group of elements that have equal values at a key path, nil answers left
   // out; groups in the order of their first element. Elements without a value are in no group, unless null is a
   // value: then they are in its group.
-  template <orv::detail::Block<const NSArray&> F>
+  template <orv::detail::BlockFor<const NSArray&> F>
   NSArray zuGroupBy(const NSString& key, F&& block) const;
 
   NSSet set() const;
@@ -216,7 +216,7 @@ namespace orv::detail {
 ORV_EXPORT NSArray groupsByKey(const NSArray& array, const NSString& path);
 }  // namespace orv::detail
 
-template <orv::detail::Block<const orv::Value&> F>
+template <orv::detail::BlockFor<const orv::Value&> F>
 NSArray NSArray::zuMap(F&& block) const {
   if (isNil()) return orv::nil;
   orv::detail::ArrayMaker result(orv::detail::isAbsent(block) ? 0 : count());
@@ -227,7 +227,7 @@ NSArray NSArray::zuMap(F&& block) const {
   return orv::detail::Access::cast<NSArray>(result.finish());
 }
 
-template <orv::detail::Block<const orv::Value&> F>
+template <orv::detail::BlockFor<const orv::Value&> F>
 NSArray NSArray::zuFilter(F&& block) const {
   if (isNil()) return orv::nil;
   orv::detail::ArrayMaker result(0);
@@ -238,7 +238,7 @@ NSArray NSArray::zuFilter(F&& block) const {
   return orv::detail::Access::cast<NSArray>(result.finish());
 }
 
-template <orv::detail::Block<const orv::Value&> F>
+template <orv::detail::BlockFor<const orv::Value&> F>
 orv::Value NSArray::zuAny(F&& block) const {
   orv::Value found;
   orv::detail::walkArray(*this, block, [&](const orv::Value& element) {
@@ -249,7 +249,7 @@ orv::Value NSArray::zuAny(F&& block) const {
   return found;
 }
 
-template <orv::detail::Block<const orv::Value&, const orv::Value&> F>
+template <orv::detail::BlockFor<const orv::Value&, const orv::Value&> F>
 orv::Value NSArray::zuReduce(orv::Value start, F&& block) const {
   if (isNil()) return orv::nil;
   orv::detail::walkArray(*this, block, [&](const orv::Value& element) {
@@ -259,7 +259,7 @@ orv::Value NSArray::zuReduce(orv::Value start, F&& block) const {
   return start;
 }
 
-template <orv::detail::Block<const orv::Value&, const orv::Value&> F>
+template <orv::detail::BlockFor<const orv::Value&, const orv::Value&> F>
 NSArray NSArray::zuSorted(F&& isBefore) const {
   if (isNil()) return orv::nil;
   orv::detail::SortRoom room(*this);
@@ -270,7 +270,7 @@ NSArray NSArray::zuSorted(F&& isBefore) const {
   return orv::detail::Access::cast<NSArray>(room.finish());
 }
 
-template <orv::detail::Block<const NSArray&> F>
+template <orv::detail::BlockFor<const NSArray&> F>
 NSArray NSArray::zuGroupBy(const NSString& key, F&& block) const {
   if (isNil()) return orv::nil;
   const NSArray groups = orv::detail::groupsByKey(*this, orv::detail::isAbsent(block) ? NSString() : key);

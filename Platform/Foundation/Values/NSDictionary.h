@@ -77,7 +77,7 @@ class ORV_EXPORT NSDictionary : public orv::Value {
   void mapValuesToObject(const orv::Value& object) const;
   // What the block answers for each key and value, nil answers left out. Changing the dictionary's keys from
   // inside of the block raises NSGenericException when it returns; a nil block gives no elements.
-  template <orv::detail::Block<const orv::Value&, const orv::Value&> F>
+  template <orv::detail::BlockFor<const orv::Value&, const orv::Value&> F>
   NSArray zuFlatten(F&& block) const;
   // A mutable dictionary without the entries whose value is null; dictionaries in it likewise. Nulls in arrays
   // stay, as does a dictionary that contains itself or lies deeper than 2,048.
@@ -120,7 +120,7 @@ class ORV_EXPORT NSMutableDictionary : public NSDictionary {
   NSInteger incrementCounterForKey(const orv::Value& key) const;
 };
 
-template <orv::detail::Block<const orv::Value&, const orv::Value&> F>
+template <orv::detail::BlockFor<const orv::Value&, const orv::Value&> F>
 NSArray NSDictionary::zuFlatten(F&& block) const {
   if (isNil()) return orv::nil;
   orv::detail::ArrayMaker result(orv::detail::isAbsent(block) ? 0 : count());

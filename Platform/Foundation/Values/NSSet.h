@@ -62,13 +62,13 @@ class ORV_EXPORT NSSet : public orv::Value {
 
   // NSSet(Orvane) - Orvane/Categories/NSSet+Orvane.cpp
   // As the operations of arrays with these names.
-  template <orv::detail::Block<const orv::Value&> F>
+  template <orv::detail::BlockFor<const orv::Value&> F>
   NSMutableSet zuMap(F&& block) const;
-  template <orv::detail::Block<const orv::Value&> F>
+  template <orv::detail::BlockFor<const orv::Value&> F>
   NSMutableSet zuFilter(F&& block) const;
-  template <orv::detail::Block<const orv::Value&> F>
+  template <orv::detail::BlockFor<const orv::Value&> F>
   orv::Value zuAny(F&& block) const;
-  template <orv::detail::Block<const orv::Value&, const orv::Value&> F>
+  template <orv::detail::BlockFor<const orv::Value&, const orv::Value&> F>
   NSArray zuSorted(F&& isBefore) const {
     return allObjects().zuSorted(std::forward<F>(isBefore));
   }
@@ -126,7 +126,7 @@ class ORV_EXPORT NSCountedSet : public NSMutableSet {
   NSArray sortedArrayByCountAscending(bool ascending) const;
 };
 
-template <orv::detail::Block<const orv::Value&> F>
+template <orv::detail::BlockFor<const orv::Value&> F>
 NSMutableSet NSSet::zuMap(F&& block) const {
   if (isNil()) return orv::nil;
   const NSMutableSet result = NSMutableSet::set();
@@ -137,7 +137,7 @@ NSMutableSet NSSet::zuMap(F&& block) const {
   return result;
 }
 
-template <orv::detail::Block<const orv::Value&> F>
+template <orv::detail::BlockFor<const orv::Value&> F>
 NSMutableSet NSSet::zuFilter(F&& block) const {
   if (isNil()) return orv::nil;
   const NSMutableSet result = NSMutableSet::set();
@@ -148,7 +148,7 @@ NSMutableSet NSSet::zuFilter(F&& block) const {
   return result;
 }
 
-template <orv::detail::Block<const orv::Value&> F>
+template <orv::detail::BlockFor<const orv::Value&> F>
 orv::Value NSSet::zuAny(F&& block) const {
   orv::Value found;
   orv::detail::walkTable(*this, block, [&](const orv::Value& member, const orv::Value&) {

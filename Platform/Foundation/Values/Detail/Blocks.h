@@ -17,7 +17,7 @@ namespace orv::detail {
 
 // Whatever can be called with these arguments, or the literal for no block.
 template <class F, class... Arguments>
-concept Block =
+concept BlockFor =
     std::same_as<std::remove_cvref_t<F>, std::nullptr_t> || std::invocable < std::remove_reference_t<F>
 &, Arguments... > ;
 
