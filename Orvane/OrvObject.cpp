@@ -64,14 +64,20 @@ bool staysAsItIs(const Value& old, const Value& object, const NSString& key) {
 // The models that are being described on this thread, from the outside in. Every level escapes the quotes of
 // the next one once more, so that the text doubles with each.
 constexpr size_t kDeepestDescription = 8;
-thread_local std::vector<const OrvObject*> describedModels;
+struct Describing;
+constinit thread_local const Describing* innermost = nullptr;
 
-class Describing {
- public:
-  explicit Describing(const OrvObject* model) { describedModels.push_back(model); }
+struct Describing {
+  explicit Describing(const OrvObject* described) : model(described) { innermost = this; }
   Describing(const Describing&) = delete;
   Describing& operator=(const Describing&) = delete;
-  ~Describing() { describedModels.pop_back(); }
+  ~Describing() { innermost = outer; }
+
+  bool includes(const OrvObject* wanted) const { return model == wanted || (outer && outer->includes(wanted)); }
+
+  const OrvObject* const model;
+  const Describing* const outer = innermost;
+  const size_t depth = outer ? outer->depth + 1 : 1;
 };
 
 }  // namespace
@@ -379,8 +385,8 @@ Ref<OrvObject> OrvObject::copy() const { return initWithDictionary(jsonDictionar
 Value OrvObject::copyOfObject() const { return copy(); }
 
 NSString OrvObject::description() const {
-  const bool inside = std::find(describedModels.begin(), describedModels.end(), this) != describedModels.end();
-  if (inside || describedModels.size() == kDeepestDescription)
+  const bool inside = innermost && innermost->includes(this);
+  if (inside || (innermost && innermost->depth == kDeepestDescription))
     return NSString::stringWithFormat("<%@ %s>", className(), inside ? "contains itself" : "nested too deeply");
   const Describing describing(this);
   return NSString::stringWithFormat("<%@\n _properties=%@>", className(), properties_);

@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "Orvane/OrvLog.h"
+#include "Platform/Foundation/Dates/NSLocale.h"
 #include "Platform/Foundation/Text/NSNumberFormatter.h"
 #include "Platform/Foundation/Values/Detail/DecimalRep.h"
 #include "Platform/Foundation/Values/Detail/StringRep.h"
@@ -25,6 +26,7 @@ constexpr NSDecimalNumberHandler rounding(long places, NSRoundingMode mode) {
 // Any amount with two decimals: the form that the texts of usual amounts are a shortcut to.
 NSString formattedTwoDecimals(const NSDecimalNumber& amount, const char* separator) {
   const auto formatter = make<NSNumberFormatter>();
+  formatter->setLocale(NSLocale::localeWithLocaleIdentifier("en_US_POSIX"));
   formatter->setNumberStyle(NSNumberFormatterDecimalStyle);
   formatter->setPositiveFormat("0.00");
   formatter->setMinimumFractionDigits(2);

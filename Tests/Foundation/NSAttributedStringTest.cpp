@@ -3,6 +3,7 @@
 #include <rapidcheck.h>
 
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "Platform/Foundation/Values/NSArray.h"
@@ -262,4 +263,17 @@ TEST(NSMutableAttributedString, ChangesAsAListOfStyledUnitsDoes) {
     const auto middle = text.attributedSubstringFromRange({0, model.text.size() / 2});
     RC_ASSERT(runsOf(middle).size() <= runs);
   }));
+}
+
+TEST(NSAttributedString, ImmutableTextsAreReadByThreadsAtOnce) {
+  for (int round = 0; round < 200; ++round) {
+    const auto whole = NSAttributedString::attributedStringWithString("forty units of text, more or less");
+    const NSAttributedString part = whole.attributedSubstringFromRange({0, 11});
+    bool right[2] = {};
+    const auto look = [&](int i) { right[i] = part.string() == "forty units" && whole.length() == 33; };
+    std::thread other(look, 0);
+    look(1);
+    other.join();
+    ASSERT_TRUE(right[0] && right[1]);
+  }
 }

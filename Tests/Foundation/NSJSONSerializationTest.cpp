@@ -320,6 +320,27 @@ TEST(NSJSONReading, ReadsEveryUnicodeEncodingWithAndWithoutMark) {
   errorOf(std::string_view("[\x00\x31", 3));
 }
 
+TEST(NSJSONReading, TextsThatCannotBeDecodedSayWhere) {
+  const NSDictionary info = errorOf(std::string_view("\xFF\xFE[\0\"\0\x00\xD8\"\0]\0", 12)).userInfo();
+  EXPECT_EQ(info[NSJSONSerializationErrorIndex], Value(6));
+  EXPECT_EQ(info[NSJSONSerializationErrorColumn], Value(3));
+  EXPECT_EQ(errorOf("").userInfo()[NSJSONSerializationErrorLine], Value(1));
+}
+
+namespace {
+
+// Reads when the thread-local values of its thread are gone.
+struct ReadsAtTheEnd {
+  ~ReadsAtTheEnd() {
+    if (read("[1]") != Value(NSArray{1})) std::abort();
+  }
+};
+ReadsAtTheEnd readsAtTheEnd;
+
+}  // namespace
+
+TEST(NSJSONReading, ReadsWhileTheProcessEnds) { EXPECT_TRUE(read("[1]")); }
+
 TEST(NSJSONReading, EmptyDataIsAnErrorAndNilRaises) {
   EXPECT_EQ(errorOf("").code(), 3840);
   EXPECT_EQ(reasonOf([] { NSJSONSerialization::JSONObjectWithData(nil, 0); }),

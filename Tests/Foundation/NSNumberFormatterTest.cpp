@@ -183,6 +183,19 @@ TEST(NSNumberFormatter, PadsToAWidth) {
   EXPECT_EQ(written(formatter, 123456789), "$123456789.00");
   formatter->setPaddingPosition(NSNumberFormatterPadBeforePrefix);
   EXPECT_EQ(formatter->numberFromString("***-$5.00"), NSNumber(-5));
+  EXPECT_EQ(formatter->numberFromString("-$5.00***"), NSNumber(-5));
+}
+
+TEST(NSNumberFormatter, WhatIsPaddedReadsBack) {
+  const auto formatter = make<NSNumberFormatter>();
+  formatter->setPositiveFormat("0");
+  formatter->setFormatWidth(6);
+  formatter->setPaddingCharacter("0");
+  EXPECT_EQ(formatter->numberFromString(formatter->stringFromNumber(0)), NSNumber(0));
+  EXPECT_EQ(formatter->numberFromString(formatter->stringFromNumber(120)), NSNumber(120));
+  formatter->setPaddingCharacter("\U0001F600");
+  formatter->setPaddingPosition(NSNumberFormatterPadAfterSuffix);
+  EXPECT_EQ(formatter->stringFromNumber(5).utf8(), "5\U0001F600\U0001F600\U0001F600");
 }
 
 TEST(NSNumberFormatter, SeparatorsAndSignsAreWhatIsSet) {

@@ -150,7 +150,7 @@ Value randomLeaf(bool forXML) {
     case 3: return *rc::gen::arbitrary<bool>();
     case 4: {
       if (!forXML) return dateAt(*rc::gen::arbitrary<double>());
-      return dateAt(static_cast<double>(*rc::gen::inRange<int64_t>(-63114076800, 252423993600)));
+      return dateAt(static_cast<double>(*rc::gen::inRange<int64_t>(-63113904000, 252423993600)));
     }
     case 5: return bytes(*rc::gen::arbitrary<std::string>());
     default: return randomText();
@@ -803,8 +803,17 @@ TEST(XMLPropertyList, WritesTheUsualForm) {
   EXPECT_EQ(read(written(dateAt(-0.5), kXML)), dateAt(-1));  // rounded down
   EXPECT_EQ(read(written(-0.0, kXML)), Value(0.0));
   EXPECT_EQ(read(written("a\r\nb\rc", kXML)), "a\r\nb\rc");
+  EXPECT_TRUE(written("a\rb", kXML).find("a&#13;b") != std::string::npos);
+  EXPECT_EQ(read(written(dateAt(-63113904000), kXML)), dateAt(-63113904000));  // the first day of the year 1
+  EXPECT_TRUE(
+      NSPropertyListSerialization::dataWithPropertyList(dateAt(-63113904001), NSPropertyListXMLFormat_v1_0, 0)
+          .isNil());
   const std::string data = repeated("0123456789", 100);
   EXPECT_EQ(read(written(NSArray{NSArray{bytes(data)}}, kXML)), (NSArray{NSArray{bytes(data)}}));
+}
+
+TEST(XMLPropertyList, LineEndsAreLineFeeds) {
+  EXPECT_EQ(readXML("<string>a\r\nb\rc<![CDATA[\r\n]]>&#13;</string>"), "a\nb\nc\n\r");
 }
 
 TEST(XMLPropertyList, LargeDictionariesAreReadInLinearTime) {

@@ -64,6 +64,7 @@ Amounts amountsFor(const NSDecimalNumber& amount, const NSDecimalNumber& rate, c
 class AmountText {
  public:
   explicit AmountText(const TaxOptions& options) : formatter_(orv::make<NSNumberFormatter>()) {
+    formatter_->setLocale(NSLocale::localeWithLocaleIdentifier("en_US_POSIX"));
     formatter_->setNumberStyle(NSNumberFormatterDecimalStyle);
     formatter_->setPositiveFormat("0");
     formatter_->setMinimumFractionDigits(options.digits);

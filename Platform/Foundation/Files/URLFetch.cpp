@@ -31,6 +31,7 @@ class Descriptor {
 
 // Not blocking, so that a pipe without a writer is refused and not waited for.
 std::optional<std::string> contentsOfFile(const std::string& path, const FetchLimits& limits) {
+  if (path.find('\0') != std::string::npos) return std::nullopt;  // the system would read less of the name
   const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   struct stat info {};
   if (file.number() < 0 || ::fstat(file.number(), &info) != 0 || !S_ISREG(info.st_mode)) return std::nullopt;
@@ -88,7 +89,11 @@ std::optional<std::string> download(const std::string& url, const FetchLimits& l
 }  // namespace
 
 std::optional<std::string> detail::contentsOfURL(const NSURL& url, const FetchLimits& limits) {
-  if (url.isFileURL()) return contentsOfFile(url.path().fileSystemRepresentation(), limits);
+  if (url.isFileURL()) {
+    const NSString host = url.host().lowercaseString();
+    const bool here = host.length() == 0 || host == "localhost";
+    return here ? contentsOfFile(url.path().fileSystemRepresentation(), limits) : std::nullopt;
+  }
   const NSString scheme = url.scheme().lowercaseString();
   const bool web = scheme == "http" || scheme == "https";
   return web ? download(url.absoluteString().utf8(), limits) : std::nullopt;

@@ -114,11 +114,11 @@ NSData NSJSONSerialization::dataWithJSONObject(const Value& object, NSUInteger o
 Value NSJSONSerialization::JSONObjectWithData(const NSData& data, NSUInteger options, NSError* error) {
   if (error) *error = nil;
   if (data.isNil()) raiseArgument("JSONObjectWithData:options:error:", "data parameter is nil");
-  if (data.length() == 0)
-    return reportText(error, NSPropertyListReadCorruptError, "Unable to parse empty data."), nil;
   const detail::JSONText text({reinterpret_cast<const char*>(data.bytes()), data.length()});
+  if (data.length() == 0) return reportFault(error, {"Unable to parse empty data.", 0}, text), nil;
+  // What could be decoded ends where the trouble begins.
   if (!text.valid())
-    return reportText(error, NSPropertyListReadCorruptError, "Unable to convert data to string."), nil;
+    return reportFault(error, {"Unable to convert data to string", text.utf8().size()}, text), nil;
   detail::JSONFault fault;
   Value tree = detail::readJSON(
       text.utf8(),

@@ -128,6 +128,7 @@ void StyledText::append(const NSString& text, const Runs& runs) {
   const size_t seam = runs_.size();
   for (const Run& run : Runs(runs)) runs_.push_back({before + run.end, run.attributes});
   appended_.push_back(text);
+  if (!isMutable) this->text();  // several threads may ask for it
   joinEqual(seam, seam + 1);
 }
 

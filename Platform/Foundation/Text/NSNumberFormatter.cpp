@@ -165,6 +165,7 @@ struct NSNumberFormatter::State {
   std::u16string padded(const Affixes& affixes, const std::u16string& body) const;
 
   NSNumber read(std::u16string_view text) const;
+  NSNumber readUnpadded(std::u16string_view text) const;
   NSNumber readSigned(std::u16string_view text, bool isNegative) const;
   bool readDigits(std::u16string_view text, std::string& ascii) const;
   NSNumber numberOfAscii(std::string ascii, bool isNegative) const;
@@ -238,9 +239,17 @@ void NSNumberFormatter::State::appendGrouped(std::u16string& out, const std::str
   }
 }
 
+// One or two units; a blank where there is none.
+static std::u16string firstCharacter(const std::u16string& text) {
+  if (text.empty()) return u" ";
+  return text.substr(0, detail::codePointAt(text.data(), text.size(), 0).units);
+}
+
 std::u16string NSNumberFormatter::State::padded(const Affixes& affixes, const std::u16string& body) const {
   const size_t length = affixes.prefix.size() + body.size() + affixes.suffix.size();
-  const std::u16string fill(length < width ? width - length : 0, padding.empty() ? u' ' : padding[0]);
+  const std::u16string one = firstCharacter(padding);
+  std::u16string fill;
+  while (length + fill.size() < width) fill += one;
   switch (paddingPosition) {
     case NSNumberFormatterPadBeforePrefix: break;
     case NSNumberFormatterPadAfterPrefix: return affixes.prefix + fill + body + affixes.suffix;
@@ -252,7 +261,15 @@ std::u16string NSNumberFormatter::State::padded(const Affixes& affixes, const st
 
 NSNumber NSNumberFormatter::State::read(std::u16string_view text) const {
   text = withoutLastBlanks(withoutFirstBlanks(text));
-  while (width > 0 && !padding.empty() && text.starts_with(padding[0])) text.remove_prefix(1);
+  const NSNumber whole = readUnpadded(text);
+  if (!whole.isNil() || width == 0) return whole;
+  const std::u16string one = firstCharacter(padding);
+  while (text.starts_with(one)) text.remove_prefix(one.size());
+  while (text.ends_with(one)) text.remove_suffix(one.size());
+  return readUnpadded(text);
+}
+
+NSNumber NSNumberFormatter::State::readUnpadded(std::u16string_view text) const {
   if (text == form.notANumber && !text.empty())
     return decimals ? NSNumber(NSDecimalNumber::notANumber()) : NSNumber(std::nan(""));
   const NSNumber positive = readSigned(text, false);

@@ -184,7 +184,9 @@ void NSMutableArray::addObject(const Value& object) const {
 void NSMutableArray::addObjectsFromArray(const NSArray& other) const {
   if (isNil()) return;
   const NSArray source = other.isSame(*this) ? other.copy().as<NSArray>() : other;
-  arrayRep(*this)->reserve(count() + source.count());
+  detail::ArrayRep* rep = arrayRep(*this);
+  const size_t wanted = rep->count + source.count();
+  if (wanted > rep->capacity) rep->reserve(std::max<size_t>(wanted, rep->capacity * 2));
   for (const Value& item : itemsOf(source)) arrayRep(*this)->append(item);
 }
 

@@ -130,6 +130,9 @@ TEST(FetchFiles, ReadsRegularFiles) {
   EXPECT_EQ(NSURL::fileURLWithPath(fileWith("none", "")).absoluteString().fetch(), "");
   EXPECT_TRUE(NSURL::fileURLWithPath(fileWith("latin1", "caf\xE9")).absoluteString().fetch().isNil());
   EXPECT_TRUE(NSString("file://" + testFolder() + "/missing").fetch().isNil());
+  EXPECT_TRUE(NSString("file:///etc/hostname%00.txt").fetch().isNil());
+  EXPECT_TRUE(NSString("file://elsewhere/etc/hostname").fetch().isNil());
+  EXPECT_FALSE(NSString("file://localhost/etc/hostname").fetch().isNil());
   EXPECT_TRUE(NSString("file://" + testFolder()).fetch().isNil());
   const std::string pipe = testFolder() + "/pipe";
   ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);

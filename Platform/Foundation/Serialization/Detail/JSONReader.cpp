@@ -279,13 +279,30 @@ JSONFault explain(std::string_view text, JSONReading how, StructuralIndex& index
   return fault.offset < before.size() ? fault : lexical.fault;
 }
 
-}  // namespace
+// A thread keeps its index; destructors of statics that read after the thread-local ones have ended make their
+// own.
+constinit thread_local bool indexIsGone = false;
 
-Value readJSON(std::string_view text, JSONReading how, JSONFault& fault) {
-  static thread_local StructuralIndex index;
+struct KeptIndex {
+  StructuralIndex index;
+  ~KeptIndex() { indexIsGone = true; }
+};
+
+Value readWith(StructuralIndex& index, std::string_view text, JSONReading how, JSONFault& fault) {
   if (index.scan(text)) return TreeBuilder(text, how, index).build(fault);
   fault = explain(text, how, index);
   return {};
+}
+
+}  // namespace
+
+Value readJSON(std::string_view text, JSONReading how, JSONFault& fault) {
+  if (indexIsGone) {
+    StructuralIndex index;
+    return readWith(index, text, how, fault);
+  }
+  static thread_local KeptIndex kept;
+  return readWith(kept.index, text, how, fault);
 }
 
 }  // namespace orv::detail

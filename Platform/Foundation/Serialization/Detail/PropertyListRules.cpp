@@ -21,7 +21,7 @@ NSString foreignKind(const char* format, const Value& value) {
 }
 
 // The starts of the years 1 and 10000, in seconds since 2001.
-constexpr double kFirstXMLDate = -63114076800.0, kPastXMLDates = 252423993600.0;
+constexpr double kFirstXMLDate = -63113904000.0, kPastXMLDates = 252423993600.0;
 
 bool fitsXML(const NSDate& date) {
   const double seconds = date.timeIntervalSinceReferenceDate();

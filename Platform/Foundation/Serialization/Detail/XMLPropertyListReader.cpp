@@ -339,7 +339,7 @@ class Reader {
     for (;;) {
       const size_t end = text_.find_first_of("<&", at_);
       if (end == std::string_view::npos) return fail("An element has no end");
-      leaf_.append(text_.substr(at_, end - at_));
+      appendLines(text_.substr(at_, end - at_));
       at_ = end;
       if (text_[at_] == '&') {
         if (!readEntity()) return false;
@@ -353,10 +353,21 @@ class Reader {
     }
   }
 
+  // Line ends become line feeds (XML 1.0, section 2.11).
+  void appendLines(std::string_view text) {
+    for (;;) {
+      const size_t end = text.find('\r');
+      leaf_.append(text.substr(0, end));
+      if (end == std::string_view::npos) return;
+      leaf_ += '\n';
+      text.remove_prefix(text.substr(end).starts_with("\r\n") ? end + 2 : end + 1);
+    }
+  }
+
   bool readLiteralSection() {
     const size_t begin = at_ + 9, end = text_.find("]]>", begin);
     if (end == std::string_view::npos) return fail("A literal section has no end");
-    leaf_.append(text_.substr(begin, end - begin));
+    appendLines(text_.substr(begin, end - begin));
     at_ = end + 3;
     return true;
   }

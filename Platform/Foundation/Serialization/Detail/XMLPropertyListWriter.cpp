@@ -64,6 +64,13 @@ std::string withFullYears(std::string_view xml) {
   }
 }
 
+// A carriage return of a text would be read as a line feed.
+std::string withEscapedReturns(std::string xml) {
+  for (size_t at = xml.find('\r'); at != std::string::npos; at = xml.find('\r', at))
+    xml.replace(at, 1, "&#13;");
+  return xml;
+}
+
 }  // namespace
 
 NSData writeXMLPropertyList(const Value& tree) {
@@ -73,7 +80,7 @@ NSData writeXMLPropertyList(const Value& tree) {
   uint32_t length = 0;
   if (node) plist_to_xml(node.get(), &text, &length);
   const Text xml(text);
-  return xml ? NSData::dataWithBytes(withFullYears({text, length})) : NSData();
+  return xml ? NSData::dataWithBytes(withEscapedReturns(withFullYears({text, length}))) : NSData();
 }
 
 }  // namespace orv::detail
