@@ -332,7 +332,10 @@ namespace {
 // Reads when the thread-local values of its thread are gone.
 struct ReadsAtTheEnd {
   ~ReadsAtTheEnd() {
-    if (read("[1]") != Value(NSArray{1})) std::abort();
+    if (read(R"( {"a\"" : [ 1 , "b" ,true]} )") != Value(NSDictionary{{"a\"", NSArray{1, "b", true}}}))
+      std::abort();
+    for (const char* bad : {"[1\"a\"]", "[\"a", "[\"\x01\"]", "[\xFF]", "[1,]", ""})
+      if (!read(bad).isNil()) std::abort();
   }
 };
 ReadsAtTheEnd readsAtTheEnd;

@@ -51,7 +51,7 @@ TEST(OrvJSON, MalformedTextIsToldWithLineAndColumn) {
   expectRefused({"json"}, "orv: standard input:1:", "[1,]");
   expectRefused({"json", "get", "a", "bad.json"}, "orv: bad.json:3:3: ");
   expectRefused({"json", "missing.json"}, "orv: missing.json: No such file or directory");
-  expectRefused({"json"}, "orv: standard input: Unable to parse empty data.");
+  expectRefused({"json"}, "orv: standard input:1:1: Unable to parse empty data.");
   EXPECT_EQ(runOrv({"json", "--pretty", "--compact"}).exitStatus, 2);
 }
 

@@ -268,12 +268,14 @@ LexicalFault findLexicalFault(std::string_view text) noexcept {
   return {{"Unterminated string", start}, start};
 }
 
+using Scan = bool (StructuralIndex::*)(std::string_view text);
+
 // The first fault of a text that the scanner refuses: one of grammar before the token that is none, or that.
-JSONFault explain(std::string_view text, JSONReading how, StructuralIndex& index) {
+JSONFault explain(std::string_view text, JSONReading how, StructuralIndex& index, Scan scan) {
   if (text.size() > StructuralIndex::kLongestText) return {"Text of more than 4 gigabytes", 0};
   const LexicalFault lexical = findLexicalFault(text);
   const std::string_view before = text.substr(0, lexical.tokenStart);
-  if (!index.scan(before) || index.count() == 0) return lexical.fault;
+  if (!(index.*scan)(before) || index.count() == 0) return lexical.fault;
   JSONFault fault;
   if (TreeBuilder(before, how, index).build(fault)) return {"Garbage at end", lexical.tokenStart};
   return fault.offset < before.size() ? fault : lexical.fault;
@@ -288,9 +290,9 @@ struct KeptIndex {
   ~KeptIndex() { indexIsGone = true; }
 };
 
-Value readWith(StructuralIndex& index, std::string_view text, JSONReading how, JSONFault& fault) {
-  if (index.scan(text)) return TreeBuilder(text, how, index).build(fault);
-  fault = explain(text, how, index);
+Value readWith(StructuralIndex& index, Scan scan, std::string_view text, JSONReading how, JSONFault& fault) {
+  if ((index.*scan)(text)) return TreeBuilder(text, how, index).build(fault);
+  fault = explain(text, how, index, scan);
   return {};
 }
 
@@ -299,10 +301,10 @@ Value readWith(StructuralIndex& index, std::string_view text, JSONReading how, J
 Value readJSON(std::string_view text, JSONReading how, JSONFault& fault) {
   if (indexIsGone) {
     StructuralIndex index;
-    return readWith(index, text, how, fault);
+    return readWith(index, &StructuralIndex::scanPlainly, text, how, fault);
   }
   static thread_local KeptIndex kept;
-  return readWith(kept.index, text, how, fault);
+  return readWith(kept.index, &StructuralIndex::scan, text, how, fault);
 }
 
 }  // namespace orv::detail

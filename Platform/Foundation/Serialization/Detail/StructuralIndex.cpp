@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <new>
 
+#include "Platform/Foundation/Text/Unicode.h"
+
 namespace orv::detail {
 namespace {
 
@@ -45,6 +47,35 @@ bool StructuralIndex::scan(std::string_view text) {
   if (error) return false;
   positions_ = scanner_->implementation->structural_indexes.get();
   count_ = scanner_->implementation->n_structural_indexes;
+  return true;
+}
+
+size_t StructuralIndex::endOfString(std::string_view text, size_t at) noexcept {
+  for (; at < text.size(); ++at) {
+    if (text[at] == '"') return at;
+    if (static_cast<uint8_t>(text[at]) < 0x20) break;
+    if (text[at] == '\\') ++at;
+  }
+  return std::string_view::npos;
+}
+
+bool StructuralIndex::scanPlainly(std::string_view text) {
+  if (text.size() > kLongestText || !measureUtf8(text, IllFormed::Refuse).valid) return false;
+  plain_.clear();
+  bool inScalar = false;  // a number or a word, which a quote does not end
+  for (size_t at = 0; at < text.size(); ++at) {
+    const char c = text[at];
+    const bool isBlank = c == ' ' || c == '\n' || c == '\r' || c == '\t';
+    const bool isMark = std::string_view("{}[]:,").find(c) != std::string_view::npos;
+    if (isMark || (!isBlank && !inScalar)) plain_.push_back(static_cast<uint32_t>(at));
+    inScalar = !isBlank && !isMark && c != '"';
+    if (c != '"') continue;
+    at = endOfString(text, at + 1);
+    if (at == std::string_view::npos) return false;
+  }
+  count_ = plain_.size();
+  plain_.push_back(static_cast<uint32_t>(text.size()));
+  positions_ = plain_.data();
   return true;
 }
 

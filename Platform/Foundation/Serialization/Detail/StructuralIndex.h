@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <string_view>
+#include <vector>
 
 namespace orv::detail {
 
@@ -26,6 +27,8 @@ class StructuralIndex {
   // False when the text is not UTF-8, a string in it has no end or holds an unescaped control character, or the
   // text is longer than kLongestText. A text without any token has none.
   bool scan(std::string_view text);
+  // The same byte by byte and without simdjson, whose own parts may be gone while the process ends.
+  bool scanPlainly(std::string_view text);
 
   size_t count() const noexcept { return count_; }
   // For `i` below the count; at the count itself the length of the text.
@@ -34,7 +37,11 @@ class StructuralIndex {
 
  private:
   struct Scanner;
+  // Reads on behind an opening quote; the place of the closing one, or npos.
+  static size_t endOfString(std::string_view text, size_t at) noexcept;
+
   std::unique_ptr<Scanner> scanner_;
+  std::vector<uint32_t> plain_;
   const uint32_t* positions_ = nullptr;
   size_t count_ = 0;
 };
