@@ -1,9 +1,7 @@
 #include "Orvane/macOS/OrvSettings.h"
 
 #include <errno.h>
-#include <fcntl.h>
 #include <time.h>
-#include <unistd.h>
 
 #include <string>
 
@@ -27,16 +25,6 @@ std::string timeStamp() {
   char text[32];
   ::strftime(text, sizeof text, "%Y%m%dT%H%M%SZ", &utc);
   return text;
-}
-
-// Gives a file's contents a second name: another link to them, or a copy where the file system has no links.
-// EEXIST when the name is taken.
-int keepAs(const std::string& file, const std::string& name) {
-  if (::linkat(AT_FDCWD, file.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) == 0) return 0;
-  if (errno == EEXIST) return EEXIST;
-  NSData contents;
-  if (const int error = detail::readFile(file, contents)) return error;
-  return ::access(name.c_str(), F_OK) == 0 ? EEXIST : detail::replaceFile(name, contents.view());
 }
 
 }  // namespace
@@ -74,14 +62,10 @@ NSDictionary OrvSettings::readFile() {
 
 bool OrvSettings::keepUnusableFile() {
   if (!unusable_) return true;
-  constexpr int kMostNames = 100;
   std::string path;
   if (!detail::systemPath(url_, path)) return false;
-  const std::string base = path + ".corrupt-" + timeStamp();
-  std::string kept = base;
-  int error = keepAs(path, kept);
-  for (int i = 1; error == EEXIST && i < kMostNames; ++i)
-    error = keepAs(path, kept = base + "-" + std::to_string(i));
+  std::string kept;
+  const int error = detail::keepFileAside(path, path + ".corrupt-" + timeStamp(), kept);
   if (error != 0 && error != ENOENT) return false;
   unusable_ = false;
   if (error == 0)

@@ -1,13 +1,18 @@
 #include "Platform/Foundation/Values/NSData.h"
 
 #include <fcntl.h>
+#include <grp.h>
 #include <gtest/gtest.h>
 #include <rapidcheck.h>
 #include <signal.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -307,4 +312,115 @@ TEST(NSDataFiles, ErrorsAreTheSystems) {
   EXPECT_EQ(detail::replaceFile(testFolder(), "x"), EISDIR);
   EXPECT_EQ(detail::replaceFile("", "x"), ENOENT);
   EXPECT_EQ(detail::overwriteFile("/dev/full", "x"), ENOSPC);
+}
+
+TEST(NSDataFiles, APipeAndADeviceTakeTheBytesAndStay) {
+  const std::string pipe = testFolder() + "/pipe", link = testFolder() + "/link";
+  ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+  fs::create_symlink("pipe", link);
+  const int reader = ::open(pipe.c_str(), O_RDWR | O_CLOEXEC);
+  char seen[8] = {};
+  EXPECT_EQ(detail::replaceFile(pipe, "abc"), 0);
+  EXPECT_EQ(::read(reader, seen, sizeof seen), 3);
+  EXPECT_EQ(detail::replaceLinkedFile(link, "defg"), 0);
+  EXPECT_EQ(::read(reader, seen, sizeof seen), 4);
+  // A link of /proc whose target has no path.
+  int ends[2];
+  ASSERT_EQ(::pipe(ends), 0);
+  EXPECT_EQ(detail::replaceLinkedFile("/proc/self/fd/" + std::to_string(ends[1]), "hi"), 0);
+  EXPECT_EQ(::read(ends[0], seen, sizeof seen), 2);
+  for (const int each : {reader, ends[0], ends[1]}) ::close(each);
+  EXPECT_TRUE(fs::is_fifo(pipe));
+  EXPECT_TRUE(fs::is_symlink(link));
+  EXPECT_EQ(detail::replaceFile("/dev/full", "x"), ENOSPC);
+  EXPECT_TRUE(fs::is_character_file("/dev/full"));
+}
+
+TEST(NSDataFiles, ASocketIsNotReplaced) {
+  const std::string path = testFolder() + "/socket";
+  const int descriptor = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  const fs::path before = fs::current_path();
+  fs::current_path(testFolder());
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  std::strcpy(address.sun_path, "socket");
+  ASSERT_EQ(::bind(descriptor, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+  fs::current_path(before);
+  EXPECT_EQ(detail::replaceFile(path, "x"), EINVAL);
+  EXPECT_TRUE(fs::is_socket(path));
+  EXPECT_EQ(entriesIn(testFolder()), 1u);
+  ::close(descriptor);
+}
+
+TEST(NSDataFiles, ADanglingLinksTargetIsMade) {
+  fs::create_symlink("target", testFolder() + "/link");
+  EXPECT_EQ(detail::replaceLinkedFile(testFolder() + "/link", "x"), 0);
+  EXPECT_TRUE(fs::is_symlink(testFolder() + "/link"));
+  EXPECT_EQ(contentsOf(testFolder() + "/target"), "x");
+}
+
+// Another user's file, replaced by somebody who may not give files away.
+TEST(NSDataFiles, NoOtherGroupGainsAccess) {
+  if (::getuid() != 0) GTEST_SKIP() << "needs a second user";
+  constexpr gid_t kShared = 54321, kOwn = 54322;
+  struct {
+    gid_t group;
+    mode_t mode, expected;
+    gid_t expectedGroup;
+  } const cases[] = {{kShared, 0640, 0640, kShared}, {0, 0640, 0600, kOwn}, {0, 0664, 0644, kOwn}};
+  const fs::path before = fs::current_path();
+  fs::current_path(testFolder());
+  ASSERT_EQ(::chmod(".", 0777), 0);
+  for (const auto& each : cases) {
+    fs::remove("file");
+    put("file", "old");
+    ASSERT_EQ(::chown("file", 0, each.group), 0);
+    ASSERT_EQ(::chmod("file", each.mode), 0);
+    const pid_t child = ::fork();
+    if (child == 0) {
+      const bool other =
+          ::setgroups(1, &kShared) == 0 && ::setgid(kOwn) == 0 && ::setuid(static_cast<uid_t>(kOwn)) == 0;
+      ::_exit(other ? detail::replaceFile("file", "new") : 255);
+    }
+    int status = -1;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    struct stat now {};
+    ASSERT_EQ(::stat("file", &now), 0);
+    EXPECT_EQ(contentsOf("file"), "new");
+    EXPECT_EQ(now.st_mode & 07777, each.expected);
+    EXPECT_EQ(now.st_gid, each.expectedGroup);
+  }
+  fs::current_path(before);
+}
+
+TEST(NSDataFiles, AFileIsKeptAsideUnderTheFirstFreeName) {
+  const std::string path = testFolder() + "/file", base = testFolder() + "/kept";
+  std::string kept;
+  EXPECT_EQ(detail::keepFileAside(path, base, kept), ENOENT);
+  for (const char* name : {"", "-1", "-2"}) {
+    put(path, name);
+    ASSERT_EQ(detail::keepFileAside(path, base, kept), 0);
+    EXPECT_EQ(kept, base + name);
+    ASSERT_EQ(detail::replaceFile(path, "new"), 0);
+    EXPECT_EQ(contentsOf(kept), name);
+  }
+  for (int i = 3; i < 100; ++i) put(base + "-" + std::to_string(i), "taken");
+  EXPECT_EQ(detail::keepFileAside(path, base, kept), EEXIST);
+}
+
+TEST(NSDataFiles, ACopyKeptAsideIsAsPrivateAsTheFile) {
+  const std::string elsewhere = "/dev/shm/orvane-" + std::to_string(::getpid());
+  put(elsewhere, "secret");
+  ASSERT_EQ(::chmod(elsewhere.c_str(), 0600), 0);
+  const std::string link = testFolder() + "/link", base = testFolder() + "/kept";
+  fs::create_symlink(elsewhere, link);
+  put(base, "taken");
+  std::string kept;
+  EXPECT_EQ(detail::keepFileAside(link, base, kept), 0);
+  fs::remove(elsewhere);
+  EXPECT_EQ(kept, base + "-1");
+  EXPECT_EQ(contentsOf(kept), "secret");
+  EXPECT_EQ(modeOf(kept), 0600u);
+  EXPECT_EQ(contentsOf(base), "taken");
 }

@@ -1,6 +1,8 @@
 #include "Platform/Foundation/System/NSUserDefaults.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 #include <fstream>
@@ -11,6 +13,7 @@
 #include "Platform/Foundation/Values/NSArray.h"
 #include "Platform/Foundation/Values/NSData.h"
 #include "Platform/Foundation/Values/NSDate.h"
+#include "Platform/Foundation/Values/NSDecimalNumber.h"
 #include "Platform/Foundation/Values/NSDictionary.h"
 #include "Platform/Foundation/Values/NSException.h"
 #include "Platform/Foundation/Values/NSNull.h"
@@ -196,6 +199,76 @@ TEST_F(NSUserDefaultsTest, ADamagedFileIsKeptBesideTheNewOne) {
   EXPECT_EQ(kept[0].rfind(file() + ".corrupt-", 0), 0u);
   std::ifstream in(kept[0]);
   EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), "{precious = ");
+}
+
+TEST_F(NSUserDefaultsTest, DamagedFilesOfOneSecondAreAllKept) {
+  const fs::path folder = fs::path(file()).parent_path();
+  fs::create_directories(folder);
+  for (const char* bad : {"{1", "{2", "{3"}) {
+    std::ofstream(file()) << bad;
+    defaults_->synchronize();
+    captureStandardError([&] { defaults_->setObjectForKey(bad, "a"); });
+  }
+  EXPECT_EQ(std::distance(fs::directory_iterator(folder), fs::directory_iterator()), 4);
+}
+
+TEST_F(NSUserDefaultsTest, ADamagedFileThatCannotBeKeptIsNotReplaced) {
+  fs::create_directories(fs::path(file()).parent_path());
+  std::ofstream(file()) << "{precious = ";
+  for (time_t now = ::time(nullptr), at = now; at < now + 30; ++at)
+    for (int i = 0; i < 100; ++i)
+      std::ofstream(file() + ".corrupt-" + std::to_string(at) + (i ? "-" + std::to_string(i) : ""));
+  defaults_->synchronize();
+  const std::string said = captureStandardError([&] { defaults_->setObjectForKey(1, "a"); });
+  EXPECT_NE(said.find("Cannot keep a copy of "), std::string::npos);
+  EXPECT_EQ(defaults_->integerForKey("a"), 1);
+  std::ifstream in(file());
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), "{precious = ");
+}
+
+TEST_F(NSUserDefaultsTest, SettingsThatCannotBeReadSurvive) {
+  defaults_->setObjectForKey("precious", "old");
+  defaults_->setObjectForKey("x", "gone");
+  defaults_->synchronize();
+  const std::string said = captureStandardError([&] {
+    rlimit before{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+    rlimit none = before;
+    none.rlim_cur = 0;
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+    defaults_->setObjectForKey("y", "new");
+    defaults_->removeObjectForKey("gone");
+    EXPECT_EQ(defaults_->stringForKey("new"), NSString("y"));
+    EXPECT_TRUE(defaults_->objectForKey("old").isNil());
+    ::setrlimit(RLIMIT_NOFILE, &before);
+  });
+  EXPECT_NE(said.find("Cannot read "), std::string::npos);
+  EXPECT_EQ(said.find("Cannot read "), said.rfind("Cannot read "));  // once
+  EXPECT_EQ(contents(), (NSDictionary{{"old", "precious"}, {"gone", "x"}}));
+  EXPECT_EQ(defaults_->stringForKey("old"), NSString("precious"));
+  EXPECT_TRUE(defaults_->objectForKey("gone").isNil());
+  EXPECT_EQ(contents(), (NSDictionary{{"old", "precious"}, {"new", "y"}}));
+}
+
+TEST_F(NSUserDefaultsTest, TheFilesPermissionsAndALinkStay) {
+  fs::create_directories(fs::path(file()).parent_path());
+  const std::string real = testFolder() + "/real.plist";
+  std::ofstream(real) << "{a = b;}";
+  ASSERT_EQ(::chmod(real.c_str(), 0600), 0);
+  fs::create_symlink(real, file());
+  defaults_->synchronize();
+  defaults_->setObjectForKey("d", "c");
+  EXPECT_TRUE(fs::is_symlink(file()));
+  EXPECT_EQ(fs::status(real).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+  EXPECT_EQ(contents(), (NSDictionary{{"a", "b"}, {"c", "d"}}));
+}
+
+TEST_F(NSUserDefaultsTest, DecimalsInContainersKeepTheirDigits) {
+  const Value exact = NSDecimalNumber::decimalNumberWithString("1234567890.12345678901234567890");
+  defaults_->setObjectForKey(NSArray{NSDictionary{{"n", exact}}}, "list");
+  const Value kept = defaults_->objectForKey("list");
+  EXPECT_EQ(kept.as<NSArray>().objectAtIndex(0).as<NSDictionary>().objectForKey("n").description(),
+            exact.description());
 }
 
 TEST_F(NSUserDefaultsTest, WhatCannotBeWrittenHoldsForTheProcess) {

@@ -103,6 +103,10 @@ TEST(OrvJSON, WritesFilesInOneStep) {
   EXPECT_EQ(printed({"json", "get", "0", "a.json", "-o", "link.json"}), "");
   EXPECT_TRUE(fs::is_symlink(place("link.json")));
   EXPECT_EQ(readFile(place("out.json")), "1\n");
+  fs::create_symlink("made.json", place("dangling.json"));
+  EXPECT_EQ(printed({"json", "--compact", "a.json", "-o", "dangling.json"}), "");
+  EXPECT_TRUE(fs::is_symlink(place("dangling.json")));
+  EXPECT_EQ(readFile(place("made.json")), "[1]\n");
   writeFile("bad.json", "[");
   EXPECT_EQ(runOrv({"json", "bad.json", "-o", "out.json"}).exitStatus, 1);
   EXPECT_EQ(readFile(place("out.json")), "1\n");

@@ -1,5 +1,4 @@
 #include <charconv>
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -71,15 +70,9 @@ Value readPropertyList(const std::string& file, Output& output) {
 }
 
 // What a link leads to is replaced, not the link.
-std::string finalTarget(const std::string& target) {
-  std::error_code error;
-  const std::filesystem::path followed = std::filesystem::canonical(target, error);
-  return error ? target : followed.string();
-}
-
 void writeDocument(std::string_view document, const DocumentOptions& options, Output& output) {
   if (options.target.empty()) return output.write(document);
-  if (const int error = orv::detail::replaceFile(finalTarget(options.target), document))
+  if (const int error = orv::detail::replaceLinkedFile(options.target, document))
     output.failWithErrno(options.target, error);
 }
 

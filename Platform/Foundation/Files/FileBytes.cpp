@@ -134,16 +134,27 @@ int giveName(int descriptor, int folder, std::string& name) {
   return errno;
 }
 
-// Writes and syncs the new file; it takes over the old one's owner, where that is allowed, and permissions.
+// Takes over the old file's owner and group as far as that is allowed, and its permissions as far as they then
+// let nobody in who was kept out before.
+int takeOver(int descriptor, const struct stat& old) {
+  struct stat fresh {};
+  if (::fstat(descriptor, &fresh) != 0) return errno;
+  if ((fresh.st_uid == old.st_uid && fresh.st_gid == old.st_gid) ||
+      ::fchown(descriptor, old.st_uid, old.st_gid) == 0)
+    return ::fchmod(descriptor, old.st_mode & 07777) == 0 ? 0 : errno;
+  // The set-user-ID bits only mean what they meant while the owner stays.
+  mode_t mode = old.st_mode & 0777;
+  const bool sameGroup =
+      fresh.st_gid == old.st_gid || ::fchown(descriptor, static_cast<uid_t>(-1), old.st_gid) == 0;
+  // Another group gets no more than everybody.
+  if (!sameGroup) mode &= 0707 | (mode & 07) << 3;
+  return ::fchmod(descriptor, mode) == 0 ? 0 : errno;
+}
+
+// Writes and syncs the new file in the old one's place.
 int fillTemporary(File& file, const struct stat* old, std::string_view contents) {
-  if (old) {
-    struct stat fresh {};
-    if (::fstat(file.get(), &fresh) != 0) return errno;
-    const bool ours = (fresh.st_uid == old->st_uid && fresh.st_gid == old->st_gid) ||
-                      ::fchown(file.get(), old->st_uid, old->st_gid) == 0;
-    // The set-user-ID bits only mean what they meant while the owner stays.
-    if (::fchmod(file.get(), old->st_mode & (ours ? 07777 : 0777)) != 0) return errno;
-  }
+  if (old)
+    if (const int error = takeOver(file.get(), *old)) return error;
   if (const int error = writeFully(file.get(), contents)) return error;
   return sync(file.get());
 }
@@ -164,10 +175,23 @@ int makeTemporary(int folder, const struct stat* old, std::string_view contents,
   return named.close();
 }
 
+bool isPipeOrDevice(mode_t mode) { return S_ISFIFO(mode) || S_ISCHR(mode) || S_ISBLK(mode); }
+
+// What is no file of the disk takes the bytes itself.
+int writeInto(int folder, const std::string& name, std::string_view contents) {
+  File file(::openat(folder, name.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY));
+  if (!file.isOpen()) return errno;
+  if (const int error = writeFully(file.get(), contents)) return error;
+  if (const int error = sync(file.get())) return error;
+  return file.close();
+}
+
 int replaceInFolder(int folder, const std::string& name, std::string_view contents) {
   struct stat status {};
   const bool exists = ::fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
   if (exists && S_ISDIR(status.st_mode)) return EISDIR;
+  if (exists && isPipeOrDevice(status.st_mode)) return writeInto(folder, name, contents);
+  if (exists && !S_ISREG(status.st_mode) && !S_ISLNK(status.st_mode)) return EINVAL;
   const struct stat* old = exists && S_ISREG(status.st_mode) ? &status : nullptr;
   std::string temporary;
   int error = makeTemporary(folder, old, contents, temporary);
@@ -188,6 +212,26 @@ std::string linkTarget(const std::string& link) {
 bool isLink(const std::string& path) {
   struct stat status {};
   return ::lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
+}
+
+// A copy under a new name, for nobody who may not read the file itself. EEXIST when the name is taken.
+int copyAs(const std::string& path, const std::string& name) {
+  NSData contents;
+  if (const int error = readFile(path, contents)) return error;
+  struct stat status {};
+  if (::stat(path.c_str(), &status) != 0) return errno;
+  File copy(::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+  if (!copy.isOpen()) return errno;
+  int error = fillTemporary(copy, &status, contents.view());
+  if (error == 0) error = copy.close();
+  if (error != 0) ::unlink(name.c_str());
+  return error;
+}
+
+// Another link to the contents, or a copy where there can be no link.
+int keepAs(const std::string& path, const std::string& name) {
+  if (::linkat(AT_FDCWD, path.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) == 0) return 0;
+  return errno == EEXIST || errno == ENOENT ? errno : copyAs(path, name);
 }
 
 }  // namespace
@@ -227,6 +271,10 @@ int replaceFile(const std::string& path, std::string_view contents) {
 int replaceLinkedFile(const std::string& path, std::string_view contents) {
   constexpr int kMostLinks = 40;  // as many as the kernel follows
   if (hasZeroByte(path)) return EINVAL;
+  struct stat status {};
+  // Links of /proc lead to pipes that have no path.
+  if (::stat(path.c_str(), &status) == 0 && isPipeOrDevice(status.st_mode))
+    return writeInto(AT_FDCWD, path, contents);
   std::string file = path;
   for (int links = 0; isLink(file); ++links) {
     if (links == kMostLinks) return ELOOP;
@@ -242,6 +290,15 @@ int overwriteFile(const std::string& path, std::string_view contents) {
   if (const int error = writeFully(file.get(), contents)) return error;
   if (const int error = sync(file.get())) return error;
   return file.close();
+}
+
+int keepFileAside(const std::string& path, const std::string& base, std::string& kept) {
+  constexpr int kMostNames = 100;
+  if (hasZeroByte(path) || hasZeroByte(base)) return EINVAL;
+  int error = keepAs(path, kept = base);
+  for (int i = 1; error == EEXIST && i < kMostNames; ++i)
+    error = keepAs(path, kept = base + "-" + std::to_string(i));
+  return error;
 }
 
 }  // namespace orv::detail

@@ -12,11 +12,12 @@ namespace orv::detail {
 // Reads to the end, also where the file's size is not known beforehand. EISDIR for a folder.
 ORV_EXPORT int readFile(const std::string& path, NSData& contents);
 
-// Writes a new file beside the target, syncs it, gives it the old file's permissions, renames it over the
+// Writes a new file beside the target, syncs it, gives it the old file's owner, group and permissions (those of
+// a group that cannot be kept shrink to those of everybody), renames it over the
 // target and syncs the folder: at every moment the target is the old or the new file in full. A symbolic link
 // at the target is replaced by the file. After an error the old file is untouched and nothing is left behind.
 // Where the file system can hold a file without a name, a process that is killed while writing leaves none,
-// too.
+// too. A pipe or a device is written to instead, and blocks as it likes; EINVAL for a socket.
 ORV_EXPORT int replaceFile(const std::string& path, std::string_view contents);
 
 // The same, but a symbolic link stays and the file it names is replaced, or made where there is none.
@@ -24,5 +25,11 @@ ORV_EXPORT int replaceLinkedFile(const std::string& path, std::string_view conte
 
 // Overwrites the file in place, or creates it, and syncs it. Follows symbolic links.
 ORV_EXPORT int overwriteFile(const std::string& path, std::string_view contents);
+
+// Gives a file's contents a second name, `base` or the first free of `base-1`, `base-2` and so on, which is
+// answered in `kept`; the file itself stays. A symbolic link is followed. Where there can be no second link it
+// is a copy that nobody may read who may not read the file. ENOENT when there is no such file, EEXIST when a
+// hundred names are taken.
+ORV_EXPORT int keepFileAside(const std::string& path, const std::string& base, std::string& kept);
 
 }  // namespace orv::detail

@@ -17,6 +17,7 @@
 #include "Platform/Foundation/Values/NSArray.h"
 #include "Platform/Foundation/Values/NSData.h"
 #include "Platform/Foundation/Values/NSException.h"
+#include "Platform/Foundation/Values/NSNull.h"
 #include "Platform/Foundation/Values/NSNumber.h"
 
 using namespace orv;
@@ -71,10 +72,19 @@ bool canBeStored(const Value& value, const NSString& key) {
                                                           NSPropertyListBinaryFormat_v1_0);
 }
 
-// What a caller may change later is copied with all that is in it.
+// What a caller may change later is copied with all that is in it; every leaf stays what it is.
 Value keptForm(const Value& value) {
-  if (!value.isKindOf<NSArray>() && !value.isKindOf<NSDictionary>()) return value;
-  return NSPropertyListSerialization::propertyListWithData(binaryOf(value), 0);
+  if (value.isKindOf<NSArray>()) {
+    const NSMutableArray copy = NSMutableArray::array();
+    for (const Value& element : value.as<NSArray>()) copy.addObject(keptForm(element));
+    return copy.copy();
+  }
+  if (value.isKindOf<NSDictionary>()) {
+    const NSMutableDictionary copy = NSMutableDictionary::dictionary();
+    for (const auto& [key, element] : value.as<NSDictionary>()) copy.setObjectForKey(keptForm(element), key);
+    return copy.copy();
+  }
+  return value;
 }
 
 }  // namespace
@@ -86,22 +96,50 @@ struct NSUserDefaults::State {
   NSMutableDictionary fallbacks = NSMutableDictionary::dictionary();
   std::string path;      // from which `own` was read
   bool damaged = false;  // that file holds something else than a property list
+  // There are settings that could not be read: they are not replaced, and what is set meanwhile (null for what
+  // is removed) waits until they can.
+  bool unreadable = false;
+  NSMutableDictionary waiting = NSMutableDictionary::dictionary();
 
   // From here on with the lock held.
   void load();
   NSDictionary stored();
+  void set(const Value& value, const NSString& key);
+  void change(const Value& value, const NSString& key);
   void save();
-  void keepDamagedFile();
+  bool keepDamagedFile();
+  void noteReadError(const std::string& file, int error);
 };
 
 // The file moves when the bundle gets its identifier or the environment another folder.
 void NSUserDefaults::State::load() {
   const std::string folder = configFolder();
   const std::string now = folder.empty() ? std::string() : folder + "/" + ownName() + "/defaults.plist";
-  if (own && now == path) return;
+  if (own && now == path && !unreadable) return;
+  if (now != path) {
+    waiting = NSMutableDictionary::dictionary();
+    unreadable = false;
+  }
   path = now;
   own = NSMutableDictionary::dictionary();
   own.addEntriesFromDictionary(stored());
+  for (const auto& [key, value] : waiting) change(value, key.as<NSString>());
+  if (unreadable || waiting.count() == 0) return;
+  waiting = NSMutableDictionary::dictionary();
+  save();
+}
+
+void NSUserDefaults::State::change(const Value& value, const NSString& key) {
+  own.setValueForKey(value == Value(NSNull::null()) ? Value() : value, key);
+}
+
+// No file at all is no error. One line for a row of failures.
+void NSUserDefaults::State::noteReadError(const std::string& file, int error) {
+  const bool before = unreadable;
+  unreadable = error != 0 && error != ENOENT && error != ENOTDIR;
+  if (!unreadable || before) return;
+  detail::consoleWrite(NSString("Cannot read ") + NSString::stringWithFileSystemRepresentation(file) + ": " +
+                       std::strerror(error));
 }
 
 // Where there is no property list yet, the JSON of earlier versions counts.
@@ -116,6 +154,7 @@ NSDictionary NSUserDefaults::State::stored() {
     file.replace(file.rfind('.'), std::string::npos, ".json");
     error = detail::readFile(file, contents);
   }
+  noteReadError(file, error);
   if (error != 0) return nil;
   NSDictionary read = old ? detail::readOldSettings(contents) : readPropertyList(contents);
   damaged = read.isNil() && !old;
@@ -126,20 +165,33 @@ NSDictionary NSUserDefaults::State::stored() {
 }
 
 // What the user had may still be mended.
-void NSUserDefaults::State::keepDamagedFile() {
-  if (!damaged) return;
-  ::rename(path.c_str(), (path + ".corrupt-" + std::to_string(::time(nullptr))).c_str());
-  damaged = false;
+bool NSUserDefaults::State::keepDamagedFile() {
+  if (!damaged) return true;
+  std::string kept;
+  const int error = detail::keepFileAside(path, path + ".corrupt-" + std::to_string(::time(nullptr)), kept);
+  damaged = error != 0 && error != ENOENT;
+  if (damaged)
+    detail::consoleWrite(NSString("Cannot keep a copy of ") +
+                         NSString::stringWithFileSystemRepresentation(path) + ": " + std::strerror(error));
+  return !damaged;
 }
 
 void NSUserDefaults::State::save() {
-  if (path.empty()) return;
+  if (path.empty() || unreadable) return;
   makeFolders(path);
-  keepDamagedFile();
-  const int error = detail::replaceFile(path, binaryOf(own).view());
+  if (!keepDamagedFile()) return;
+  const int error = detail::replaceLinkedFile(path, binaryOf(own).view());
   if (error == 0) return;
   detail::consoleWrite(NSString("Cannot write ") + NSString::stringWithFileSystemRepresentation(path) + ": " +
                        std::strerror(error));
+}
+
+void NSUserDefaults::State::set(const Value& value, const NSString& key) {
+  if (!unreadable && own.objectForKey(key).isSame(value)) return;
+  const Value kept = value ? keptForm(value) : Value(NSNull::null());
+  change(kept, key);
+  if (unreadable) waiting.setObjectForKey(kept, key);
+  save();
 }
 
 NSUserDefaults::NSUserDefaults() : state_(std::make_unique<State>()) {}
@@ -188,9 +240,7 @@ void NSUserDefaults::setObjectForKey(const Value& value, const NSString& key) {
         NSString::stringWithFormat("Attempt to insert non-property list object %@ for key %@", value, key));
   const std::lock_guard lock(state_->mutex);
   state_->load();
-  if (state_->own.objectForKey(key).isSame(value)) return;
-  state_->own.setValueForKey(keptForm(value), key);
-  state_->save();
+  state_->set(value, key);
 }
 
 void NSUserDefaults::removeObjectForKey(const NSString& key) { setObjectForKey(nil, key); }

@@ -19,7 +19,10 @@ class NSArray;
 // until the process ends, and the system's console gets one line.
 //
 // A file that is no property list counts as empty, with one line on the console; before it is replaced it is
-// kept beside as `defaults.plist.corrupt-SECONDS`.
+// kept beside as `defaults.plist.corrupt-SECONDS` (`-1`, `-2` and so on behind it while the name is taken), and
+// where it cannot be kept it is not replaced. A file that is there but cannot be read is not replaced either:
+// the console gets one line, changes hold in memory, each access tries to read again, and the first that can
+// writes the changes.
 //
 // One object for all; any thread may call any member. A change on one thread is seen by all at once. The file
 // belongs to one process at a time: of two that write at once, the later one wins.
@@ -52,6 +55,7 @@ class ORV_EXPORT NSUserDefaults : public NSObject {
   // Everything that counts now, in one dictionary.
   NSDictionary dictionaryRepresentation() const;
   // Forgets what was set here and reads the file anew, for example after another process has written it.
+  // What waits for a file that could not be read stays.
   void synchronize();
 
   NSString className() const override;
