@@ -12,7 +12,8 @@ option(ORVANE_BUILD_FUZZERS "Build the fuzz targets with libFuzzer (clang)" OFF)
 option(ORVANE_INSTALL "Install the library and make packages" ${PROJECT_IS_TOP_LEVEL})
 option(ORVANE_WARNINGS_AS_ERRORS "Warnings stop the build (developers and CI)" OFF)
 option(ORVANE_FAST_TOOLS "Use ccache and mold when they are there" ${PROJECT_IS_TOP_LEVEL})
-option(ORVANE_PRECOMPILE "Precompile the headers that most of the library includes" ON)
+# Off by default: GCC 12 takes the standard library in a precompiled header for our own code, and warns of it.
+option(ORVANE_PRECOMPILE "Precompile the headers that most of the library includes" OFF)
 option(ORVANE_QUEUE_CHECKS "Report queues that wait for each other in a circle" OFF)
 set(ORVANE_SANITIZE "" CACHE STRING "Sanitizers for every target, as in -fsanitize=LIST")
 

@@ -218,7 +218,7 @@ std::u16string NSNumberFormatter::State::layOut(const NumberDigits& digits) cons
   std::string fraction = digits.fractionPart(pattern.maximumFraction);
   if (fraction.size() < pattern.minimumFraction)
     fraction.append(pattern.minimumFraction - fraction.size(), '0');
-  if (whole.empty() && fraction.empty()) whole = "0";
+  if (whole.empty() && fraction.empty()) whole.push_back('0');
 
   std::u16string out;
   appendGrouped(out, whole);
@@ -315,7 +315,7 @@ bool NSNumberFormatter::State::readDigits(std::u16string_view text, std::string&
 }
 
 NSNumber NSNumberFormatter::State::numberOfAscii(std::string ascii, bool isNegative) const {
-  if (isNegative) ascii.insert(0, "-");
+  if (isNegative) ascii.insert(ascii.begin(), '-');
   const char* const end = ascii.data() + ascii.size();
   int64_t integer = 0;
   if (!decimals && !pattern.percent && !(isNegative && ascii.find_first_not_of("-0") == std::string::npos)) {
