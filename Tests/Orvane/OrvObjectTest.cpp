@@ -101,6 +101,23 @@ std::string reasonOfRefusal() {
 
 // ---- Creation
 
+namespace {
+
+// Describes a model when the thread-local values of its thread are gone.
+struct DescribesAtTheEnd {
+  ~DescribesAtTheEnd() {
+    if (!model->description().hasPrefix("<OrvObject\n _properties=")) std::abort();
+  }
+  Ref<OrvObject> model = make<OrvObject>();
+};
+
+}  // namespace
+
+TEST(OrvObject, IsDescribedWhileTheProcessEnds) {
+  static const DescribesAtTheEnd describesAtTheEnd;
+  EXPECT_TRUE(describesAtTheEnd.model->description());
+}
+
 TEST(OrvObject, BeginsEmptyAndSaved) {
   const Ref<OrvObject> model = make<OrvObject>();
   EXPECT_EQ(model->count(), 0u);

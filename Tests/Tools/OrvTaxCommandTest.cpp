@@ -87,3 +87,11 @@ TEST(OrvTax, BadUsageExitsWithTwo) {
   EXPECT_EQ(result.exitStatus, 2);
   EXPECT_THAT(result.error, HasSubstr("WHAT"));
 }
+
+TEST(OrvTax, DigitsAreTheSameInEveryLocale) {
+  Command command = orvCommand({"tax", "--json", "--rate", "19", "net", "10"});
+  command.environment.emplace_back("LC_ALL", "ar_EG.UTF-8");
+  const ProcessResult result = runProcess(command);
+  EXPECT_EQ(result.exitStatus, 0) << result.error;
+  EXPECT_EQ(json(result.output).items()[0]["gross"].text(), "11.90");
+}

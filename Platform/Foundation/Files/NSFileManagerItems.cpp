@@ -16,33 +16,20 @@
 #include <string>
 #include <vector>
 
+#include "Platform/Foundation/Files/Descriptor.h"
 #include "Platform/Foundation/Files/FileErrors.h"
 #include "Platform/Foundation/Files/FolderWalk.h"
 #include "Platform/Foundation/Files/NSFileManager.h"
 #include "Platform/Foundation/Values/NSURL.h"
 
 using namespace orv;
+using detail::Descriptor;
 using detail::fail;
 using detail::FileAction;
 using detail::FolderWalk;
 using detail::itemPath;
 
 namespace {
-
-// A descriptor that is closed at the end of its scope.
-class Descriptor {
- public:
-  explicit Descriptor(int number) : number_(number) {}
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  ~Descriptor() {
-    if (number_ >= 0) ::close(number_);
-  }
-  operator int() const { return number_; }
-
- private:
-  int number_;
-};
 
 bool exists(const std::string& path) {
   struct stat info;

@@ -8,26 +8,14 @@
 #include <cerrno>
 #include <memory>
 
+#include "Platform/Foundation/Files/Descriptor.h"
 #include "Platform/Foundation/Values/NSString.h"
 
 using namespace orv;
+using detail::Descriptor;
 using detail::FetchLimits;
 
 namespace {
-
-class Descriptor {
- public:
-  explicit Descriptor(int number) : number_(number) {}
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  ~Descriptor() {
-    if (number_ >= 0) ::close(number_);
-  }
-  int number() const { return number_; }
-
- private:
-  int number_;
-};
 
 // Not blocking, so that a pipe without a writer is refused and not waited for.
 std::optional<std::string> contentsOfFile(const std::string& path, const FetchLimits& limits) {

@@ -41,6 +41,7 @@ NSDecimalNumber anyAmount(int leastExponent, int mostExponent) {
 // The formatter that a text with two decimals is made by, set up in full.
 NSString formatted(const NSDecimalNumber& amount, const char* separator) {
   const auto formatter = make<NSNumberFormatter>();
+  formatter->setLocale(NSLocale::localeWithLocaleIdentifier("en_US_POSIX"));
   formatter->setNumberStyle(NSNumberFormatterDecimalStyle);
   formatter->setPositiveFormat("0.00");
   formatter->setMinimumFractionDigits(2);
@@ -53,6 +54,17 @@ NSString formatted(const NSDecimalNumber& amount, const char* separator) {
 }
 
 }  // namespace
+
+TEST(NSDecimalNumberOrvane, TextsAreTheSameInEveryLocale) {
+  const std::string before = std::getenv("LC_ALL") ? std::getenv("LC_ALL") : "";
+  for (const char* locale : {"ar_EG.UTF-8", "ru_RU.UTF-8", "sv_SE.UTF-8", "mr_IN.UTF-8"}) {
+    ::setenv("LC_ALL", locale, 1);
+    EXPECT_EQ(textOf(dec("-1e30").stringValueWithPeriod()), "-1" + std::string(30, '0') + ".00") << locale;
+    EXPECT_EQ(textOf(dec("-1e-100").stringValueWithComma()), "-0,00") << locale;
+    EXPECT_EQ(textOf(NSDecimalNumber::notANumber().stringValueWithPeriod()), "NaN") << locale;
+  }
+  ::setenv("LC_ALL", before.c_str(), 1);
+}
 
 TEST(NSDecimalNumberOrvane, DivisionNeverRaises) {
   LogLines log;
