@@ -83,10 +83,6 @@ NSURL NSFileManager::zuPrivateApplicationSupportFolder() const {
 
 NSURL NSFileManager::zuPrivateFolder() const { return zuPrivateApplicationSupportFolder(); }
 
-NSURL NSFileManager::zuTempFolder() const {
-  return zuMakeDirs(temporaryDirectory().URLByAppendingPathComponent(appSpecificFolderName(), true));
-}
-
 NSURL NSFileManager::zuPathForPrivateFile(const NSString& name) const {
   return zuPrivateFolder().URLByAppendingPathComponent(name, false);
 }

@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "Platform/Foundation/Files/PackageNames.h"
+#include "Platform/Foundation/Files/Retry.h"
 #include "Platform/Foundation/Values/NSString.h"
 
 namespace orv::detail {
@@ -35,13 +36,19 @@ bool isAscii(std::string_view text) {
 FolderWalk::FolderWalk(std::string root, unsigned options, ErrorHandler handler)
     : options_(options), handler_(std::move(handler)) {
   const bool whole = root.find('\0') == std::string::npos;  // the system would read it up to the zero only
-  const int descriptor = whole ? ::open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC) : -1;
+  const auto open = [&] { return ::open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); };
+  const int descriptor = whole ? retried(open) : -1;
   if (descriptor < 0) {
     report(whole ? errno : EINVAL, {});
     ended_ = true;
     return;
   }
   push(descriptor);
+}
+
+FolderWalk::FolderWalk(int folder, unsigned options, ErrorHandler handler)
+    : options_(options), handler_(std::move(handler)) {
+  push(folder);
 }
 
 FolderWalk::~FolderWalk() {
@@ -88,8 +95,9 @@ const FolderWalk::Item* FolderWalk::next() {
 
 // Goes into the folder just given.
 void FolderWalk::enter() {
-  const int descriptor =
-      ::openat(item_.folder, item_.name.data(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  const int descriptor = retried([&] {
+    return ::openat(item_.folder, item_.name.data(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  });
   if (descriptor < 0) {
     report(errno, item_.name);
     return;
@@ -135,7 +143,7 @@ void FolderWalk::closeShallowest() {
 bool FolderWalk::reopen(Level& level, int child) {
   if (level.descriptor >= 0) return true;
   --firstOpen_;
-  level.descriptor = ::openat(child, "..", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  level.descriptor = retried([&] { return ::openat(child, "..", O_RDONLY | O_DIRECTORY | O_CLOEXEC); });
   struct stat info {};
   return level.descriptor >= 0 && ::fstat(level.descriptor, &info) == 0 && info.st_dev == level.device &&
          info.st_ino == level.inode;
@@ -161,7 +169,7 @@ int FolderWalk::readChildren(Level& level) {
   bool ascii = true;
   int error = 0;
   for (;;) {
-    const ssize_t size = ::getdents64(level.descriptor, buffer_.get(), kBufferSize);
+    const ssize_t size = retried([&] { return ::getdents64(level.descriptor, buffer_.get(), kBufferSize); });
     if (size < 0) error = errno;
     if (size <= 0) break;
     for (ssize_t at = 0; at < size;) {

@@ -49,6 +49,8 @@ class ORV_EXPORT FolderWalk {
   // A root that is not a readable folder is an error of its own, and the walk is empty. A root that is a link
   // is followed.
   FolderWalk(std::string root, unsigned options, ErrorHandler handler = nullptr);
+  // Below an open folder, which the walk then closes.
+  FolderWalk(int folder, unsigned options, ErrorHandler handler);
   FolderWalk(const FolderWalk&) = delete;
   FolderWalk& operator=(const FolderWalk&) = delete;
   ~FolderWalk();

@@ -13,17 +13,18 @@
 #include <cerrno>
 #include <cmath>
 #include <string>
+#include <vector>
 
+#include "Platform/Foundation/Files/FileBytes.h"
 #include "Platform/Foundation/Files/FileErrors.h"
 #include "Platform/Foundation/Files/FolderWalk.h"
 #include "Platform/Foundation/Files/NSDirectoryEnumerator.h"
-#include "Platform/Foundation/Files/NSFileHandle.h"
+#include "Platform/Foundation/Files/Retry.h"
 #include "Platform/Foundation/Values/Detail/KeptText.h"
 #include "Platform/Foundation/Values/NSArray.h"
 #include "Platform/Foundation/Values/NSData.h"
 #include "Platform/Foundation/Values/NSDate.h"
 #include "Platform/Foundation/Values/NSDictionary.h"
-#include "Platform/Foundation/Values/NSException.h"
 #include "Platform/Foundation/Values/NSNumber.h"
 #include "Platform/Foundation/Values/NSURL.h"
 
@@ -126,15 +127,29 @@ bool isFolder(const std::string& path) {
   return ::stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
 }
 
-// Makes a folder and those above it; the errno of a failure, or 0. An existing folder is a success.
-int makeFolders(const std::string& path) {
-  if (::mkdir(path.c_str(), 0777) == 0) return 0;
-  if (errno == EEXIST) return isFolder(path) ? 0 : EEXIST;
+int makeFolder(const std::string& path) {
+  return detail::errorOf([&] { return ::mkdir(path.c_str(), 0777); });
+}
+
+// Makes a folder and those above it, which it lists: the errno of a failure, or 0. An existing folder is a
+// success.
+int makeMissing(const std::string& path, std::vector<std::string>& made) {
+  int error = makeFolder(path);
   const size_t slash = path.find_last_of('/', path.find_last_not_of('/'));
-  if (errno != ENOENT || slash == std::string::npos || slash == 0) return errno;
-  if (const int error = makeFolders(path.substr(0, slash)); error != 0) return error;
-  if (::mkdir(path.c_str(), 0777) == 0) return 0;
-  return errno == EEXIST && isFolder(path) ? 0 : errno;  // another process may have been first
+  if (error == ENOENT && slash != std::string::npos && slash != 0) {
+    if (const int above = makeMissing(path.substr(0, slash), made); above != 0) return above;
+    error = makeFolder(path);
+  }
+  if (error == 0) made.push_back(path);
+  return error == EEXIST && isFolder(path) ? 0 : error;  // another process may have been first
+}
+
+// The same; after a failure none of them is left.
+int makeFolders(const std::string& path) {
+  std::vector<std::string> made;
+  const int error = makeMissing(path, made);
+  for (; error != 0 && !made.empty(); made.pop_back()) ::rmdir(made.back().c_str());
+  return error;
 }
 
 }  // namespace
@@ -238,7 +253,8 @@ bool NSFileManager::createDirectoryAtPath(const NSString& path, bool withInterme
     const int number = makeFolders(bytes);
     return number == 0 || fail(error, number, FileAction::Create, path);
   }
-  return ::mkdir(bytes.c_str(), 0777) == 0 || fail(error, errno, FileAction::Create, path);
+  const int number = makeFolder(bytes);
+  return number == 0 || fail(error, number, FileAction::Create, path);
 }
 
 bool NSFileManager::createDirectoryAtURL(const NSURL& url, bool withIntermediateDirectories,
@@ -250,13 +266,5 @@ bool NSFileManager::createDirectoryAtURL(const NSURL& url, bool withIntermediate
 bool NSFileManager::createFileAtPath(const NSString& path, const NSData& contents) const {
   std::string bytes;
   if (!systemPath(path, bytes)) return false;
-  const auto handle = NSFileHandle::fileHandleWithFileDescriptor(
-      ::open(bytes.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666), true);
-  if (!handle) return false;
-  try {
-    handle->writeData(contents);
-    return true;
-  } catch (const NSException&) {
-    return false;
-  }
+  return detail::replaceLinkedFile(bytes, contents.view()) == 0;
 }

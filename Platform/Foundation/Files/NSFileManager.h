@@ -28,7 +28,8 @@ enum NSSearchPathDirectory : NSUInteger {
   NSMusicDirectory = 18,
   NSPicturesDirectory = 19,
   NSSharedPublicDirectory = 21,
-  NSTrashDirectory = 102,  // the home trash of the data folder
+  NSItemReplacementDirectory = 99,  // only from URLForDirectory: a new folder on a given item's volume
+  NSTrashDirectory = 102,           // the home trash of the data folder
 };
 
 enum NSSearchPathDomainMask : NSUInteger { NSUserDomainMask = 1, NSAllDomainsMask = 0xFFFF };
@@ -117,25 +118,38 @@ class ORV_EXPORT NSFileManager : public NSObject {
   bool createDirectoryAtPath(const NSString& path, bool withIntermediateDirectories,
                              NSError* error = nullptr) const;
   bool createDirectoryAtURL(const NSURL& url, bool withIntermediateDirectories, NSError* error = nullptr) const;
-  // Empties an existing file first; nil contents are none.
+  // Replaces an existing file as a whole and follows links; nil contents are none. After a failure the old file
+  // is still there, or none.
   bool createFileAtPath(const NSString& path, const NSData& contents) const;
-  // A folder goes with everything in it; links are removed, not followed. A path that ends in "." or ".." is
-  // refused: nothing goes.
+  // A folder goes with everything in it; links are removed, not followed, and a volume mounted inside is a
+  // failure that leaves it alone. A path that ends in "." or ".." is refused: nothing goes. What another
+  // process removes meanwhile is no failure.
   bool removeItemAtPath(const NSString& path, NSError* error = nullptr) const;
   bool removeItemAtURL(const NSURL& url, NSError* error = nullptr) const;
-  // Never replaces the target and never moves into it. Between file systems: copies, syncs,
-  // compares, and only then removes; a failure leaves the source whole and the target gone. What holds a socket
-  // or a pipe cannot be moved so.
+  // Never replaces the target and never moves into it. On one volume the item is renamed. Between volumes it is
+  // copied aside, forced to the disk and compared before it gets its name, that is forced to the disk, too, and
+  // only then the source goes: at every moment one of the two is whole. A failure leaves the source as it was
+  // and no target; where it is the removal of a folder that fails halfway, the whole target stays beside what
+  // is left. What holds a socket, a pipe or a device cannot be moved so.
   bool moveItemAtPath(const NSString& from, const NSString& to, NSError* error = nullptr) const;
   bool moveItemAtURL(const NSURL& from, const NSURL& to, NSError* error = nullptr) const;
-  // Whole trees, with permissions, dates and extended attributes; links as links; sockets and pipes are left
-  // out. Never replaces the target. After a failure the files copied so far remain, each of them whole.
-  // Paths in the copy must not be longer than the system takes (4,095 bytes).
+  // Files and whole trees, with holes, permissions, dates and extended attributes, and the owner where that is
+  // allowed; links as links. Sockets, pipes and devices inside a folder are left out. Where the file system
+  // can, the copy shares the contents. Never replaces the target, also one that appears meanwhile. The copy is
+  // made under a hidden name in the target's folder and renamed when it is whole: after a failure, such as an
+  // unreadable item or a file that keeps changing while it is read, there is none. A folder cannot be copied
+  // into itself. The copy is not forced to the disk.
   bool copyItemAtPath(const NSString& from, const NSString& to, NSError* error = nullptr) const;
   bool copyItemAtURL(const NSURL& from, const NSURL& to, NSError* error = nullptr) const;
 
   // One URL for the user's domain; empty for other domains and unknown places. Nothing is made.
   NSArray URLsForDirectory(NSSearchPathDirectory directory, NSUInteger domainMask = NSUserDomainMask) const;
+  // The place for a purpose; with `create` it is made when missing. NSItemReplacementDirectory makes a new
+  // folder at each call, for this user only, on the volume of the item (which need not exist, its volume must):
+  // in the temporary folder where that is on the same volume, else hidden beside the item. The caller removes
+  // it. A nil URL, or one that is not a file's, is then a failure; elsewhere the URL does not matter.
+  NSURL URLForDirectory(NSSearchPathDirectory directory, NSUInteger domainMask, const NSURL& appropriateForURL,
+                        bool create, NSError* error = nullptr) const;
   NSURL temporaryDirectory() const;
 
   // NSFileManager(Orvane) - Orvane/Categories/NSFileManager+Orvane.cpp
@@ -162,13 +176,29 @@ class ORV_EXPORT NSFileManager : public NSObject {
   NSURL zuPrivateLibraryFolder() const;
   NSURL zuPrivateApplicationSupportFolder() const;
   NSURL zuPrivateFolder() const;  // the same as zuPrivateApplicationSupportFolder
-  NSURL zuTempFolder() const;
   // Places in the private or the document folder. Only the folder is made.
   NSURL zuPathForPrivateFile(const NSString& name) const;
   NSURL zuPathForPrivateFolder(const NSString& name) const;
   NSURL zuPathForDocumentFile(const NSString& name) const;
   // The file-system attributes of the home folder, or nil.
   NSDictionary zuHomeAttributes() const;
+
+  // NSFileManager(Orvane) - Orvane/Categories/NSFileManager+OrvaneTemporary.cpp
+  //
+  // Folders for what is not kept. Those that are made are open to this user only.
+
+  // The application's folder in the temporary folder.
+  NSURL zuTempFolder() const;
+  // A new folder on the URL's volume, from which a file can be renamed to it; nil with one Warning on failure.
+  NSURL zuTempFolderForURL(const NSURL& url) const;
+  // A new folder inside zuTempFolder.
+  NSURL zuNewEmptyTempFolder() const;
+  // The process's own folder, made at the first call and the same ever after, also when it is gone.
+  NSURL zuCreatePrivateTempFolder() const;
+  // Removes that folder with its contents, where there ever was one. Nothing else does: call it at the end.
+  void zuDestroyPrivateTempFolder() const;
+  // A name in that folder that nothing has; nothing is made there. A nil suffix is "tmp".
+  NSURL zuPrivateTempFolderFileNameWithSuffix(const NSString& suffix) const;
 
   // NSFileManager(Orvane) - Orvane/Categories/NSFileManager+OrvaneFiles.cpp
   //

@@ -1,13 +1,18 @@
-// Where the user's folders lie: the XDG base directories and user directories.
+// Where the user's folders lie: the XDG base directories and user directories, and new folders for
+// replacements.
 
 #include <pwd.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <fstream>
 #include <string>
 #include <string_view>
 
+#include "Platform/Foundation/Files/FileErrors.h"
+#include "Platform/Foundation/Files/ItemPlace.h"
 #include "Platform/Foundation/Files/NSFileManager.h"
 #include "Platform/Foundation/System/NSProcessInfo.h"
 #include "Platform/Foundation/Values/NSArray.h"
@@ -77,10 +82,65 @@ NSString pathOf(NSSearchPathDirectory directory) {
     case NSMusicDirectory: return userFolder("XDG_MUSIC_DIR", "Music");
     case NSPicturesDirectory: return userFolder("XDG_PICTURES_DIR", "Pictures");
     case NSSharedPublicDirectory: return userFolder("XDG_PUBLICSHARE_DIR", "Public");
+    case NSItemReplacementDirectory: return nil;
     case NSTrashDirectory:
       return baseFolder("XDG_DATA_HOME", ".local/share").stringByAppendingPathComponent("Trash/files");
   }
   return nil;
+}
+
+// ---- folders for replacements -----------------------------------------------------------------
+
+std::string parentOf(const std::string& path) {
+  const size_t slash = path.rfind('/');
+  if (slash == std::string::npos) return ".";
+  return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+int statusOf(const std::string& path, struct stat& info) {
+  return ::stat(path.c_str(), &info) == 0 ? 0 : errno;
+}
+
+// The folder beside an item, or above the place where there is none, and its status; an errno, or 0. The root
+// of a volume has nothing beside it: then it is the root itself.
+int folderBeside(const std::string& item, std::string& folder, struct stat& info) {
+  struct stat above;
+  folder = item;
+  int error = statusOf(folder, info);
+  const bool exists = error == 0;
+  while ((error == ENOENT || error == ENOTDIR) && folder != "/" && folder != ".")
+    error = statusOf(folder = parentOf(folder), info);
+  if (error != 0 || !exists) return error;
+  error = statusOf(parentOf(item), above);
+  if (error == 0 && above.st_dev == info.st_dev) folder = parentOf(item);
+  return error;
+}
+
+NSURL newFolderIn(const std::string& parent, const NSString& item, NSError* error) {
+  std::string name;
+  const int number = orv::detail::makeHidden(
+      name, [&](const char* hidden) { return ::mkdir((parent + "/" + hidden).c_str(), 0700); });
+  if (number == 0)
+    return NSURL::fileURLWithPath(NSString::stringWithFileSystemRepresentation(parent + "/" + name), true);
+  orv::detail::fail(error, number, orv::detail::FileAction::Create, item);
+  return nil;
+}
+
+// A new folder from which a file can be renamed to the item.
+NSURL folderForReplacing(const NSURL& item, NSError* error) {
+  std::string path, beside, temporary;
+  struct stat info, temporaryInfo;
+  if (!item.isFileURL() || !orv::detail::itemPath(item.path(), path)) {
+    orv::detail::fail(error, orv::detail::invalidPathError(orv::detail::FileAction::Create, item));
+    return nil;
+  }
+  if (const int number = folderBeside(path, beside, info); number != 0) {
+    orv::detail::fail(error, number, orv::detail::FileAction::Create, item.path());
+    return nil;
+  }
+  const bool sameVolume = orv::detail::itemPath(NSTemporaryDirectory(), temporary) &&
+                          statusOf(temporary, temporaryInfo) == 0 && temporaryInfo.st_dev == info.st_dev;
+  return newFolderIn(sameVolume ? temporary : beside, item.path(), error);
 }
 
 }  // namespace
@@ -99,6 +159,16 @@ NSString NSTemporaryDirectory() {
 NSArray NSFileManager::URLsForDirectory(NSSearchPathDirectory directory, NSUInteger domainMask) const {
   const NSString path = domainMask & NSUserDomainMask ? pathOf(directory) : NSString();
   return path ? NSArray{NSURL::fileURLWithPath(path, true)} : NSArray::array();
+}
+
+NSURL NSFileManager::URLForDirectory(NSSearchPathDirectory directory, NSUInteger domainMask,
+                                     const NSURL& appropriateForURL, bool create, NSError* error) const {
+  if (directory == NSItemReplacementDirectory && (domainMask & NSUserDomainMask))
+    return folderForReplacing(appropriateForURL, error);
+  const NSURL url = URLsForDirectory(directory, domainMask).firstObject().as<NSURL>();
+  if (url.isNil()) detail::fail(error, ENOENT, detail::FileAction::Open, nil);
+  if (!create || url.isNil()) return url;
+  return createDirectoryAtURL(url, true, error) ? url : NSURL();
 }
 
 NSURL NSFileManager::temporaryDirectory() const { return NSURL::fileURLWithPath(NSTemporaryDirectory(), true); }

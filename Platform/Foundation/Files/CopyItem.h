@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string>
+
+#include "Platform/Foundation/Files/ItemPlace.h"
+
+// Copying whole items, by open folders on both sides, so that paths may be of any length. Each answers 0 or the
+// errno of a failure, after which nothing is left of the copy.
+namespace orv::detail {
+
+// What becomes of sockets, pipes and devices inside a folder.
+enum class SpecialFiles { LeftOut, Refused };
+
+// A file, a link or a folder to a name that is not taken. EINVAL for anything else and for a folder that would
+// come into itself, EBUSY for a file that keeps changing.
+int copyItem(const ItemPlace& from, const ItemPlace& to);
+
+// The same into an open folder under a hidden name, which is answered.
+int copyAside(const ItemPlace& from, int folder, SpecialFiles special, std::string& name);
+
+}  // namespace orv::detail

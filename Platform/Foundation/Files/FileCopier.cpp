@@ -1,0 +1,158 @@
+#include "Platform/Foundation/Files/FileCopier.h"
+
+#include <linux/fs.h>
+#include <sys/ioctl.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "Platform/Foundation/Files/Retry.h"
+
+namespace orv::detail {
+namespace {
+
+constexpr off_t kEndless = std::numeric_limits<off_t>::max();
+constexpr size_t kBufferSize = 256 * 1024;
+// Below this a read and a write are quicker than a copy inside the kernel.
+constexpr off_t kSmall = 128 * 1024;
+constexpr off_t kLargestPiece = off_t{1} << 30;  // the kernel moves less than 2 GiB at once
+
+bool isSameTime(const timespec& a, const timespec& b) { return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec; }
+
+bool isUnchanged(const struct stat& before, const struct stat& after) {
+  return before.st_size == after.st_size && isSameTime(before.st_mtim, after.st_mtim);
+}
+
+int statusOf(int descriptor, struct stat& info) { return ::fstat(descriptor, &info) == 0 ? 0 : errno; }
+
+int setSize(int descriptor, off_t size) {
+  return errorOf([&] { return ::ftruncate(descriptor, size); });
+}
+
+int writeAll(int descriptor, const char* bytes, size_t size, off_t at) {
+  while (size > 0) {
+    const ssize_t written = retried([&] { return ::pwrite(descriptor, bytes, size, at); });
+    if (written < 0) return errno;
+    bytes += written;
+    size -= static_cast<size_t>(written);
+    at += written;
+  }
+  return 0;
+}
+
+void copyAttribute(int from, int to, const char* name) {
+  std::vector<char> value(static_cast<size_t>(std::max<ssize_t>(::fgetxattr(from, name, nullptr, 0), 0)));
+  const ssize_t length = ::fgetxattr(from, name, value.data(), value.size());
+  if (length >= 0) static_cast<void>(::fsetxattr(to, name, value.data(), static_cast<size_t>(length), 0));
+}
+
+// True when there are any.
+bool copyAttributes(int from, int to) {
+  const ssize_t size = ::flistxattr(from, nullptr, 0);
+  if (size <= 0) return false;
+  std::vector<char> names(static_cast<size_t>(size));
+  const ssize_t got = ::flistxattr(from, names.data(), names.size());
+  for (ssize_t at = 0; at < got;) {
+    const char* name = names.data() + at;
+    at += static_cast<ssize_t>(std::char_traits<char>::length(name)) + 1;
+    copyAttribute(from, to, name);
+  }
+  return true;
+}
+
+}  // namespace
+
+void copyFacts(int from, int to, const struct stat& info) {
+  struct stat fresh {};
+  static_cast<void>(::fstat(to, &fresh));
+  bool sameOwner = fresh.st_uid == info.st_uid && fresh.st_gid == info.st_gid;
+  if (!sameOwner) sameOwner = ::fchown(to, info.st_uid, info.st_gid) == 0;
+  const bool hasAttributes = copyAttributes(from, to);
+  // The set-user-ID bits only mean what they meant while the owner stays. An access list changes permissions.
+  const mode_t mode = info.st_mode & (sameOwner ? 07777 : 01777);
+  if (hasAttributes || (fresh.st_mode & 07777) != mode) static_cast<void>(::fchmod(to, mode));
+  const std::array<timespec, 2> times{info.st_atim, info.st_mtim};
+  static_cast<void>(::futimens(to, times.data()));
+}
+
+int FileCopier::copy(int from, int to) {
+  constexpr int kMostAttempts = 2;
+  struct stat before, after;
+  int error = statusOf(from, before);
+  for (int attempt = 0; error == 0 && attempt < kMostAttempts; ++attempt) {
+    if (attempt > 0) error = setSize(to, 0);
+    if (error == 0) error = copyContents(from, to, before);
+    if (error == 0) error = statusOf(from, after);
+    if (error == 0 && isUnchanged(before, after)) return copyFacts(from, to, before), 0;
+    before = after;
+  }
+  return error != 0 ? error : EBUSY;
+}
+
+int FileCopier::copyContents(int from, int to, const struct stat& info) {
+  if (info.st_size == 0)
+    return copyThroughBuffer(from, to, 0, kEndless);  // files of /proc only claim to be empty
+  if (clone(from, to)) return 0;
+  const bool hasHoles = info.st_blocks < info.st_size / 512;
+  return hasHoles ? copyPieces(from, to, info.st_size) : copyPiece(from, to, 0, info.st_size);
+}
+
+bool FileCopier::clone(int from, int to) {
+  if (canClone_ && errorOf([&] { return ::ioctl(to, FICLONE, from); }) != 0) canClone_ = false;
+  return canClone_;
+}
+
+// Only what lies between the holes.
+int FileCopier::copyPieces(int from, int to, off_t size) {
+  for (off_t at = 0; at < size;) {
+    const off_t data = ::lseek(from, at, SEEK_DATA);
+    if (data < 0 && errno == ENXIO) break;  // a hole up to the end
+    if (data < 0) return copyPiece(from, to, at, size);
+    const off_t hole = ::lseek(from, data, SEEK_HOLE);
+    at = hole < 0 ? size : std::min(hole, size);
+    if (const int error = copyPiece(from, to, data, at)) return error;
+  }
+  return setSize(to, size);
+}
+
+// Ends early where the file does: that shows in its size.
+int FileCopier::copyPiece(int from, int to, off_t at, off_t end) {
+  if (canCopyInKernel_ && end - at > kSmall) at = copyInKernel(from, to, at, end);
+  if (at < 0) return errno;
+  return at < end ? copyThroughBuffer(from, to, at, end) : 0;
+}
+
+// How far it came, or -1 and errno.
+off_t FileCopier::copyInKernel(int from, int to, off_t at, off_t end) {
+  off_t in = at, out = at;
+  while (in < end) {
+    const auto length = static_cast<size_t>(std::min(end - in, kLargestPiece));
+    const ssize_t copied = retried([&] { return ::copy_file_range(from, &in, to, &out, length, 0); });
+    if (copied > 0) continue;
+    if (copied == 0) break;
+    const bool isUnable = errno == EXDEV || errno == EINVAL || errno == EOPNOTSUPP || errno == ENOSYS;
+    if (!isUnable) return -1;
+    canCopyInKernel_ = false;
+    break;
+  }
+  return in;
+}
+
+int FileCopier::copyThroughBuffer(int from, int to, off_t at, off_t end) {
+  if (!buffer_) buffer_ = std::make_unique_for_overwrite<char[]>(kBufferSize);
+  while (at < end) {
+    const auto wanted = static_cast<size_t>(std::min(end - at, static_cast<off_t>(kBufferSize)));
+    const ssize_t got = retried([&] { return ::pread(from, buffer_.get(), wanted, at); });
+    if (got <= 0) return got < 0 ? errno : 0;
+    if (const int error = writeAll(to, buffer_.get(), static_cast<size_t>(got), at)) return error;
+    at += got;
+  }
+  return 0;
+}
+
+}  // namespace orv::detail
