@@ -3,15 +3,14 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <limits.h>
-#include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <new>
 #include <utility>
 
+#include "Platform/Foundation/Files/ItemPlace.h"
 #include "Platform/Foundation/Values/Detail/DataRep.h"
 
 namespace orv::detail {
@@ -57,12 +56,6 @@ int writeFully(int descriptor, std::string_view bytes) {
   return 0;
 }
 
-// Pipes, devices and some file systems cannot be synced: that is no failure.
-int sync(int descriptor) {
-  if (::fsync(descriptor) == 0 || errno == EINVAL || errno == ENOTSUP || errno == EROFS) return 0;
-  return errno;
-}
-
 // What follows a file's known size: files of /proc, and those that grow while they are read.
 int readRest(int descriptor, std::string& rest) {
   uint8_t chunk[65536];
@@ -94,44 +87,32 @@ int readContents(int descriptor, size_t size, NSData& contents) {
 
 bool hasZeroByte(const std::string& path) { return path.find('\0') != std::string::npos; }
 
-// A name that nothing in the folder has; hidden, and short enough for every file system.
-std::string temporaryName() {
-  uint64_t number = 0;
-  if (::getrandom(&number, sizeof number, 0) != static_cast<ssize_t>(sizeof number))
-    number = static_cast<uint64_t>(::getpid()) << 32 ^ reinterpret_cast<uintptr_t>(&number);
-  char name[32];
-  std::snprintf(name, sizeof name, ".orv-%016llx", static_cast<unsigned long long>(number));
-  return name;
-}
-
 int createNamed(int folder, mode_t mode, std::string& name) {
-  for (int attempt = 0; attempt < 64; ++attempt) {
-    name = temporaryName();
-    const int descriptor = ::openat(folder, name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
-    if (descriptor >= 0 || errno != EEXIST) return descriptor;
-  }
-  return -1;
+  int descriptor = -1;
+  const int error = makeHidden(name, [&](const char* hidden) {
+    descriptor = ::openat(folder, hidden, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
+    return descriptor >= 0 ? 0 : -1;
+  });
+  if (error != 0) name.clear();
+  errno = error;
+  return descriptor;
 }
 
 // A file that has no name yet, where the file system knows such files; else one with a temporary name.
 int createTemporary(int folder, mode_t mode, std::string& name) {
   name.clear();
-  const int descriptor = ::openat(folder, ".", O_WRONLY | O_TMPFILE | O_CLOEXEC, mode);
+  const int descriptor = retried([&] { return ::openat(folder, ".", O_WRONLY | O_TMPFILE | O_CLOEXEC, mode); });
   return descriptor >= 0 ? descriptor : createNamed(folder, mode, name);
 }
 
 // Gives a temporary name to a file without one.
 int giveName(int descriptor, int folder, std::string& name) {
   const std::string self = "/proc/self/fd/" + std::to_string(descriptor);
-  for (int attempt = 0; attempt < 64; ++attempt) {
-    std::string candidate = temporaryName();
-    if (::linkat(AT_FDCWD, self.c_str(), folder, candidate.c_str(), AT_SYMLINK_FOLLOW) == 0) {
-      name = std::move(candidate);
-      return 0;
-    }
-    if (errno != EEXIST) break;
-  }
-  return errno;
+  const int error = makeHidden(name, [&](const char* hidden) {
+    return ::linkat(AT_FDCWD, self.c_str(), folder, hidden, AT_SYMLINK_FOLLOW);
+  });
+  if (error != 0) name.clear();
+  return error;
 }
 
 // Takes over the old file's owner and group as far as that is allowed, and its permissions as far as they then
@@ -156,7 +137,7 @@ int fillTemporary(File& file, const struct stat* old, std::string_view contents)
   if (old)
     if (const int error = takeOver(file.get(), *old)) return error;
   if (const int error = writeFully(file.get(), contents)) return error;
-  return sync(file.get());
+  return forceToDisk(file.get());
 }
 
 // The file under its temporary name, complete; the name stays empty when there is none to remove.
@@ -179,10 +160,10 @@ bool isPipeOrDevice(mode_t mode) { return S_ISFIFO(mode) || S_ISCHR(mode) || S_I
 
 // What is no file of the disk takes the bytes itself.
 int writeInto(int folder, const std::string& name, std::string_view contents) {
-  File file(::openat(folder, name.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY));
+  File file(retried([&] { return ::openat(folder, name.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY); }));
   if (!file.isOpen()) return errno;
   if (const int error = writeFully(file.get(), contents)) return error;
-  if (const int error = sync(file.get())) return error;
+  if (const int error = forceToDisk(file.get())) return error;
   return file.close();
 }
 
@@ -195,8 +176,8 @@ int replaceInFolder(int folder, const std::string& name, std::string_view conten
   const struct stat* old = exists && S_ISREG(status.st_mode) ? &status : nullptr;
   std::string temporary;
   int error = makeTemporary(folder, old, contents, temporary);
-  if (error == 0 && ::renameat(folder, temporary.c_str(), folder, name.c_str()) != 0) error = errno;
-  if (error != 0 && !temporary.empty()) ::unlinkat(folder, temporary.c_str(), 0);
+  if (error == 0) error = errorOf([&] { return ::renameat(folder, temporary.c_str(), folder, name.c_str()); });
+  if (error != 0 && !temporary.empty()) errorOf([&] { return ::unlinkat(folder, temporary.c_str(), 0); });
   return error;
 }
 
@@ -220,7 +201,7 @@ int copyAs(const std::string& path, const std::string& name) {
   if (const int error = readFile(path, contents)) return error;
   struct stat status {};
   if (::stat(path.c_str(), &status) != 0) return errno;
-  File copy(::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+  File copy(retried([&] { return ::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600); }));
   if (!copy.isOpen()) return errno;
   int error = fillTemporary(copy, &status, contents.view());
   if (error == 0) error = copy.close();
@@ -230,15 +211,16 @@ int copyAs(const std::string& path, const std::string& name) {
 
 // Another link to the contents, or a copy where there can be no link.
 int keepAs(const std::string& path, const std::string& name) {
-  if (::linkat(AT_FDCWD, path.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) == 0) return 0;
-  return errno == EEXIST || errno == ENOENT ? errno : copyAs(path, name);
+  const int error =
+      errorOf([&] { return ::linkat(AT_FDCWD, path.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW); });
+  return error == 0 || error == EEXIST || error == ENOENT ? error : copyAs(path, name);
 }
 
 }  // namespace
 
 int readFile(const std::string& path, NSData& contents) {
   if (hasZeroByte(path)) return EINVAL;
-  const File file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  const File file(retried([&] { return ::open(path.c_str(), O_RDONLY | O_CLOEXEC); }));
   if (!file.isOpen()) return errno;
   struct stat status {};
   if (::fstat(file.get(), &status) != 0) return errno;
@@ -257,14 +239,14 @@ int replaceFile(const std::string& path, std::string_view contents) {
   const std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
   const std::string parent = slash == std::string::npos ? "." : path.substr(0, std::max<size_t>(slash, 1));
   if (name.empty()) return EISDIR;
-  const File folder(::open(parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const File folder(retried([&] { return ::open(parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
   if (folder.isOpen()) {
     if (const int error = replaceInFolder(folder.get(), name, contents)) return error;
-    return sync(folder.get());
+    return forceToDisk(folder.get());
   }
   if (errno != EACCES) return errno;
   // A folder that may be written but not listed: it cannot be synced.
-  const File closed(::open(parent.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  const File closed(retried([&] { return ::open(parent.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC); }));
   return closed.isOpen() ? replaceInFolder(closed.get(), name, contents) : errno;
 }
 
@@ -285,10 +267,10 @@ int replaceLinkedFile(const std::string& path, std::string_view contents) {
 
 int overwriteFile(const std::string& path, std::string_view contents) {
   if (hasZeroByte(path)) return EINVAL;
-  File file(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
+  File file(retried([&] { return ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666); }));
   if (!file.isOpen()) return errno;
   if (const int error = writeFully(file.get(), contents)) return error;
-  if (const int error = sync(file.get())) return error;
+  if (const int error = forceToDisk(file.get())) return error;
   return file.close();
 }
 

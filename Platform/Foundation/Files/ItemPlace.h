@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "Platform/Foundation/Export.h"
 #include "Platform/Foundation/Files/Descriptor.h"
 #include "Platform/Foundation/Files/Retry.h"
 
@@ -14,7 +15,7 @@ namespace orv::detail {
 //
 //   const ItemPlace place("/home/ada/notes");
 //   if (place.error() == 0) ::unlinkat(place.folder(), place.name(), 0);
-class ItemPlace {
+class ORV_EXPORT ItemPlace {
  public:
   // A path without a zero byte and, but for "/", without slashes at its end.
   explicit ItemPlace(const std::string& path);

@@ -51,33 +51,13 @@ int makeTarget(const ItemPlace& from, const ItemPlace& to) {
   return error;
 }
 
-// A folder loses its name at once, before its contents go; what cannot go gets the name back.
-int removeSourceFolder(const ItemPlace& from, bool& removedAny) {
-  std::string aside;
-  int error = makeHidden(aside, [&](const char* hidden) {
-    errno = renameToUnused(from.folder(), from.name(), from.folder(), hidden);
-    return errno == 0 ? 0 : -1;
-  });
-  if (error != 0) return error;
-  error = discardItem(from.folder(), aside.c_str(), &removedAny);
-  if (error != 0) renameToUnused(from.folder(), aside.c_str(), from.folder(), from.name());
-  return error;
-}
-
-int removeSource(const ItemPlace& from, bool& removedAny) {
-  const int error = errorOf([&] { return ::unlinkat(from.folder(), from.name(), 0); });
-  struct stat info;
-  const bool isFolder = error != 0 && from.status(info) == 0 && S_ISDIR(info.st_mode);
-  return isFolder ? removeSourceFolder(from, removedAny) : error;
-}
-
 int moveAcross(const ItemPlace& from, const ItemPlace& to) {
   struct stat taken;
   if (to.status(taken) == 0) return EEXIST;
   if (const int error = makeTarget(from, to)) return error;
   bool removedAny = false;
-  const int error = removeSource(from, removedAny);
-  if (error != 0 && !removedAny) discardItem(to.folder(), to.name());
+  const int error = discardItem(from.folder(), from.name(), &removedAny);
+  if (error != 0 && !removedAny) discardItem(to.folder(), to.name());  // else it is the only whole one
   return error;
 }
 

@@ -11,8 +11,8 @@ namespace orv::detail {
 // whether anything is gone.
 int removeItem(int folder, const char* name, bool* removedAny = nullptr);
 
-// The same for what this process made itself and no longer needs: folders that are closed to it are opened
-// first.
+// The same for what is no longer needed, a half copy or what was moved away: folders that are closed to it are
+// opened first.
 int discardItem(int folder, const char* name, bool* removedAny = nullptr);
 
 // The item at a place; "/" and a name that ends in dots are refused.

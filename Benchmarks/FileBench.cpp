@@ -1,0 +1,191 @@
+// Copying, removing and comparing beside the shell's own tools, with a warm cache, on the disk that the
+// temporary folder lies on. ORVANE_BENCH_FILES and ORVANE_BENCH_MIB make it smaller than 100,000 files and
+// 1,024 MiB.
+
+#include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "Benchmarks/Support.h"
+#include "Platform/Foundation/Files/NSFileManager.h"
+#include "Platform/Foundation/Values/NSURL.h"
+
+namespace {
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+
+size_t fromEnvironment(const char* name, size_t usual) {
+  const char* value = std::getenv(name);
+  return value ? std::strtoul(value, nullptr, 10) : usual;
+}
+
+std::string in(const std::string& name) { return scratchFolder() + "/" + name; }
+
+// Files of `bytes` bytes, a hundred to a folder.
+void makeTree(const std::string& root, size_t count, size_t bytes) {
+  const std::string contents(bytes, 'x');
+  for (size_t i = 0; i < count; ++i) {
+    const fs::path folder = fs::path(root) / std::to_string(i / 10000) / std::to_string(i / 100 % 100);
+    if (i % 100 == 0) fs::create_directories(folder);
+    std::ofstream(folder / ("file " + std::to_string(i)), std::ios::binary) << contents;
+  }
+}
+
+void makeLarge(const std::string& path, size_t mebibytes) {
+  std::string block(1 << 20, '\0');
+  std::ofstream file(path, std::ios::binary);
+  for (size_t i = 0; i < mebibytes; ++i) {
+    for (size_t at = 0; at < block.size(); at += 8) block[at] = static_cast<char>(at * 31 + i);
+    file << block;
+  }
+}
+
+std::string smallTree() {
+  const std::string root = in("small");
+  if (!fs::exists(root)) makeTree(root, fromEnvironment("ORVANE_BENCH_FILES", 100000) / 10, 2000);
+  return root;
+}
+
+std::string large(const std::string& name) {
+  const std::string path = in(name);
+  if (!fs::exists(path)) makeLarge(path, fromEnvironment("ORVANE_BENCH_MIB", 1024));
+  return path;
+}
+
+// Without a shell between.
+bool run(std::vector<std::string> words) {
+  std::vector<char*> arguments;
+  for (std::string& word : words) arguments.push_back(word.data());
+  arguments.push_back(nullptr);
+  pid_t child = 0;
+  int status = -1;
+  if (::posix_spawnp(&child, arguments[0], nullptr, nullptr, arguments.data(), environ) != 0) return false;
+  return ::waitpid(child, &status, 0) == child && status == 0;
+}
+
+// What earlier runs wrote would otherwise be written out during this one.
+void settle() {
+  const int folder = ::open(scratchFolder().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  ::syncfs(folder);
+  ::close(folder);
+}
+
+// Only the work is timed, not what prepares it.
+void timeWork(benchmark::State& state, const std::function<void()>& prepare,
+              const std::function<bool()>& work) {
+  for (auto _ : state) {
+    prepare();
+    settle();
+    const auto start = Clock::now();
+    if (!work()) return state.SkipWithError("it failed");
+    state.SetIterationTime(std::chrono::duration<double>(Clock::now() - start).count());
+  }
+}
+
+NSURL url(const std::string& path) { return NSURL::fileURLWithPath(path); }
+
+bool copyOurs(const std::string& from, const std::string& to) {
+  return NSFileManager::defaultManager()->zuCopy(url(from), url(to));
+}
+
+bool copyPeer(const std::string& from, const std::string& to) { return run({"cp", "-a", from, to}); }
+
+template <bool (*copy)(const std::string&, const std::string&)>
+void copySmall(benchmark::State& state) {
+  const std::string from = smallTree(), to = in("copy");
+  timeWork(
+      state, [&] { fs::remove_all(to); }, [&] { return copy(from, to); });
+  fs::remove_all(to);
+}
+
+template <bool (*copy)(const std::string&, const std::string&)>
+void copyLarge(benchmark::State& state) {
+  const std::string from = large("large"), to = in("copy");
+  timeWork(
+      state, [&] { fs::remove_all(to); }, [&] { return copy(from, to); });
+  fs::remove_all(to);
+}
+
+bool removeOurs(const std::string& path) { return NSFileManager::defaultManager()->zuRemove(url(path)); }
+
+bool removePeer(const std::string& path) { return run({"rm", "-rf", path}); }
+
+template <bool (*remove)(const std::string&)>
+void removeTree(benchmark::State& state) {
+  const std::string root = in("doomed");
+  const size_t count = fromEnvironment("ORVANE_BENCH_FILES", 100000);
+  timeWork(
+      state, [&] { makeTree(root, count, 0); }, [&] { return remove(root) && !fs::exists(root); });
+}
+
+bool compareOurs(const std::string& a, const std::string& b) {
+  return NSFileManager::defaultManager()->zuFileCompare(url(a), url(b));
+}
+
+bool comparePeer(const std::string& a, const std::string& b) { return run({"cmp", a, b}); }
+
+template <bool (*compare)(const std::string&, const std::string&)>
+void compareLarge(benchmark::State& state) {
+  const std::string a = large("large"), b = large("other");
+  for (auto _ : state)
+    if (!compare(a, b)) return state.SkipWithError("they differ");
+}
+
+std::string tinyFile() {
+  std::ofstream(in("tiny")) << "x";
+  return in("tiny");
+}
+
+// A folder, a file and a name that nothing has, in turn.
+void isDirOurs(benchmark::State& state) {
+  const auto manager = NSFileManager::defaultManager();
+  const NSURL urls[] = {url(scratchFolder()), url(tinyFile()), url(in("none"))};
+  for (auto _ : state)
+    for (const NSURL& item : urls) benchmark::DoNotOptimize(manager->zuIsDir(item));
+}
+
+void isDirStd(benchmark::State& state) {
+  const fs::path paths[] = {scratchFolder(), tinyFile(), in("none")};
+  for (auto _ : state)
+    for (const fs::path& path : paths) benchmark::DoNotOptimize(fs::is_directory(path));
+}
+
+void addTimed(const char* name, void (*work)(benchmark::State&)) {
+  benchmark::RegisterBenchmark(name, work)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(1);
+}
+
+[[maybe_unused]] const bool kRegistered = [] {
+  addTimed("files/copy-10000-small/ours", copySmall<copyOurs>);
+  addTimed("files/copy-10000-small/cp", copySmall<copyPeer>);
+  addTimed("files/copy-1GiB/ours", copyLarge<copyOurs>);
+  addTimed("files/copy-1GiB/cp", copyLarge<copyPeer>);
+  addTimed("files/remove-100000/ours", removeTree<removeOurs>);
+  addTimed("files/remove-100000/rm", removeTree<removePeer>);
+  return true;
+}();
+
+}  // namespace
+
+BENCHMARK(compareLarge<compareOurs>)
+    ->Name("files/compare-1GiB/ours")
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+BENCHMARK(compareLarge<comparePeer>)
+    ->Name("files/compare-1GiB/cmp")
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+BENCHMARK(isDirOurs)->Name("files/is-dir/ours");
+BENCHMARK(isDirStd)->Name("files/is-dir/std");
+
+ORVANE_BENCHMARK_MAIN()
