@@ -9,6 +9,7 @@ namespace tool {
 class Output;
 
 void addFolderCommands(CLI::App& program, Output& output);    // tree, files, checksums
+void addItemCommands(CLI::App& program, Output& output);      // folders, copy, move, remove, compare
 void addDataCommands(CLI::App& program, Output& output);      // digest, base64
 void addInfoCommands(CLI::App& program, Output& output);      // type, id, log
 void addDateCommands(CLI::App& program, Output& output);      // date

@@ -10,7 +10,7 @@
 namespace tool {
 
 // What the program exits with.
-enum class Status { Done = 0, Failed = 1, Usage = 2 };
+enum class Status { Done = 0, Failed = 1, Usage = 2, Trouble = 2 };
 
 // Standard output and the failures of a run. Names are written as the bytes they are; in JSON, bytes that are
 // no UTF-8 become the escapes \udc80 to \udcff.
@@ -26,6 +26,8 @@ class Output {
   void failWithErrno(std::string_view what, int error);
   // A difference: no message, but exit status 1.
   void differ() { status_ = Status::Failed; }
+  // For a subcommand whose failures are not told by 1.
+  void exitWith(Status status) { status_ = status; }
 
   // Writes out what is pending.
   void flush();

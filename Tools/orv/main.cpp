@@ -67,6 +67,7 @@ int run(int argc, char** argv) {
   program.set_version_flag("--version", "orv 1.0.0");
   program.require_subcommand(1);
   tool::addFolderCommands(program, output);
+  tool::addItemCommands(program, output);
   tool::addDataCommands(program, output);
   tool::addInfoCommands(program, output);
   tool::addDateCommands(program, output);

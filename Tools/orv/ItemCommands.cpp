@@ -1,0 +1,240 @@
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "Orvane/OrvLog.h"
+#include "Platform/Foundation/Files/CompareItems.h"
+#include "Platform/Foundation/Files/ItemPlace.h"
+#include "Platform/Foundation/Files/NSFileManager.h"
+#include "Platform/Foundation/System/NSBundle.h"
+#include "Platform/Foundation/Values/NSURL.h"
+#include "Tools/orv/Command.h"
+#include "Tools/orv/Output.h"
+
+namespace tool {
+namespace {
+
+namespace fs = std::filesystem;
+
+orv::Ref<NSFileManager> manager() { return NSFileManager::defaultManager(); }
+
+// ---- folders
+
+struct FoldersOptions {
+  std::string identifier = "org.orvane.orv";
+  bool make = false;
+  bool json = false;
+};
+
+void addFolder(Table& table, const char* name, const NSURL& url) { table.add({name, bytesOf(url.path())}); }
+
+NSURL below(const NSURL& folder, const NSString& name) {
+  return folder.URLByAppendingPathComponent(name, true);
+}
+
+void addStandardFolders(Table& table) {
+  addFolder(table, "home", manager()->zuHomeFolder());
+  addFolder(table, "documents", manager()->zuDocumentFolder());
+  addFolder(table, "downloads", manager()->zuDownloadsFolder());
+  addFolder(table, "pictures", manager()->zuPicturesFolder());
+  addFolder(table, "library", manager()->zuLibraryFolder());
+  addFolder(table, "application support", manager()->zuApplicationSupportFolder());
+  addFolder(table, "caches", manager()->zuCachesFolder());
+  addFolder(table, "temporary", manager()->temporaryDirectory());
+}
+
+// Asking the library for an application's own folders makes them.
+void addPrivateFolders(Table& table, bool make) {
+  const NSString name = NSFileManager::appSpecificFolderName();
+  const NSString identifier = NSBundle::mainBundle()->bundleIdentifier();
+  const auto add = [&](const char* label, NSURL (NSFileManager::*made)() const, const NSURL& place) {
+    addFolder(table, label, make ? ((*manager()).*made)() : place);
+  };
+  add("private library", &NSFileManager::zuPrivateLibraryFolder, below(manager()->zuLibraryFolder(), name));
+  add("private application support", &NSFileManager::zuPrivateApplicationSupportFolder,
+      below(manager()->zuApplicationSupportFolder(), name));
+  add("private caches", &NSFileManager::zuPrivateCacheFolder, below(manager()->zuCachesFolder(), identifier));
+  add("private temporary", &NSFileManager::zuTempFolder, below(manager()->temporaryDirectory(), name));
+}
+
+void runFolders(const FoldersOptions& options, Output& output) {
+  NSBundle::mainBundle()->setInfoDictionary(NSDictionary{{"CFBundleIdentifier", nameOf(options.identifier)}});
+  Table table({{"folder"}, {"path"}});
+  addStandardFolders(table);
+  addPrivateFolders(table, options.make);
+  table.print(output, options.json);
+}
+
+void addFolders(CLI::App& program, Output& output) {
+  auto options = std::make_shared<FoldersOptions>();
+  CLI::App* command = program.add_subcommand(
+      "folders", "Print the user's standard folders and those of an application, its temporary one included");
+  command->add_option("--identifier", options->identifier, "The application's identifier (org.orvane.orv)");
+  command->add_flag("--make", options->make, "Make the application's folders, too");
+  command->add_flag("--json", options->json, "Print a JSON array");
+  command->callback([options, &output] { runFolders(*options, output); });
+}
+
+// ---- copy, move
+
+struct TransferOptions {
+  std::vector<std::string> sources;
+  std::string target;
+  bool force = false;
+};
+
+using Transfer = bool (*)(const std::string& from, const std::string& to, NSError* error);
+
+std::string withoutSlashes(std::string path) {
+  while (path.size() > 1 && path.ends_with('/')) path.pop_back();
+  return path;
+}
+
+// Where one of the sources goes: exactly to the target, or into it, when there are several or it ends in a
+// slash.
+std::string placeFor(const std::string& source, const TransferOptions& options) {
+  if (options.sources.size() == 1 && !options.target.ends_with('/')) return options.target;
+  return (fs::path(options.target) / fs::path(withoutSlashes(source)).filename()).string();
+}
+
+bool copyOne(const std::string& from, const std::string& to, NSError* error) {
+  return manager()->copyItemAtPath(nameOf(from), nameOf(to), error);
+}
+
+bool moveOne(const std::string& from, const std::string& to, NSError* error) {
+  return manager()->moveItemAtPath(nameOf(from), nameOf(to), error);
+}
+
+// True when removing the target would remove the source or what holds it.
+bool holds(const std::string& target, const std::string& source) {
+  std::error_code error;
+  const std::string outer = fs::weakly_canonical(target, error).string();
+  const std::string inner = fs::weakly_canonical(withoutSlashes(source), error).string();
+  return inner == outer || inner.starts_with(outer.ends_with('/') ? outer : outer + "/");
+}
+
+// Makes the target free: false, with the reason told, when that must not be or fails.
+bool clear(const std::string& target, const std::string& source, Output& output) {
+  struct stat info;
+  if (::lstat(source.c_str(), &info) != 0) return output.failWithErrno(source, errno), false;
+  if (::lstat(target.c_str(), &info) != 0) return true;
+  if (holds(target, source))
+    return output.fail(target, "replacing it would remove what is to be copied"), false;
+  NSError error;
+  if (manager()->removeItemAtPath(nameOf(target), &error)) return true;
+  output.fail(target, bytesOf(error.localizedDescription()));
+  return false;
+}
+
+void runTransfer(const TransferOptions& options, Transfer transfer, Output& output) {
+  for (const std::string& source : options.sources) {
+    const std::string target = placeFor(source, options);
+    OrvLogInfo("from %@ to %@", nameOf(source), nameOf(target));
+    if (options.force && !clear(target, source, output)) continue;
+    NSError error;
+    if (!transfer(source, target, &error)) output.fail(source, bytesOf(error.localizedDescription()));
+  }
+}
+
+void addTransfer(CLI::App& program, const char* name, const char* text, Transfer transfer, Output& output) {
+  auto options = std::make_shared<TransferOptions>();
+  CLI::App* command = program.add_subcommand(name, text);
+  command
+      ->add_option(
+          "FROM... TO", options->sources,
+          "The items, and at last the new name; with a slash at its end, or for several items, the folder "
+          "they go into")
+      ->required()
+      ->expected(2, CLI::detail::expected_max_vector_size);
+  command->add_flag("--force", options->force, "First remove what has the new name");
+  command->callback([options, transfer, &output] {
+    options->target = options->sources.back();
+    options->sources.pop_back();
+    runTransfer(*options, transfer, output);
+  });
+}
+
+// ---- remove
+
+struct RemoveOptions {
+  std::vector<std::string> paths;
+  bool force = false;
+};
+
+void removeOne(const std::string& path, bool force, Output& output) {
+  OrvLogInfo("removing %@", nameOf(path));
+  struct stat info;
+  const bool isLink = ::lstat(withoutSlashes(path).c_str(), &info) == 0 && S_ISLNK(info.st_mode);
+  if (!force && !isLink && holds(path, bytesOf(NSHomeDirectory())))
+    return output.fail(path, "the home folder is only removed with --force");
+  NSError error;
+  if (!manager()->removeItemAtPath(nameOf(path), &error))
+    output.fail(path, bytesOf(error.localizedDescription()));
+}
+
+void addRemove(CLI::App& program, Output& output) {
+  auto options = std::make_shared<RemoveOptions>();
+  CLI::App* command = program.add_subcommand(
+      "remove", "Remove files, links, and folders with everything in them, without asking");
+  command->add_option("PATH", options->paths, "What to remove")->required();
+  command->add_flag("--force", options->force, "Even the home folder");
+  command->callback([options, &output] {
+    for (const std::string& path : options->paths) removeOne(path, options->force, output);
+  });
+}
+
+// ---- compare
+
+// False, with the reason told, for a place that cannot be reached.
+bool check(const std::string& path, const orv::detail::ItemPlace& place, Output& output) {
+  struct stat info;
+  const int error = place.error() != 0 ? place.error() : place.status(info);
+  if (error != 0) output.failWithErrno(path, error);
+  return error == 0;
+}
+
+void runCompare(const std::string& first, const std::string& second, Output& output) {
+  const orv::detail::ItemPlace a(withoutSlashes(first)), b(withoutSlashes(second));
+  const bool areThere = check(first, a, output) & check(second, b, output);
+  if (!areThere) return output.exitWith(Status::Trouble);
+  bool equal = false;
+  const int error = orv::detail::compareItems(a.folder(), a.name(), b.folder(), b.name(), equal);
+  if (error != 0) {
+    output.failWithErrno(first + " and " + second, error);
+    return output.exitWith(Status::Trouble);
+  }
+  if (equal) return;
+  output.writeLine(first + " and " + second + " differ");
+  output.differ();
+}
+
+void addCompare(CLI::App& program, Output& output) {
+  auto paths = std::make_shared<std::pair<std::string, std::string>>();
+  CLI::App* command = program.add_subcommand(
+      "compare",
+      "Compare two files byte by byte, or two folders by names and contents: exit with 1 when they "
+      "differ, with 2 when one cannot be read");
+  command->add_option("A", paths->first, "A file, a link or a folder")->required();
+  command->add_option("B", paths->second, "The other one")->required();
+  command->callback([paths, &output] { runCompare(paths->first, paths->second, output); });
+}
+
+}  // namespace
+
+void addItemCommands(CLI::App& program, Output& output) {
+  addFolders(program, output);
+  addTransfer(program, "copy", "Copy files and folders; what is there is not replaced", copyOne, output);
+  addTransfer(program, "move", "Move files and folders, between volumes, too; what is there is not replaced",
+              moveOne, output);
+  addRemove(program, output);
+  addCompare(program, output);
+}
+
+}  // namespace tool
