@@ -1,6 +1,10 @@
 // NSFileManager(Orvane): forgiving operations on single items, and the digests of files.
 
+#include <sys/stat.h>
+
 #include <array>
+#include <cerrno>
+#include <string>
 
 #include "Orvane/Detail/FileDigest.h"
 #include "Orvane/Detail/Location.h"
@@ -16,11 +20,17 @@ using detail::pathOfLocation;
 
 namespace {
 
-// The item's is-directory value, or nil when it cannot be read.
-Value isDirectoryValue(const Value& url) {
-  Value value;
-  url.as<NSURL>().getResourceValue(NSURLIsDirectoryKey, &value);
-  return value;
+enum class ItemKind { Unreachable, Unreadable, File, Folder };
+
+// Asks the disk once; a link is a file. What is merely not there is unreachable.
+ItemKind kindOf(const Value& url) {
+  std::string path;
+  struct stat info;
+  if (!detail::systemPath(url.as<NSURL>(), path)) return ItemKind::Unreachable;
+  if (::lstat(path.c_str(), &info) == 0) return S_ISDIR(info.st_mode) ? ItemKind::Folder : ItemKind::File;
+  const bool isMissing = errno == ENOENT || errno == ENOTDIR;
+  return isMissing || !url.as<NSURL>().checkResourceIsReachable() ? ItemKind::Unreachable
+                                                                  : ItemKind::Unreadable;
 }
 
 // Reads the file; one that changes meanwhile is reported and digested as read.
@@ -110,17 +120,15 @@ bool NSFileManager::zuRemoveFile(const Value& url) const { return zuIsFile(url) 
 bool NSFileManager::zuIsFile(const Value& url) const {
   if (url.isNil()) return false;
   ORV_ASSERT_URL(url);
-  const Value isDirectory = isDirectoryValue(url);
-  return isDirectory && !isDirectory.as<NSNumber>().boolValue();
+  return kindOf(url) == ItemKind::File;
 }
 
 bool NSFileManager::zuIsDir(const Value& url) const {
   if (url.isNil()) return false;
   ORV_ASSERT_URL(url);
-  const Value isDirectory = isDirectoryValue(url);
-  if (isDirectory.isNil() && url.as<NSURL>().checkResourceIsReachable())
-    OrvLogDebug("Directory does not exist %@", url);
-  return isDirectory.as<NSNumber>().boolValue();
+  const ItemKind kind = kindOf(url);
+  if (kind == ItemKind::Unreadable) OrvLogDebug("Directory does not exist %@", url);
+  return kind == ItemKind::Folder;
 }
 
 bool NSFileManager::zuTouch(const Value& url) const {
