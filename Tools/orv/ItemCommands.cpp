@@ -202,8 +202,8 @@ bool check(const std::string& path, const orv::detail::ItemPlace& place, Output&
 
 void runCompare(const std::string& first, const std::string& second, Output& output) {
   const orv::detail::ItemPlace a(withoutSlashes(first)), b(withoutSlashes(second));
-  const bool areThere = check(first, a, output) & check(second, b, output);
-  if (!areThere) return output.exitWith(Status::Trouble);
+  const bool isThere = check(first, a, output);
+  if (!check(second, b, output) || !isThere) return output.exitWith(Status::Trouble);
   bool equal = false;
   const int error = orv::detail::compareItems(a.folder(), a.name(), b.folder(), b.name(), equal);
   if (error != 0) {
