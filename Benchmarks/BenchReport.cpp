@@ -115,7 +115,8 @@ Subject subjectOf(std::string_view runName) {
   const size_t third = runName.find('/', second + 1);
   const size_t end = third == std::string_view::npos ? runName.size() : third;
   std::string_view rest = runName.substr(end);
-  if (rest.ends_with("/real_time")) rest.remove_suffix(10);
+  for (const std::string_view how : {"/real_time", "/manual_time", "/iterations:1"})
+    if (rest.ends_with(how)) rest.remove_suffix(how.size());
   return {std::string(runName.substr(0, second)) + std::string(rest),
           std::string(runName.substr(second + 1, end - second - 1))};
 }

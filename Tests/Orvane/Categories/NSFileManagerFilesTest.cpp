@@ -48,7 +48,8 @@ auto reports(const char* expression) {
 }  // namespace
 
 TEST_F(NSFileManagerFiles, MakeDirsAnswersTheFolder) {
-  EXPECT_EQ(manager->zuMakeDirs(url("a/b")), url("a/b"));
+  const NSURL made = manager->zuMakeDirs(url("a/b"));
+  EXPECT_EQ(made.path(), url("a/b").path());
   EXPECT_TRUE(manager->zuIsDir(url("a/b")));
   EXPECT_EQ(manager->zuMakeDirs(url("a/b")), url("a/b"));
   EXPECT_TRUE(manager->zuMakeDirs(nil).isNil());
