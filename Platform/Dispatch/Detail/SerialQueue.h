@@ -64,10 +64,10 @@ class SerialQueue final : public DispatchQueue, private Job {
   void noteNoOwner() noexcept;
 
   // Lines of their own, so that those who submit do not disturb the one who runs.
-  std::byte before_[64];
+  [[maybe_unused]] std::byte before_[64];
   std::atomic<Link*> newest_{nullptr};  // null: idle
   Link base_;                           // stands for the newest one when the owner has taken all
-  std::byte between_[64];
+  [[maybe_unused]] std::byte between_[64];
   Link* first_ = nullptr;  // the owner's: the first one not taken, as far as it is known
   std::atomic<NSUInteger> owner_{0};
 };
