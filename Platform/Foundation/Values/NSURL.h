@@ -134,7 +134,7 @@ class ORV_EXPORT NSURL : public orv::Value {
   // The item of a bookmark: at its old path, or where it is now on its volume. `isStale` is set to whether the
   // bookmark should be made anew: the item was found elsewhere, or another item of its kind took its place (as
   // when an editor saves a file by replacing it; the path then wins). The search below the old folders, the
-  // home folder and the volume ends after 250,000 names. nil with an error for data that is no bookmark or was
+  // home folder and the volume ends after 100,000 names. nil with an error for data that is no bookmark or was
   // tampered with (259) and an item that is not found (4). Blocks on the disk.
   static NSURL URLByResolvingBookmarkData(const NSData& bookmark, NSUInteger options, bool* isStale = nullptr,
                                           NSError* error = nullptr);
