@@ -10,6 +10,7 @@
 #include "Platform/Foundation/Files/Bookmark.h"
 #include "Platform/Foundation/Files/BookmarkSearch.h"
 #include "Platform/Foundation/Values/NSData.h"
+#include "Platform/Foundation/Values/NSError.h"
 #include "Platform/Foundation/Values/NSURL.h"
 #include "Platform/Security/Digest.h"
 

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "Orvane/OrvLog.h"
+#include "Orvane/OrvObject.h"
 #include "Platform/CoreServices/UTType.h"
 #include "Platform/Foundation/System/NSBundle.h"
 #include "Platform/Foundation/Values/Detail/DataRep.h"
@@ -75,9 +76,12 @@ NSArray keysOf(const Value& v) {
   return object ? object->allKeys() : v.as<NSDictionary>().allKeys();
 }
 
+// An entry, also where a model's class has a property of that name.
 Value valueUnder(const Value& v, const Value& key) {
   const NSObject* object = objectOf(v);
-  return object ? object->valueForKey(key.as<NSString>()) : v.as<NSDictionary>().objectForKey(key);
+  if (!object) return v.as<NSDictionary>().objectForKey(key);
+  const auto* model = dynamic_cast<const OrvObject*>(object);
+  return model ? model->objectForKey(key.as<NSString>()) : object->valueForKey(key.as<NSString>());
 }
 
 // The elements by index: a set's in the order of enumeration.

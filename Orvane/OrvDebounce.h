@@ -12,14 +12,11 @@
 //   saver_->debounce();                                    // as often as something changes
 //
 // 1. A trigger counts when `delay` seconds or more have passed since the one that counted last, and the clock
-// does not
-//    show an earlier time than that of the last run.
+//    does not show an earlier time than that of the last run.
 // 2. `debounce` and `cancel` are safe on every thread. The time stamps are not locked: two threads that trigger
-// at the
-//    same moment may schedule two runs.
+//    at the same moment may schedule two runs.
 // 3. A pending run keeps the debouncer alive; an operation that has been handed to the queue does not, and does
-// nothing
-//    when the debouncer is gone.
+//    nothing when the debouncer is gone.
 // 4. An exception derived from std::exception that leaves the block is logged at Warning as "Exception %@".
 //
 // The main thread has to run its loop (see NSRunLoop). A block that holds its debouncer keeps both for ever.

@@ -18,20 +18,16 @@ class SerialQueue;
 //   OrvQueue::main([=] { view->update(); }, true);
 //
 // 1. Order: blocks run in the order in which they were submitted. `sync` on a queue from one of its own blocks
-// runs
-//    the inner block at once and logs "Reentrant situation for %@" at Info; `async` from there comes after all
-//    that waits.
+//    runs the inner block at once and logs "Reentrant situation for %@" at Info; `async` from there comes after
+//    all that waits.
 // 2. Visibility: a block sees what was written before it was submitted and what earlier blocks wrote. After
-// `sync`
-//    and `finish` the caller sees what the blocks wrote.
+//    `sync` and `finish` the caller sees what the blocks wrote.
 // 3. Threads: `sync` runs the block on the calling thread; `async` on a thread that carries the queue's label
 //    as its name. An idle queue holds no thread.
 // 4. Last reference: blocks already submitted still run, each without the queue object. A queue may be let go
-// of
-//    inside its own block.
+//    of inside its own block.
 // 5. Exceptions: one derived from std::exception is logged at Warning as "Exception %@", and the next block
-// runs.
-//    Any other leaves `sync` to the caller and ends the process from `async`.
+//    runs. Any other leaves `sync` to the caller and ends the process from `async`.
 // 6. Exit: blocks accepted before the process began to end still run.
 //
 // An empty block is ignored with one Warning. Every method is safe on every thread.

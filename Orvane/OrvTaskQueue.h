@@ -51,9 +51,8 @@ class ORV_EXPORT OrvTaskQueueDelegate : public NSObject {
 //
 // 1. Order: tasks start in the order in which they were added, up to five at once.
 // 2. Counting: progress is finished / added since both were last set to zero, which the next task does when
-// nothing
-//    is outstanding. Every task counts once: run, cancelled or without a handler. The counters are not locked
-//    together: tasks added by several threads at once may report a fraction that is a moment old.
+//    nothing is outstanding. Every task counts once: run, cancelled or without a handler. The counters are not
+//    locked together: tasks added by several threads at once may report a fraction that is a moment old.
 // 3. Cancelling: a task that has not started passes by without its handler; a running one has to ask.
 // 4. Visibility: a handler sees what was written before the task was added.
 // 5. Last reference: when the queue object goes, its tasks are cancelled; those that run finish unreported. The

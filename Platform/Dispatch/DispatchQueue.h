@@ -12,20 +12,16 @@
 // and ten thousand queues cost their memory only.
 //
 // 1. Order: a serial queue runs its blocks in the order in which they were submitted, synchronous and
-// asynchronous
-//    ones alike; submissions of different threads at the same time are in some order. A concurrent queue starts
-//    them in that order, and a barrier runs alone, after all before it and before all behind it.
+//    asynchronous ones alike; submissions of different threads at the same time are in some order. A concurrent
+//    queue starts them in that order, and a barrier runs alone, after all before it and before all behind it.
 // 2. Visibility: a block sees all that was written before it was submitted and all that earlier blocks of a
-// serial
-//    queue wrote. What a synchronous block wrote is visible when the call returns.
+//    serial queue wrote. What a synchronous block wrote is visible when the call returns.
 // 3. Threads: a synchronous block runs on the calling thread, except for the main queue's. An asynchronous one
-// runs
-//    on a thread of the pool, which then carries the queue's label as its name.
+//    runs on a thread of the pool, which then carries the queue's label as its name.
 // 4. Last reference: blocks keep their queue alive. A queue may be let go of, also by its own block, at any
-// time.
+//    time.
 // 5. Exceptions: one that leaves a synchronous block reaches the caller, and the queue goes on. One that leaves
-// an
-//    asynchronous block ends the process.
+//    an asynchronous block ends the process.
 // 6. Exit: blocks accepted before the process began to end (by exit or a return from main) still run, before
 //    the destructors of objects made before the first queue. Work submitted meanwhile runs if it comes within
 //    two seconds; after that it is destroyed without running.

@@ -17,6 +17,8 @@ namespace {
 
 class Lamp : public NSKeyValueObserving {
  public:
+  using NSKeyValueObserving::announceChange;
+
   ~Lamp() override {
     if (ended) *ended = true;
   }
@@ -243,4 +245,16 @@ TEST_F(NSKeyValueObservingTest, AChangeIsToldOnTheThreadThatMakesIt) {
     lamp->setPower(1);
   }).join();
   EXPECT_EQ(told, changing);
+}
+
+TEST_F(NSKeyValueObservingTest, AChangeThatHasHappenedIsToldWithTheValuesGiven) {
+  const auto prior = collect(kNew | kOld | kPrior);
+  lamp->announceChange("power", 3, 4);
+  lamp->announceChange("other", 1, 2);
+  ASSERT_EQ(changes.size(), 2U);
+  EXPECT_TRUE(changes[0]["notificationIsPrior"].toBool());
+  EXPECT_EQ(changes[0]["old"], Value(3));
+  EXPECT_EQ(changes[1]["old"], Value(3));
+  EXPECT_EQ(changes[1]["new"], Value(4));
+  EXPECT_TRUE(lamp->power().isNil());
 }

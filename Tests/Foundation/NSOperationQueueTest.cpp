@@ -1,8 +1,12 @@
 #include "Platform/Foundation/Threads/NSOperationQueue.h"
 
 #include <atomic>
+#include <chrono>
+#include <condition_variable>
 #include <future>
 #include <memory>
+#include <mutex>
+#include <stdexcept>
 #include <thread>
 #include <vector>
 
@@ -26,6 +30,38 @@ Ref<NSOperationQueue> serialQueue() {
 Ref<NSBlockOperation> operation(Block block) {
   return NSBlockOperation::blockOperationWithBlock(std::move(block));
 }
+
+// Collects what an observer of "operationCount" hears, from any thread.
+class CountLog {
+ public:
+  using Change = std::pair<int64_t, int64_t>;
+
+  explicit CountLog(const Ref<NSOperationQueue>& queue) {
+    token_ = queue->addObserver("operationCount", [this](const NSString&, const NSDictionary& change) {
+      EXPECT_FALSE(telling_.exchange(true)) << "two at a time";
+      {
+        const std::lock_guard lock(mutex_);
+        changes_.emplace_back(change["old"].toLongLong(), change["new"].toLongLong());
+      }
+      telling_ = false;
+      heard_.notify_all();
+    });
+  }
+
+  // Waits until so many have come.
+  std::vector<Change> changes(size_t count) {
+    std::unique_lock lock(mutex_);
+    EXPECT_TRUE(heard_.wait_for(lock, std::chrono::seconds(30), [&] { return changes_.size() >= count; }));
+    return changes_;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable heard_;
+  std::vector<Change> changes_;
+  std::atomic<bool> telling_{false};
+  Ref<NSKeyValueObservation> token_;
+};
 
 }  // namespace
 
@@ -408,6 +444,99 @@ TEST(NSOperationQueue, CancelAllReachesEveryOne) {
   for (const auto& each : all) EXPECT_TRUE(each->isCancelled());
   queue->setSuspended(false);
   queue->waitUntilAllOperationsAreFinished();
+}
+
+TEST(NSOperationQueue, ObserversHearOfEveryAdditionAndRemovalInOrder) {
+  const auto queue = serialQueue();
+  CountLog log(queue);
+  queue->setSuspended(true);
+  queue->addOperationWithBlock([] {});
+  queue->addOperationWithBlock([] {});
+  EXPECT_THAT(log.changes(2), ElementsAre(CountLog::Change(0, 1), CountLog::Change(1, 2)));
+  queue->setSuspended(false);
+  EXPECT_THAT(log.changes(4), ElementsAre(CountLog::Change(0, 1), CountLog::Change(1, 2),
+                                          CountLog::Change(2, 1), CountLog::Change(1, 0)));
+}
+
+TEST(NSOperationQueue, ObserversHearOfChangesOnTheThreadThatMakesThem) {
+  const auto queue = serialQueue();
+  std::promise<bool> removedElsewhere;
+  const std::thread::id here = std::this_thread::get_id();
+  bool addedHere = false;
+  const auto token = queue->addObserver("operationCount", [&](const NSString&, const NSDictionary& change) {
+    const bool isHere = std::this_thread::get_id() == here;
+    change["new"].toInt() == 1 ? void(addedHere = isHere) : removedElsewhere.set_value(!isHere);
+  });
+  queue->setSuspended(true);
+  queue->addOperationWithBlock([] {});
+  EXPECT_TRUE(addedHere);
+  queue->setSuspended(false);
+  EXPECT_TRUE(removedElsewhere.get_future().get());
+}
+
+TEST(NSOperationQueue, AnObserverMayUseTheQueueAndHearsOfItAfterwards) {
+  const auto queue = serialQueue();
+  queue->setSuspended(true);
+  std::vector<int> heard;
+  const auto token = queue->addObserver("operationCount", [&](const NSString&, const NSDictionary& change) {
+    const int now = static_cast<int>(change["new"].toInt());
+    if (now == 1) queue->addOperationWithBlock([] {});
+    heard.push_back(now);
+    EXPECT_EQ(queue->operationCount(), 2);
+  });
+  queue->addOperationWithBlock([] {});
+  EXPECT_THAT(heard, ElementsAre(1, 2));
+  queue->removeObserver(token);
+  queue->setSuspended(false);
+  queue->waitUntilAllOperationsAreFinished();
+}
+
+TEST(NSOperationQueue, AnExceptionOfAnObserverReachesWhoAddedAndNothingIsLost) {
+  const auto queue = serialQueue();
+  queue->setSuspended(true);
+  std::vector<int> heard;
+  const auto token = queue->addObserver("operationCount", [&](const NSString&, const NSDictionary& change) {
+    heard.push_back(static_cast<int>(change["new"].toInt()));
+    if (heard.size() == 1) {
+      queue->addOperationWithBlock([] {});
+      throw std::runtime_error("no");
+    }
+  });
+  EXPECT_THROW(queue->addOperationWithBlock([] {}), std::runtime_error);
+  queue->addOperationWithBlock([] {});
+  EXPECT_THAT(heard, ElementsAre(1, 2, 3));
+  queue->removeObserver(token);
+  queue->setSuspended(false);
+  queue->waitUntilAllOperationsAreFinished();
+}
+
+TEST(NSOperationQueue, CountsOfManyThreadsAreToldWithoutGaps) {
+  constexpr size_t kEach = kSanitized ? 200 : 2000;
+  const auto queue = make<NSOperationQueue>();
+  CountLog log(queue);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 3; ++t)
+    threads.emplace_back([&] {
+      for (size_t i = 0; i < kEach; ++i) queue->addOperationWithBlock([] {});
+    });
+  for (std::thread& each : threads) each.join();
+  int64_t count = 0;
+  const auto changes = log.changes(6 * kEach);
+  EXPECT_EQ(changes.size(), 6 * kEach);
+  for (const auto& [before, after] : changes) {
+    EXPECT_EQ(before, count);
+    EXPECT_EQ(std::abs(after - before), 1);
+    count = after;
+  }
+  EXPECT_EQ(count, 0);
+}
+
+TEST(NSOperationQueue, ItsPropertiesAreReadByKey) {
+  const auto queue = serialQueue();
+  EXPECT_EQ(queue->valueForKey("operationCount"), Value(0));
+  EXPECT_EQ(queue->valueForKey("operations"), Value(NSArray::array()));
+  queue->setValueForKey(3, "maxConcurrentOperationCount");
+  EXPECT_EQ(queue->maxConcurrentOperationCount(), 3);
 }
 
 TEST(NSOperationQueue, ManyThreadsAddCancelAndWait) {

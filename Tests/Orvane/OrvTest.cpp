@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "Orvane/OrvObject.h"
 #include "Platform/Foundation/System/NSBundle.h"
 #include "Platform/Foundation/Values/NSArray.h"
 #include "Platform/Foundation/Values/NSData.h"
@@ -217,4 +218,18 @@ TEST(OrvDeepEqual, SharedPartsAreComparedOnceAndCirclesEnd) {
   EXPECT_TRUE(silentlyEqual(x, y));
   x->content = nil;
   y->content = nil;
+}
+
+TEST(Orv, ModelsAreComparedByTheirEntriesNotByTheirProperties) {
+  class Shelf : public OrvObject {
+   public:
+    bool isEqual(const Value& other) const override { return !!other.as<Shelf>(); }
+  };
+  const auto shelf = [](const Value& books) {
+    const auto model = make<Shelf>();
+    model->setObject(books, "count");
+    return model;
+  };
+  EXPECT_TRUE(silentlyEqual(shelf(NSArray{1, 2}), shelf(NSArray{1, 2})));
+  EXPECT_FALSE(Orv::isDeepEqual(shelf(NSArray{1, 2}), shelf(NSArray{1, 3})));
 }

@@ -49,9 +49,8 @@ class ORV_EXPORT NSNotificationObserver : public NSObject {
 //
 // 1. Delivery is synchronous, on the posting thread, in the order of registration, once for each registration.
 // 2. Observers may be added and removed, and their tokens destroyed, during a delivery. One that is removed is
-// not
-//    called any more by deliveries on the same thread; on another thread it may just be running. One that is
-//    added hears from the next post on.
+//    not called any more by deliveries on the same thread; on another thread it may just be running. One that
+//    is added hears from the next post on.
 // 3. An exception of an observer goes to the poster; later observers are then not called.
 // 4. The centre keeps a block, and the object it observes, until the registration ends. A block that holds
 //    its own token keeps itself alive for ever: capture a WeakRef.

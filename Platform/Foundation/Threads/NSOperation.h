@@ -17,17 +17,14 @@ enum class NSOperationQueuePriority : NSInteger { VeryLow = -8, Low = -4, Normal
 // work is given as blocks (NSBlockOperation). Added to an NSOperationQueue, or run on the spot by `start`.
 //
 // 1. Cancelling sets a flag. The work of an operation that was cancelled before it began is still entered,
-// without
-//    waiting for dependencies, so that it can keep its books: it asks `isCancelled` and goes. One that is
-//    executing has to ask, too.
+//    without waiting for dependencies, so that it can keep its books: it asks `isCancelled` and goes. One that
+//    is executing has to ask, too.
 // 2. What was written before the operation was added is visible to it; what it wrote is visible to whoever sees
-// it
-//    finished, and to operations that depend on it.
+//    it finished, and to operations that depend on it.
 // 3. An operation keeps the queue that it was added to alive; the queue keeps the operation until it is
-// finished.
+//    finished.
 // 4. An exception that leaves the work ends the process on a queue, and reaches the caller of `start`; the
-// operation is
-//    finished then.
+//    operation is finished then.
 //
 // Setting up is for one thread; every question, `cancel` and the waits are safe on all threads.
 class ORV_EXPORT NSOperation : public NSObject {

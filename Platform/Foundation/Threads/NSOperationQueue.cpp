@@ -87,6 +87,7 @@ void NSOperationQueue::addOperation(const Ref<NSOperation>& operation) {
     if (operation->isReady()) toStart = appendReady(*operation);
   }
   startRunners(toStart);
+  announceCounts();
 }
 
 void NSOperationQueue::addOperationWithBlock(Block block) {
@@ -221,13 +222,17 @@ bool NSOperationQueue::runSome(unsigned most) {
     if (!enough) {
       Ref<NSOperation> next = nextOrLater(operation);
       operation = std::move(next);
+      announceCounts();
       if (!operation) return false;
       runOne(*operation);
       continue;
     }
     Ref<NSOperation> owned;  // ends outside of the lock
-    const std::lock_guard lock(mutex_);
-    owned = unlink(*operation);
+    {
+      const std::lock_guard lock(mutex_);
+      owned = unlink(*operation);
+    }
+    announceCounts();
     return true;
   }
 }
@@ -286,15 +291,60 @@ void NSOperationQueue::linkLast(NSOperation& operation) {
   operation.next_ = nullptr;
   last_ ? last_->next_ = &operation : first_ = &operation;
   last_ = &operation;
-  count_.fetch_add(1);
+  const uint32_t before = count_.fetch_add(1);
+  noteCount(before, before + 1);
 }
 
 Ref<NSOperation> NSOperationQueue::unlink(NSOperation& operation) {
   operation.previous_ ? operation.previous_->next_ = operation.next_ : first_ = operation.next_;
   operation.next_ ? operation.next_->previous_ = operation.previous_ : last_ = operation.previous_;
   leaveName(operation);
-  if (count_.fetch_sub(1) == 1) count_.notify_all();
+  const uint32_t before = count_.fetch_sub(1);
+  noteCount(before, before - 1);
+  if (before == 1) count_.notify_all();
   return Ref<NSOperation>::adopt(&operation);
+}
+
+// ---- observers
+
+void NSOperationQueue::noteCount(uint32_t before, uint32_t after) {
+  if (isObserved()) [[unlikely]]
+    untold_.push_back({before, after});
+}
+
+// Tells what is not told yet, unless another thread, or this one further out, is at it: that one goes on until
+// nothing is left. Without the lock, so that observers may use the queue. What an exception keeps from being
+// told is told with the next change.
+void NSOperationQueue::announceCounts() {
+  if (!isObserved()) [[likely]]
+    return;
+  struct Telling {
+    NSOperationQueue& queue;
+    std::vector<CountChange> changes{};
+    size_t told = 0;
+    bool mine = false;
+
+    bool takeMore() {
+      const std::lock_guard lock(queue.mutex_);
+      if (!mine && queue.announcing_) return false;
+      told = 0;
+      changes.clear();
+      changes.swap(queue.untold_);
+      return queue.announcing_ = mine = !changes.empty();
+    }
+    ~Telling() {
+      if (!mine) return;
+      const std::lock_guard lock(queue.mutex_);
+      queue.untold_.insert(queue.untold_.begin(), changes.begin() + static_cast<ptrdiff_t>(told),
+                           changes.end());
+      queue.announcing_ = false;
+    }
+  } telling{*this};
+  while (telling.takeMore())
+    while (telling.told < telling.changes.size()) {
+      const CountChange change = telling.changes[telling.told++];
+      announceChange("operationCount", change.before, change.after);
+    }
 }
 
 // ---- names

@@ -5,6 +5,8 @@
 
 #include "Platform/Dispatch/Detail/ShortLock.h"
 #include "Platform/Foundation/Threads/NSOperation.h"
+#include "Platform/Foundation/Values/Class.h"
+#include "Platform/Foundation/Values/NSKeyValueObserving.h"
 
 // Runs operations on the shared pool of threads, or on the main thread (the main queue), several at a time up
 // to a limit.
@@ -17,9 +19,13 @@
 // 3. Last reference: operations keep their queue alive until they are finished.
 // 4. Exceptions that leave an operation end the process.
 // 5. Exit: operations accepted before the process began to end still run; those added after it has run
-// everything
-//    count as finished at once.
+//    everything count as finished at once.
 // 6. Waiting for a queue from one of its own operations waits for ever when that one is among those waited for.
+// 7. Observers of "operationCount" are told of every addition and every removal, once each, with the old and
+//    the new count, in the order in which they happened, and never two at a time. They are called on a thread
+//    that changes the queue: the one that made the change, or the one that was telling of the change before.
+//    What an observer does to the queue is told when it has returned. An exception of an observer ends the
+//    process when a worker was telling. Waiting for operations does not wait for what is told of them.
 //
 // Safe on every thread.
 //
@@ -27,7 +33,7 @@
 //   queue->setMaxConcurrentOperationCount(2);
 //   queue->addOperationWithBlock([] { ... });
 //   queue->waitUntilAllOperationsAreFinished();
-class ORV_EXPORT NSOperationQueue : public NSObject {
+class ORV_EXPORT NSOperationQueue : public NSKeyValueObserving {
  public:
   // As many as the machine suggests.
   static constexpr NSInteger DefaultMaxConcurrentOperationCount = -1;
@@ -71,12 +77,19 @@ class ORV_EXPORT NSOperationQueue : public NSObject {
   bool isSuspended() const;
   void setSuspended(bool suspended);
 
+  ORV_PROPERTIES(NSOperationQueue, NSObject, ORV_READ_ONLY(operationCount), ORV_READ_ONLY(operations),
+                 ORV_PROPERTY(name, setName),
+                 ORV_PROPERTY(maxConcurrentOperationCount, setMaxConcurrentOperationCount))
+
  private:
   friend class NSOperation;
   struct Runner;
   struct ReadyList {
     NSOperation* first = nullptr;
     NSOperation* last = nullptr;
+  };
+  struct CountChange {
+    uint32_t before, after;
   };
   template <std::derived_from<NSObject> T, class... Args>
   friend orv::Ref<T> orv::make(Args&&... args);
@@ -96,6 +109,8 @@ class ORV_EXPORT NSOperationQueue : public NSObject {
   void runOne(NSOperation& operation) noexcept;
   void linkLast(NSOperation& operation);
   orv::Ref<NSOperation> unlink(NSOperation& operation);
+  void noteCount(uint32_t before, uint32_t after);
+  void announceCounts();
   void enterName(NSOperation& operation, const NSString& name) const;
   void leaveName(NSOperation& operation) const;
   void growTable() const;
@@ -110,6 +125,8 @@ class ORV_EXPORT NSOperationQueue : public NSObject {
   size_t runners_ = 0;
   NSInteger maximum_ = DefaultMaxConcurrentOperationCount;
   bool suspended_ = false;
+  bool announcing_ = false;          // a thread is telling observers
+  std::vector<CountChange> untold_;  // changes of the count, in order; empty without observers
   const bool isMain_;
   mutable NSString name_;
   // Chains of operations with equal hashes of their names, in order of addition; made when first asked.

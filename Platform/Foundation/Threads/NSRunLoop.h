@@ -18,12 +18,10 @@ extern ORV_EXPORT const NSString NSRunLoopCommonModes;  // "kCFRunLoopCommonMode
 // GLib, GTK or Qt loop of its own (Qt with its GLib dispatcher) never calls `run`; a console program does.
 //
 // 1. Delayed calls run on the loop's thread, the earliest first, calls due at the same moment in the order in
-// which
-//    they were scheduled. A call never runs inside the one that schedules it, whatever its delay.
+//    which they were scheduled. A call never runs inside the one that schedules it, whatever its delay.
 // 2. A pending call keeps its target, its argument and its block alive until it has run or is cancelled.
 // 3. Scheduling, cancelling and `stop` are safe on every thread; what runs the loop belongs to its thread
-// alone, and
-//    is ignored with a line on the console elsewhere.
+//    alone, and is ignored with a line on the console elsewhere.
 // 4. An exception that leaves a delayed call ends the process.
 //
 //   NSRunLoop::mainRunLoop()->perform(shelf, "save", nil, 0.5, [=] { shelf->save(); });

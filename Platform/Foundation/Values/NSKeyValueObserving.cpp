@@ -211,3 +211,12 @@ void NSKeyValueObserving::didChangeValueForKey(const NSString& key) {
   const Value now = wanted ? valueForKey(key) : Value();
   tell(change->observers, change->old, now);
 }
+
+void NSKeyValueObserving::announceChange(const NSString& key, const Value& old, const Value& now) {
+  detail::Observations* const raw = observations_.load(std::memory_order_acquire);
+  if (!raw) return;
+  const Ref<detail::Observations> home(raw);
+  const Observers observers = home->observersOf(key);
+  tellPrior(observers, old);
+  tell(observers, old, now);
+}

@@ -50,9 +50,8 @@ class ORV_EXPORT NSKeyValueObservation : public NSObject {
 // 1. Delivery is synchronous, on the changing thread, in the order of registration, once for each pair of
 //    calls, also when the new value equals the old one. Pairs may be nested: the inner one is told first.
 // 2. Observers may be added and removed, and tokens and the object itself let go of, during a delivery. One
-// that
-//    is removed is not called any more; one that is added hears of the next pair. Who lets go of the object in
-//    a prior call must leave a reference to the code that is changing it.
+//    that is removed is not called any more; one that is added hears of the next pair. Who lets go of the
+//    object in a prior call must leave a reference to the code that is changing it.
 // 3. An exception of an observer goes to the code that announced the change; later observers are then not
 //    called.
 // 4. Registering and announcing are safe on every thread; the values are under the derived class's own rule.
@@ -88,6 +87,9 @@ class ORV_EXPORT NSKeyValueObserving : public NSObject {
   virtual void didChangeValueForKey(const NSString& key);
 
  protected:
+  // Tells of one change that has already happened, with both its values: for what changes on several threads at
+  // once, where nothing can be read between two calls. Observers who asked for a prior call get both now.
+  void announceChange(const NSString& key, const orv::Value& old, const orv::Value& now);
   // Whether it ever had an observer.
   bool isObserved() const noexcept { return observations_.load(std::memory_order_relaxed) != nullptr; }
 

@@ -42,14 +42,15 @@ bool isList(const Value& v) { return v.kind() >= Kind::Array && v.kind() <= Kind
 
 // ---- One key
 
-// What a key says after its "@": a question to the container, not to what it holds.
-Value askContainer(const Value& container, const NSString& question) {
-  if (question == "count") return container.count();
-  if (question == "self") return container;
+// A key that begins with "@" is a question to the container, not to what it holds. nil for one it has no answer
+// to.
+Value askContainer(const Value& container, const NSString& key) {
+  if (key == "@count") return container.count();
+  if (key == "@self") return container;
   const auto dictionary = container.as<NSDictionary>();
-  if (dictionary && question == "allKeys") return dictionary.allKeys();
-  if (dictionary && question == "allValues") return dictionary.allValues();
-  raiseUndefinedKey(container, "valueForUndefinedKey:", question);
+  if (dictionary && key == "@allKeys") return dictionary.allKeys();
+  if (dictionary && key == "@allValues") return dictionary.allValues();
+  return nil;
 }
 
 Value valueOrNull(Value v) { return v.isNil() ? Value(NSNull::null()) : v; }
@@ -143,12 +144,14 @@ Value applyOperator(const Value& list, const Step& step) {
 }  // namespace
 
 Value Value::valueForKey(const NSString& key) const {
+  const bool asks = kind() >= Kind::Array && kind() <= Kind::Dictionary && isOperator(key);
+  if (asks)
+    if (const Value answer = askContainer(*this, key)) return answer;
   if (kind() == Kind::Dictionary) {
     const TableRep* table = tableRep(*this);
     if (const size_t at = table->find(key); at != TableRep::kNone) return table->value(at);
   }
-  const bool isContainer = kind() >= Kind::Array && kind() <= Kind::Dictionary;
-  if (isContainer && isOperator(key)) return askContainer(*this, key.substringFromIndex(1));
+  if (asks) raiseUndefinedKey(*this, "valueForUndefinedKey:", key.substringFromIndex(1));
   if (isList(*this)) return valuesForKey(*this, key);
   if (const NSObject* object = objectOf(*this); object && key != "self") return object->valueForKey(key);
   return key == "self" ? *this : Value();

@@ -160,15 +160,15 @@ class ORV_EXPORT Value {
 
   // The value under a key: a dictionary's entry, each element's value for an array or a set (null where there
   // is none), an object's own answer, which raises NSUndefinedKeyException for a key it does not know. "self"
-  // is the value itself, unless a dictionary has such an entry; "@count", "@allKeys" and "@allValues" ask a
-  // container itself. Everything else: nil.
+  // is the value itself, unless a dictionary has such an entry; "@count", "@self", "@allKeys" and "@allValues"
+  // always ask a container itself, and another key with "@" that it has no entry for raises the same exception.
+  // Everything else: nil.
   Value valueForKey(const NSString& key) const;
   // The value at the end of a path of keys joined by periods. On arrays and sets a component may be an
   // operator, applied to what the rest of the path gives for each element:
   //   @count                        the number of elements
-  //   @sum, @avg                    a decimal number, 0 for no elements; texts count as the number at their
-  //   start,
-  //                                 everything else that is no number as 0
+  //   @sum, @avg                    a decimal number, 0 for no elements; a text counts as the number at its
+  //                                 start, everything else that is no number as 0
   //   @min, @max                    the smallest and largest number, text or date, by the kind of the first
   //                                 one; nil when there is none
   //   @unionOfObjects               an array of all that is not nil
