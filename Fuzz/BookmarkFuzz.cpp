@@ -1,6 +1,6 @@
-// Any bytes as a bookmark, as they are and behind the right head and digest. Laws: what is read is written again
-// as the same bytes; a bookmark whose digest is not right is refused; whatever one says, resolving it gives an
-// existing item or an error, and what a search finds has the identity that was looked for.
+// Any bytes as a bookmark, as they are and behind the right head and digest. Laws: what is read is written
+// again as the same bytes; a bookmark whose digest is not right is refused; whatever one says, resolving it
+// gives an existing item or an error, and what a search finds has the identity that was looked for.
 
 #include <cstdint>
 #include <cstdlib>

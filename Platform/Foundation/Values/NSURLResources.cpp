@@ -13,6 +13,7 @@
 #include "Platform/Foundation/Files/FileErrors.h"
 #include "Platform/Foundation/Files/FileTags.h"
 #include "Platform/Foundation/Files/PackageNames.h"
+#include "Platform/Foundation/Files/ResourceValues.h"
 #include "Platform/Foundation/Files/Volumes.h"
 #include "Platform/Foundation/Values/Detail/KeptText.h"
 #include "Platform/Foundation/Values/NSArray.h"
@@ -133,13 +134,22 @@ const std::array<Resource, 12> kResources = {{
     {NSURLVolumeIsLocalKey, volumeIsLocal},
 }};
 
+const Resource* resourceNamed(const NSString& key) {
+  for (const Resource& resource : kResources)
+    if (resource.key == key) return &resource;
+  return nullptr;
+}
+
 // Reads the item's facts; false, with the error filled in, when there is no such item.
 bool readItem(const NSURL& url, Item& item, NSError* error, FileAction action = FileAction::Open) {
-  if (!detail::systemPath(url, item.path)) return detail::fail(error, detail::invalidPathError(action, url));
   constexpr unsigned kMask = STATX_BASIC_STATS | STATX_BTIME;
-  if (::statx(AT_FDCWD, item.path.c_str(), AT_SYMLINK_NOFOLLOW, kMask, &item.info) == 0) return true;
+  const bool isPath = detail::systemPath(url, item.path);
+  if (isPath && ::statx(AT_FDCWD, item.path.c_str(), AT_SYMLINK_NOFOLLOW, kMask, &item.info) == 0) return true;
+  const int number = errno;
+  if (!error) return false;  // spares the texts of an error that nobody reads
+  if (!isPath) return detail::fail(error, detail::invalidPathError(action, url));
   // A file where a folder should be on the way: there is no such item either.
-  return detail::fail(error, errno == ENOTDIR ? ENOENT : errno, action, url.path());
+  return detail::fail(error, number == ENOTDIR ? ENOENT : number, action, url.path());
 }
 
 NSError unsupported(const NSString& why) {
@@ -179,15 +189,23 @@ bool NSURL::checkResourceIsReachable(NSError* error) const {
 bool NSURL::getResourceValue(const NSString& key, Value* value, NSError* error) const {
   Item item;
   if (!readItem(*this, item, error)) return false;
-  for (const Resource& resource : kResources) {
-    if (resource.key != key) continue;
-    Value read;
-    if (const int number = resource.read(item, read))
-      return detail::fail(error, number, FileAction::Open, path());
-    if (value) *value = read;
-    return true;
-  }
-  return detail::fail(error, unsupported(nil));
+  const Resource* resource = resourceNamed(key);
+  if (!resource) return detail::fail(error, unsupported(nil));
+  Value read;
+  if (const int number = resource->read(item, read))
+    return error && detail::fail(error, number, FileAction::Open, path());
+  if (value) *value = read;
+  return true;
+}
+
+detail::ResourceReading detail::readResourceValue(const NSURL& url, const NSString& key, Value& value) {
+  Item item;
+  if (!readItem(url, item, nullptr)) return ResourceReading::NoItem;
+  const Resource* resource = resourceNamed(key);
+  Value read;
+  if (!resource || resource->read(item, read) != 0) return ResourceReading::NoValue;
+  value = read;
+  return ResourceReading::Read;
 }
 
 bool NSURL::setResourceValue(const Value& value, const NSString& key, NSError* error) const {
