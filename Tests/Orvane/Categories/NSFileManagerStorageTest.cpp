@@ -1,4 +1,6 @@
+#include <sched.h>
 #include <sys/mount.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -59,6 +61,18 @@ struct NSFileManagerStorage : testing::Test {
     url.getResourceValue(NSURLVolumeIsLocalKey, &local);
     return local.as<NSNumber>().boolValue();
   }
+  // Puts a table before this process in which every file system is of one type; false when it may not.
+  bool tableSays(const std::string& type, const std::string& source) const {
+    if (::unshare(CLONE_NEWNS) != 0 || ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
+      return false;
+    std::ifstream in("/proc/self/mountinfo");
+    std::ofstream out(folder + "/table");
+    for (std::string line; std::getline(in, line);)
+      out << line.substr(0, line.find(" - ")) << " - " << type << ' ' << source << " rw\n";
+    out.close();
+    const std::string place = "/proc/" + std::to_string(::getpid()) + "/mountinfo";
+    return ::mount((folder + "/table").c_str(), place.c_str(), nullptr, MS_BIND, nullptr) == 0;
+  }
   NSString managerOf(const NSURL& url) const { return manager->zuIsManagedBy(url); }
 
   const Ref<NSFileManager> manager = NSFileManager::defaultManager();
@@ -100,6 +114,21 @@ TEST_F(NSFileManagerStorage, WhatIsNoFileURLIsManagedByNobody) {
   EXPECT_THAT(log.take(), IsEmpty());
   EXPECT_TRUE(manager->zuIsLocal(web));
   EXPECT_THAT(log.takeMessages(OrvLogLevelInfo), ElementsAre("isLocal=no url=http://h/a managedBy=(null)"));
+}
+
+// The kernel's table says so in a world of this process's own: mounting a network volume would take a server.
+TEST_F(NSFileManagerStorage, ANetworkVolumeIsExternalWhateverElseItIs) {
+  const NSURL inside = file("sync/f");
+  directory("sync/.sync");
+  dropboxAt(folder);
+  const pid_t child = ::fork();
+  if (child == 0)
+    ::_exit(tableSays("nfs4", "server:/x") ? (managerOf(inside) == "External Location" ? 0 : 1) : 2);
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  if (WEXITSTATUS(status) == 2) GTEST_SKIP() << "may not mount";
+  EXPECT_EQ(WEXITSTATUS(status), 0);
+  EXPECT_TRUE(WIFEXITED(status));
 }
 
 TEST_F(NSFileManagerStorage, AVolumeThatCannotBeReadIsExternal) {
