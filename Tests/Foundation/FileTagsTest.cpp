@@ -1,5 +1,8 @@
 #include "Platform/Foundation/Files/FileTags.h"
 
+#include <fcntl.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 
@@ -7,6 +10,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "Platform/Foundation/Files/Descriptor.h"
 #include "Platform/Foundation/Files/FileErrors.h"
 #include "Platform/Foundation/Values/NSArray.h"
 #include "Platform/Foundation/Values/NSNumber.h"
@@ -125,6 +129,18 @@ TEST_F(FileTags, ALinkHasNone) {
   EXPECT_FALSE(link.setResourceValue(NSArray{"a"}, NSURLTagNamesKey, &error));
   EXPECT_EQ(error.code(), NSFileWriteNoPermissionError);
   EXPECT_EQ(attribute(), "red");
+}
+
+TEST_F(FileTags, AFileThatMayNotBeChangedKeepsThem) {
+  EXPECT_EQ(codeOfSetting(NSArray{"red"}), 0);
+  const detail::Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  int flags = FS_IMMUTABLE_FL;
+  if (::ioctl(file, FS_IOC_SETFLAGS, &flags) != 0) GTEST_SKIP() << "may not make a file immutable";
+  EXPECT_EQ(codeOfSetting(nil), NSFileWriteNoPermissionError);
+  EXPECT_EQ(codeOfSetting(NSArray{"blue"}), NSFileWriteNoPermissionError);
+  EXPECT_EQ(attribute(), "red");
+  flags = 0;
+  EXPECT_EQ(::ioctl(file, FS_IOC_SETFLAGS, &flags), 0);
 }
 
 TEST_F(FileTags, FoldersHaveThemToo) {

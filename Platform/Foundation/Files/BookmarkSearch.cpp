@@ -12,6 +12,7 @@
 #include <climits>
 #include <cstring>
 #include <deque>
+#include <filesystem>
 #include <functional>
 #include <set>
 #include <utility>
@@ -220,7 +221,8 @@ std::vector<std::string> Search::roots() const {
   std::erase_if(above, [](const std::string& folder) { return ::access(folder.c_str(), F_OK) != 0; });
   const auto near = above.begin() + std::min<ptrdiff_t>(2, std::ssize(above));
   std::vector<std::string> candidates(above.begin(), near);
-  candidates.push_back(NSHomeDirectory().fileSystemRepresentation());
+  std::error_code error;
+  candidates.push_back(std::filesystem::canonical(NSHomeDirectory().fileSystemRepresentation(), error));
   candidates.insert(candidates.end(), near, above.end());
   for (const Mount& mount : mounts_.mounts())
     if (mount.device == bookmark_.item.device) candidates.push_back(mount.point);

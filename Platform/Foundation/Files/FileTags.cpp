@@ -30,6 +30,14 @@ std::string joined(const std::vector<std::string>& names) {
   return list;
 }
 
+// Nothing to remove is a success; a file that may not be changed refuses with EPERM, too.
+int removeTags(const std::string& path) {
+  if (::lremovexattr(path.c_str(), kAttribute) == 0 || errno == ENODATA || errno == ENOTSUP) return 0;
+  const int error = errno;
+  const bool isThere = ::lgetxattr(path.c_str(), kAttribute, nullptr, 0) >= 0;
+  return isThere || !meansNone(error) ? error : 0;
+}
+
 }  // namespace
 
 int readFileTags(const std::string& path, std::vector<std::string>& names) {
@@ -47,7 +55,7 @@ int readFileTags(const std::string& path, std::vector<std::string>& names) {
 }
 
 int writeFileTags(const std::string& path, const std::vector<std::string>& names) {
-  if (names.empty()) return ::lremovexattr(path.c_str(), kAttribute) == 0 || meansNone(errno) ? 0 : errno;
+  if (names.empty()) return removeTags(path);
   const std::string list = joined(names);
   return ::lsetxattr(path.c_str(), kAttribute, list.data(), list.size(), 0) == 0 ? 0 : errno;
 }
