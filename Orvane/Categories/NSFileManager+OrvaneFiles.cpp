@@ -8,7 +8,6 @@
 #include "Orvane/OrvLog.h"
 #include "Platform/Foundation/Files/FileErrors.h"
 #include "Platform/Foundation/Files/NSFileManager.h"
-#include "Platform/Foundation/Files/ResourceValues.h"
 #include "Platform/Foundation/Values/NSException.h"
 
 using namespace orv;
@@ -118,9 +117,9 @@ bool NSFileManager::zuIsFile(const Value& url) const {
 bool NSFileManager::zuIsDir(const Value& url) const {
   if (url.isNil()) return false;
   ORV_ASSERT_URL(url);
-  Value isDirectory;
-  const auto reading = detail::readResourceValue(url.as<NSURL>(), NSURLIsDirectoryKey, isDirectory);
-  if (reading == detail::ResourceReading::NoValue) OrvLogDebug("Directory does not exist %@", url);
+  const Value isDirectory = isDirectoryValue(url);
+  if (isDirectory.isNil() && url.as<NSURL>().checkResourceIsReachable())
+    OrvLogDebug("Directory does not exist %@", url);
   return isDirectory.as<NSNumber>().boolValue();
 }
 

@@ -8,7 +8,6 @@
 #include <fstream>
 
 #include "Platform/Foundation/Files/FileErrors.h"
-#include "Platform/Foundation/Files/ResourceValues.h"
 #include "Platform/Foundation/Values/NSArray.h"
 #include "Platform/Foundation/Values/NSDate.h"
 #include "Platform/Foundation/Values/NSDictionary.h"
@@ -410,20 +409,6 @@ TEST(NSURL, TellsResourceValues) {
   if (::setxattr((folder + "/.f").c_str(), "user.xdg.tags", "red,,blue sky", 13, 0) == 0) {
     EXPECT_EQ(value(".f", NSURLTagNamesKey), Value(NSArray{"red", "blue sky"}));
   }
-}
-
-TEST(NSURL, TellsWhetherTheItemOrTheValueIsMissing) {
-  using orv::detail::readResourceValue;
-  using orv::detail::ResourceReading;
-  const NSURL folder = NSURL::fileURLWithPath(testFolder(), true);
-  Value value = "kept";
-  EXPECT_EQ(readResourceValue(folder, "NSURLNoSuchKey", value), ResourceReading::NoValue);
-  EXPECT_EQ(readResourceValue(parse("http://h/"), NSURLIsDirectoryKey, value), ResourceReading::NoItem);
-  EXPECT_EQ(readResourceValue(folder.URLByAppendingPathComponent("none", false), NSURLIsDirectoryKey, value),
-            ResourceReading::NoItem);
-  EXPECT_EQ(value, Value("kept"));
-  EXPECT_EQ(readResourceValue(folder, NSURLIsDirectoryKey, value), ResourceReading::Read);
-  EXPECT_EQ(value, Value(true));
 }
 
 TEST(NSURL, ResourceValuesOfMissingItemsFail) {

@@ -13,7 +13,6 @@
 #include "Platform/Foundation/Files/FileErrors.h"
 #include "Platform/Foundation/Files/FileTags.h"
 #include "Platform/Foundation/Files/PackageNames.h"
-#include "Platform/Foundation/Files/ResourceValues.h"
 #include "Platform/Foundation/Files/Volumes.h"
 #include "Platform/Foundation/Values/Detail/KeptText.h"
 #include "Platform/Foundation/Values/NSArray.h"
@@ -196,16 +195,6 @@ bool NSURL::getResourceValue(const NSString& key, Value* value, NSError* error) 
     return error && detail::fail(error, number, FileAction::Open, path());
   if (value) *value = read;
   return true;
-}
-
-detail::ResourceReading detail::readResourceValue(const NSURL& url, const NSString& key, Value& value) {
-  Item item;
-  if (!readItem(url, item, nullptr)) return ResourceReading::NoItem;
-  const Resource* resource = resourceNamed(key);
-  Value read;
-  if (!resource || resource->read(item, read) != 0) return ResourceReading::NoValue;
-  value = read;
-  return ResourceReading::Read;
 }
 
 bool NSURL::setResourceValue(const Value& value, const NSString& key, NSError* error) const {
