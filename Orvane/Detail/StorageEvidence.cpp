@@ -38,12 +38,14 @@ using Found = std::vector<StorageEvidence>;
 void addTraces(const fs::path& folder, Found& found) {
   Found here;
   std::error_code error;
-  for (const auto& entry : fs::directory_iterator(folder, error)) {
-    const std::string name = entry.path().filename();
-    const bool isFolder = entry.symlink_status(error).type() == fs::file_type::directory;
+  for (fs::directory_iterator at(folder, error); !error && at != fs::directory_iterator();
+       at.increment(error)) {
+    std::error_code gone;
+    const std::string name = at->path().filename();
+    const bool isFolder = at->symlink_status(gone).type() == fs::file_type::directory;
     for (const Trace& trace : kTraces)
       if (trace.isFolder == isFolder && ::fnmatch(trace.pattern, name.c_str(), 0) == 0)
-        here.push_back({trace.service, entry.path().string() + " is there"});
+        here.push_back({trace.service, at->path().string() + " is there"});
   }
   std::ranges::sort(here, {}, &StorageEvidence::reason);  // a folder's own order is any
   found.insert(found.end(), here.begin(), here.end());
