@@ -17,6 +17,7 @@
 #include "Platform/AppKit/NSColor.h"
 #include "Platform/AppKit/NSFont.h"
 #include "Platform/AppKit/NSParagraphStyle.h"
+#include "Platform/CoreServices/NSWorkspace.h"
 #include "Platform/CoreServices/UTType.h"
 #include "Platform/Dispatch/DispatchGroup.h"
 #include "Platform/Dispatch/DispatchOnce.h"

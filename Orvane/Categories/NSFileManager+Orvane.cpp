@@ -4,7 +4,6 @@
 
 #include "Orvane/OrvAssert.h"
 #include "Orvane/OrvLog.h"
-#include "Platform/Foundation/Files/FileErrors.h"
 #include "Platform/Foundation/Files/NSFileManager.h"
 #include "Platform/Foundation/System/NSBundle.h"
 #include "Platform/Foundation/System/NSProcessInfo.h"
@@ -22,14 +21,13 @@ NSURL standardFolder(const NSFileManager& manager, NSSearchPathDirectory directo
   return zxFileURL(manager.URLsForDirectory(directory).firstObject());
 }
 
-// Stored bookmarks cannot be resolved yet.
 NSURL resolvedBookmark(const NSData& bookmark) {
-  const NSError error = NSError::errorWithDomain(
-      NSCocoaErrorDomain, NSFileReadCorruptFileError,
-      NSDictionary{
-          {NSLocalizedDescriptionKey, "The file couldn’t be opened because it isn’t in the correct format."}});
-  OrvLogWarning("zxFileURL bookmark extraction for %@ failed: %@", bookmark, error);
-  return nil;
+  NSError error;
+  const NSURL url =
+      NSURL::URLByResolvingBookmarkData(bookmark, NSURLBookmarkResolutionWithoutUI, nullptr, &error);
+  if (url.isNil() || !error.isNil())
+    OrvLogWarning("zxFileURL bookmark extraction for %@ failed: %@", bookmark, error);
+  return url;
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 
 #include "Embedded/uti_table.h"
 #include "Platform/CoreServices/Detail/DynamicType.h"
+#include "Platform/CoreServices/Detail/ItemType.h"
 #include "Platform/CoreServices/Detail/MediaTypes.h"
 #include "Platform/Foundation/Values/Detail/KeptText.h"
 
@@ -112,6 +113,8 @@ class Registry {
     }
     return false;
   }
+
+  const std::vector<Type>& types() const { return types_; }
 
  private:
   using Index = std::unordered_map<std::string, std::vector<size_t>>;
@@ -223,4 +226,15 @@ NSString UTTypeCopyPreferredTagWithClass(const NSString& identifier, const NSStr
 bool UTTypeConformsTo(const NSString& identifier, const NSString& parent) {
   if (identifier.isNil() || parent.isNil()) return false;
   return Registry::shared().conforms(folded(identifier), folded(parent));
+}
+
+std::vector<std::string> orv::detail::extensionsOfTypesBelow(std::string_view identifier) {
+  const Registry& registry = Registry::shared();
+  const std::string parent = lowerASCII(std::string(identifier));
+  std::vector<std::string> extensions;
+  for (const Type& type : registry.types()) {
+    if (type.extensions.empty() || !registry.conforms(lowerASCII(type.identifier), parent)) continue;
+    for (const std::string& extension : type.extensions) extensions.push_back(lowerASCII(extension));
+  }
+  return extensions;
 }

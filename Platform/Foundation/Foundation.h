@@ -10,6 +10,7 @@
 #include "Platform/Foundation/Files/NSDirectoryEnumerator.h"
 #include "Platform/Foundation/Files/NSFileHandle.h"
 #include "Platform/Foundation/Files/NSFileManager.h"
+#include "Platform/Foundation/Files/UbiquityProvider.h"
 #include "Platform/Foundation/Serialization/NSJSONSerialization.h"
 #include "Platform/Foundation/Serialization/NSPropertyListSerialization.h"
 #include "Platform/Foundation/System/NSBundle.h"

@@ -210,6 +210,9 @@ TEST(NilURL, AnswersNeutrally) {
   EXPECT_FALSE(error.isNil());
   EXPECT_FALSE(none.getResourceValue(NSURLNameKey, &value));
   EXPECT_FALSE(NSURL::fileURLWithPath("/", true).getResourceValue(nil, nullptr));
+  EXPECT_FALSE(none.setResourceValue(nil, NSURLTagNamesKey, &error));
+  EXPECT_TRUE(none.bookmarkDataWithOptions(0, &error).isNil());
+  EXPECT_TRUE(NSURL::URLByResolvingBookmarkData(nil, 0, nullptr, nullptr).isNil());
   EXPECT_NO_THROW(NSURL::fileURLWithPath("/a", false).URLByAppendingPathComponent(nil));
   EXPECT_NO_THROW(NSURL::fileURLWithPath("/a", false).URLByAppendingPathExtension(nil));
   EXPECT_NO_THROW(NSURL::URLWithStringRelativeToURL("a", nil).absoluteString());

@@ -15,6 +15,7 @@ void addInfoCommands(CLI::App& program, Output& output);      // type, id, log
 void addDateCommands(CLI::App& program, Output& output);      // date
 void addConvertCommand(CLI::App& program, Output& output);    // convert
 void addDocumentCommands(CLI::App& program, Output& output);  // json, plist
+void addPlaceCommands(CLI::App& program, Output& output);     // where, tags, bookmark, unused
 void addTextCommands(CLI::App& program, Output& output);      // name, text, distance, query
 void addTaxCommand(CLI::App& program, Output& output);        // tax
 

@@ -73,6 +73,7 @@ int run(int argc, char** argv) {
   tool::addDateCommands(program, output);
   tool::addConvertCommand(program, output);
   tool::addDocumentCommands(program, output);
+  tool::addPlaceCommands(program, output);
   tool::addTextCommands(program, output);
   tool::addTaxCommand(program, output);
   try {

@@ -8,26 +8,24 @@
 
 namespace orv::detail {
 
-// A submission: a block with its handler, or a caller who waits for the turn.
-struct SerialQueue::Link {
-  explicit Link(bool waits) noexcept : isWaiter(waits) {}
-
-  Link* next = nullptr;
-  const bool isWaiter;
-};
-
 struct SerialQueue::Node : Link {
-  Node(orv::Block&& b, ExceptionHandler h) noexcept : Link(false), handler(h), block(std::move(b)) {}
+  Node(orv::Block&& b, ExceptionHandler h) noexcept : block(std::move(b)) { handler = h; }
 
   static void* operator new(size_t bytes) { return poolAllocate(bytes); }
   static void operator delete(void* node, size_t bytes) noexcept { poolFree(node, bytes); }
 
-  const ExceptionHandler handler;
   orv::Block block;
 };
 
+namespace {
+
+// Never called: the handler that tells a waiter from a block.
+void waits(const std::exception&) {}
+
+}  // namespace
+
 struct SerialQueue::Waiter : Link {
-  Waiter() noexcept : Link(true) {}
+  Waiter() noexcept { handler = &waits; }
 
   Event turn;
 };
@@ -38,6 +36,7 @@ constexpr unsigned kFairShare = 256;  // blocks in a row while other queues wait
 constexpr int kOwnerLooks = 60;       // for more blocks, before the owner leaves
 constexpr int kCallerLooks = 9;       // for an idle queue, each twice as long as the one before
 constexpr int kCallerYields = 16;
+constexpr int kLinkLooks = 200;  // for the pointer of a submission that is being made
 
 thread_local const DispatchQueue* namedFor = nullptr;
 
@@ -92,21 +91,22 @@ void SerialQueue::runKept(BlockRef block) {
 
 void SerialQueue::leaveKept() noexcept {
   noteNoOwner();
-  uintptr_t owned = kOwned;
-  if (newest_.compare_exchange_strong(owned, kIdle, std::memory_order_release, std::memory_order_relaxed))
+  Link* owned = &base_;
+  if (!first_ &&
+      newest_.compare_exchange_strong(owned, nullptr, std::memory_order_release, std::memory_order_relaxed))
     return;
   retain(this);  // the ownership's, for whoever comes next
   passOn();
 }
 
 void SerialQueue::letGo() noexcept {
-  if (newest_.load(std::memory_order_acquire) == kIdle) return release(this);
+  if (!newest_.load(std::memory_order_acquire)) return release(this);
   submit([kept = Ref<SerialQueue>::adopt(this)] {}, nullptr, true);
 }
 
 bool SerialQueue::becomeOwner() noexcept {
-  uintptr_t idle = kIdle;
-  return newest_.compare_exchange_strong(idle, kOwned, std::memory_order_acquire, std::memory_order_relaxed);
+  Link* idle = nullptr;
+  return newest_.compare_exchange_strong(idle, &base_, std::memory_order_acquire, std::memory_order_relaxed);
 }
 
 // A queue that is about to be idle is worth a little waiting: standing in line costs a change of threads. Order
@@ -117,29 +117,25 @@ bool SerialQueue::becomeOwnerSoon() noexcept {
       for (int i = 0; i < 1 << look; ++i) pauseProcessor();
     else
       ::sched_yield();
-    if (newest_.load(std::memory_order_relaxed) == kIdle && becomeOwner()) return true;
+    if (!newest_.load(std::memory_order_relaxed) && becomeOwner()) return true;
   }
   return false;
 }
 
 // Adds a submission. True when the queue was idle: the caller now owns it.
 bool SerialQueue::push(Link& link) noexcept {
-  uintptr_t before = newest_.load(std::memory_order_relaxed);
-  do {
-    link.next = before > kOwned ? linkOf(before) : nullptr;
-  } while (!newest_.compare_exchange_weak(before, reinterpret_cast<uintptr_t>(&link), std::memory_order_acq_rel,
-                                          std::memory_order_relaxed));
-  return before == kIdle;
+  Link* const before = newest_.exchange(&link, std::memory_order_acq_rel);
+  if (before) {
+    before->next.store(&link, std::memory_order_release);
+    return false;
+  }
+  first_ = &link;
+  return true;
 }
 
 void SerialQueue::waitForTurn() {
   Waiter waiter;
-  if (push(waiter)) {
-    // Idle after all: the first in line is the caller.
-    takeNew();
-    ready_ = ready_->next;
-    return;
-  }
+  if (push(waiter)) return takeFirst();  // idle after all: the first in line is the caller
   const WaitNote note(*this);
   waiter.turn.wait();
   release(this);  // the owner before gave its reference with the turn
@@ -159,62 +155,62 @@ void SerialQueue::runList() noexcept {
   const InQueue frame(this);
   nameThread(*this);
   noteOwner();
-  unsigned done = 0;
-  for (;;) {
-    while (ready_) {
-      if (ready_->isWaiter) return grantFirst();
-      runFirst();
-      if (++done % kFairShare == 0 && WorkerPool::shared().hasWaiting()) return schedule();
-    }
-    if (newest_.load(std::memory_order_relaxed) != kOwned || moreComes())
-      takeNew();
-    else if (leave())
-      return;
+  for (unsigned done = 1;; ++done) {
+    while (!first())
+      if (!moreComes() && leave()) return;
+    if (isWaiter(*first_)) return grantFirst();
+    runFirst();
+    if (done % kFairShare == 0 && WorkerPool::shared().hasWaiting()) return schedule();
   }
 }
 
 void SerialQueue::runFirst() noexcept {
-  const std::unique_ptr<Node> node(static_cast<Node*>(ready_));
-  ready_ = node->next;
+  const std::unique_ptr<Node> node(static_cast<Node*>(first_));
+  takeFirst();
   runBlock(node->block, node->handler);
-}
-
-// False when the queue went to a caller whose turn it was.
-bool SerialQueue::runAllReady() noexcept {
-  while (ready_) {
-    if (ready_->isWaiter) {
-      grantFirst();
-      return false;
-    }
-    runFirst();
-  }
-  return true;
 }
 
 // The calling thread owns the queue and never comes back to it. What is submitted from now on is late.
 void SerialQueue::runRestAtExit() noexcept {
-  if (!runAllReady() || newest_.load(std::memory_order_relaxed) == kOwned) return;
-  takeNew();
-  runAllReady();
+  const Link* const last = newest_.load(std::memory_order_acquire);
+  if (last == &base_) return;
+  for (const Link* link = nullptr; link != last && (link = first());) {
+    if (isWaiter(*link)) return grantFirst();
+    runFirst();
+  }
 }
 
-// Takes all submissions and turns them round: they come the newest first.
-void SerialQueue::takeNew() noexcept {
-  Link* link = linkOf(newest_.exchange(kOwned, std::memory_order_acquire));
-  Link* oldest = nullptr;
-  while (link) {
-    Link* const before = link->next;
-    link->next = oldest;
-    oldest = link;
-    link = before;
+bool SerialQueue::isWaiter(const Link& link) noexcept { return link.handler == &waits; }
+
+// The next in the list, where there is one: whoever submitted it may be just about to say so.
+SerialQueue::Link* SerialQueue::successor(const Link& link) noexcept {
+  for (int look = 0;; ++look) {
+    if (Link* const next = link.next.load(std::memory_order_acquire)) return next;
+    look < kLinkLooks ? pauseProcessor() : static_cast<void>(::sched_yield());
   }
-  ready_ = oldest;
+}
+
+// The first in the list, null for none.
+SerialQueue::Link* SerialQueue::first() noexcept {
+  if (!first_ && newest_.load(std::memory_order_relaxed) != &base_) first_ = successor(base_);
+  return first_;
+}
+
+// Takes the first one off the list: nobody touches it any more.
+void SerialQueue::takeFirst() noexcept {
+  Link* const taken = first_;
+  first_ = taken->next.load(std::memory_order_acquire);
+  if (first_) return;
+  base_.next.store(nullptr, std::memory_order_relaxed);
+  Link* newest = taken;
+  if (!newest_.compare_exchange_strong(newest, &base_, std::memory_order_acq_rel, std::memory_order_relaxed))
+    first_ = successor(*taken);
 }
 
 // Waking another worker for the next block costs more than looking for it for two microseconds.
 bool SerialQueue::moreComes() const noexcept {
   for (int look = 0; look < kOwnerLooks; ++look) {
-    if (newest_.load(std::memory_order_relaxed) != kOwned) return true;
+    if (newest_.load(std::memory_order_relaxed) != &base_) return true;
     pauseProcessor();
   }
   return false;
@@ -223,8 +219,8 @@ bool SerialQueue::moreComes() const noexcept {
 // Makes the queue idle; false when something was submitted meanwhile. The queue may be gone afterwards.
 bool SerialQueue::leave() noexcept {
   noteNoOwner();
-  uintptr_t owned = kOwned;
-  if (!newest_.compare_exchange_strong(owned, kIdle, std::memory_order_release, std::memory_order_relaxed)) {
+  Link* owned = &base_;
+  if (!newest_.compare_exchange_strong(owned, nullptr, std::memory_order_release, std::memory_order_relaxed)) {
     noteOwner();
     return false;
   }
@@ -233,16 +229,14 @@ bool SerialQueue::leave() noexcept {
 }
 
 void SerialQueue::passOn() noexcept {
-  if (!ready_) {
+  while (!first())
     if (leave()) return;
-    takeNew();
-  }
-  ready_->isWaiter ? grantFirst() : schedule();
+  isWaiter(*first_) ? grantFirst() : schedule();
 }
 
 void SerialQueue::grantFirst() noexcept {
-  auto* const waiter = static_cast<Waiter*>(ready_);
-  ready_ = waiter->next;
+  auto* const waiter = static_cast<Waiter*>(first_);
+  takeFirst();
   noteNoOwner();
   waiter->turn.set();
 }

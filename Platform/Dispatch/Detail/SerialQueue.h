@@ -7,10 +7,14 @@
 
 namespace orv::detail {
 
-// A serial queue. One word is the whole state: idle, owned with nothing new, or owned with a list of
-// submissions, the newest first. Whoever finds it idle becomes the owner; the owner alone takes the list, as a
-// whole, turns it round and runs it. A synchronous caller becomes the owner itself, at once or when its turn
-// comes, and so runs its block on its own thread.
+// A serial queue. Submissions hang in a list, each of which points to the one behind it; one word names the
+// newest of them, or says that the queue is idle, or owned with nothing submitted. Whoever finds the queue idle
+// becomes the owner; the owner alone takes submissions off the list and runs them. A synchronous caller becomes
+// the owner itself, at once or when its turn comes, and so runs its block on its own thread.
+//
+// To submit is one exchange and one store, however many threads do it at a time: first the word, then the
+// pointer of the submission before. Between the two the list is cut, and the owner who comes there waits for
+// the pointer.
 class SerialQueue final : public DispatchQueue, private Job {
  public:
   SerialQueue(const NSString& label, const Ref<DispatchQueue>& target);
@@ -31,15 +35,16 @@ class SerialQueue final : public DispatchQueue, private Job {
   void runNow(BlockRef block, bool barrier) override;
 
  private:
-  struct Link;
+  // A place in the list: a block with its handler, or a caller who waits for the turn.
+  struct Link {
+    std::atomic<Link*> next{nullptr};
+    ExceptionHandler handler = nullptr;  // of a block; waiters have a mark of their own
+  };
   struct Node;
   struct Waiter;
-  class Ownership;
 
-  // The two values of `newest_` that are no address.
-  static constexpr uintptr_t kIdle = 0, kOwned = 1;
-
-  static Link* linkOf(uintptr_t word) noexcept { return reinterpret_cast<Link*>(word); }
+  static Link* successor(const Link& link) noexcept;
+  static bool isWaiter(const Link& link) noexcept;
   bool becomeOwner() noexcept;
   bool becomeOwnerSoon() noexcept;
   bool push(Link& link) noexcept;
@@ -49,8 +54,8 @@ class SerialQueue final : public DispatchQueue, private Job {
   void schedule();
   void runList() noexcept;
   void runFirst() noexcept;
-  bool runAllReady() noexcept;
-  void takeNew() noexcept;
+  Link* first() noexcept;
+  void takeFirst() noexcept;
   bool moreComes() const noexcept;
   bool leave() noexcept;
   void passOn() noexcept;
@@ -59,10 +64,11 @@ class SerialQueue final : public DispatchQueue, private Job {
   void noteNoOwner() noexcept;
 
   // Lines of their own, so that those who submit do not disturb the one who runs.
-  std::byte before_[64];
-  std::atomic<uintptr_t> newest_{kIdle};
-  std::byte between_[64];
-  Link* ready_ = nullptr;  // the owner's: taken, in order
+  [[maybe_unused]] std::byte before_[64];
+  std::atomic<Link*> newest_{nullptr};  // null: idle
+  Link base_;                           // stands for the newest one when the owner has taken all
+  [[maybe_unused]] std::byte between_[64];
+  Link* first_ = nullptr;  // the owner's: the first one not taken, as far as it is known
   std::atomic<NSUInteger> owner_{0};
 };
 

@@ -14,6 +14,7 @@
 #include "Platform/Foundation/Values/NSURL.h"
 
 class NSDirectoryEnumerator;
+class UbiquityProvider;
 
 // The places that NSFileManager::URLsForDirectory knows.
 enum NSSearchPathDirectory : NSUInteger {
@@ -74,7 +75,8 @@ ORV_EXPORT NSString NSHomeDirectory();
 ORV_EXPORT NSString NSTemporaryDirectory();
 
 // Turns a location into a file URL: a file URL is itself, a string is a path (the disk is asked whether it is a
-// folder). Data is a stored bookmark, which cannot be resolved yet: one Warning and nil. Anything else is nil.
+// folder). Data is a stored bookmark (NSURL::bookmarkDataWithOptions) and gives the place where its item is
+// now; one that cannot be resolved gives one Warning and nil. Anything else is nil.
 ORV_EXPORT NSURL zxFileURL(const orv::Value& location);
 
 // Files and folders: asking, making, moving, removing, listing.
@@ -151,6 +153,12 @@ class ORV_EXPORT NSFileManager : public NSObject {
   NSURL URLForDirectory(NSSearchPathDirectory directory, NSUInteger domainMask, const NSURL& appropriateForURL,
                         bool create, NSError* error = nullptr) const;
   NSURL temporaryDirectory() const;
+
+  // Whether a cloud service manages the item, as the provider says; false for what is not a file URL.
+  bool isUbiquitousItemAtURL(const NSURL& url) const;
+  // Who answers that, for the whole process and from now on. nil brings the built-in one back, which knows the
+  // traces of rclone (Docs/files.md).
+  static void setUbiquityProvider(const orv::Ref<UbiquityProvider>& provider);
 
   // NSFileManager(Orvane) - Orvane/Categories/NSFileManager+Orvane.cpp
 
@@ -233,6 +241,43 @@ class ORV_EXPORT NSFileManager : public NSObject {
   NSString zuFileMD5String(const orv::Value& url) const;
   NSString zuFileSHA256String(const orv::Value& url) const;
   NSData zuFileSHA256Data(const orv::Value& url) const;
+
+  // NSFileManager(Orvane) - Orvane/Categories/NSFileManager+OrvaneTypes.cpp
+
+  // The item's uniform type; nil when it cannot be read.
+  NSString zuFileUTI(const orv::Value& url) const;
+  // The item's tags, nil when it has none; nil and one Warning when they cannot be read.
+  NSArray zuFileTagNames(const orv::Value& url) const;
+  // Whether the item's type is one of these or below one. A missing item is a Warning; nil for the list asserts
+  // softly.
+  bool zuIsFile(const orv::Value& url, const NSArray& utiTypes) const;
+  // Whether the item is a folder that is shown as one file, and of none of the excepted types. A folder named
+  // like the main bundle's identifier never is. Takes a path string, too. The type of a package goes to the log
+  // at Info.
+  bool zuIsFilePackage(const orv::Value& url, const NSArray& exceptUTIs) const;
+  // The same for the first package upward from the item, which itself counts; the root is never tested. Only
+  // names and the disk decide: the item need not exist.
+  bool zuIsInsideFilePackage(const orv::Value& url, const NSArray& exceptUTIs) const;
+  bool zuIsInsideFilePackage(const orv::Value& url) const;
+  // The URL itself where no file is there (a folder of that name is no obstacle), else the first free of "name
+  // 2.ext", "name 3.ext", ... A name without extension keeps the point: "notes 2.". The new URL ends in a
+  // slash. nil for nil.
+  NSURL zuUnusedFileName(const orv::Value& url) const;
+
+  // NSFileManager(Orvane) - Orvane/Categories/NSFileManager+OrvaneStorage.cpp
+
+  // Who manages the folder, or the folder of the file: "External Location", "iCloud Drive", "Dropbox", "Resilio
+  // Sync", "Syncthing" or "Google Drive", the first that holds. nil for plain local storage and for what is not
+  // a file URL. An exception on the way is logged as fatal and gives nil. Several questions to the disk.
+  NSString zuIsManagedBy(const NSURL& url) const;
+  // Whether nobody does. Kept: the first word of its Info line tells whether a manager was found.
+  bool zuIsLocal(const NSURL& url) const;
+  // Whether the path begins with a root in ~/.dropbox/info.json, which is read at each call. Kept: a comparison
+  // of texts, so that a folder whose name goes on behind the root's counts, too. A missing root is none.
+  bool isDropbox(const orv::Value& urlOrPath) const;
+  // "Resilio Sync", "Syncthing" or "Google Drive" where one of the ten folders from this one upward holds the
+  // service's folder ".sync", ".stversions" or ".tmp.drivedownload"; else nil.
+  NSString zuIsManagedByFolderSync(const NSURL& url) const;
 
   // NSFileManager(Orvane) - Orvane/Categories/NSFileManager+OrvaneListing.cpp
 

@@ -2,58 +2,36 @@
 
 #include <algorithm>
 #include <array>
+#include <vector>
+
+#include "Platform/CoreServices/Detail/ItemType.h"
 
 namespace {
 
-// Sorted, lower-case; `framework` is not among them: it shows as a folder.
-constexpr std::array<std::string_view, 45> kExtensions = {"app",
-                                                          "appex",
-                                                          "band",
-                                                          "bundle",
-                                                          "component",
-                                                          "dext",
-                                                          "dist",
-                                                          "dsym",
-                                                          "fcpbundle",
-                                                          "imovielibrary",
-                                                          "kext",
-                                                          "key",
-                                                          "kth",
-                                                          "logicx",
-                                                          "lpdf",
-                                                          "mdimporter",
-                                                          "menu",
-                                                          "mlpackage",
-                                                          "mpkg",
-                                                          "nmbtemplate",
-                                                          "numbers",
-                                                          "pages",
-                                                          "photoslibrary",
-                                                          "pkg",
-                                                          "pkpass",
-                                                          "playground",
-                                                          "plugin",
-                                                          "pluginkit",
-                                                          "prefpane",
-                                                          "qlgenerator",
-                                                          "rtfd",
-                                                          "saver",
-                                                          "scptd",
-                                                          "service",
-                                                          "slidesaver",
-                                                          "sparsebundle",
-                                                          "systemextension",
-                                                          "template",
-                                                          "theater",
-                                                          "wdgt",
-                                                          "workflow",
-                                                          "xcarchive",
-                                                          "xcodeproj",
-                                                          "xcworkspace",
-                                                          "xpc"};
+constexpr size_t kLongest = 23;
 
-constexpr size_t kLongest = 15;  // "systemextension"
-static_assert(std::ranges::is_sorted(kExtensions));
+// An extension, lower-case, filled up with zeros.
+using Extension = std::array<char, kLongest + 1>;
+
+Extension folded(std::string_view text) {
+  Extension extension{};
+  std::ranges::transform(text, extension.begin(),
+                         [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
+  return extension;
+}
+
+// The registry's extensions of packages, sorted. Made when the first folder with an extension is seen and never
+// torn down.
+const std::vector<Extension>& packageExtensions() {
+  static const std::vector<Extension>& extensions = *new std::vector<Extension>([] {
+    std::vector<Extension> all;
+    for (const std::string& text : orv::detail::extensionsOfTypesBelow("com.apple.package"))
+      if (text.size() <= kLongest) all.push_back(folded(text));
+    std::ranges::sort(all);
+    return all;
+  }());
+  return extensions;
+}
 
 }  // namespace
 
@@ -62,9 +40,5 @@ bool orv::detail::isPackageName(std::string_view name) noexcept {
   if (dot == std::string_view::npos || dot == 0) return false;
   const std::string_view given = name.substr(dot + 1);
   if (given.empty() || given.size() > kLongest) return false;
-  std::array<char, kLongest> lower;
-  std::ranges::transform(given, lower.begin(),
-                         [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
-  const std::string_view extension(lower.data(), given.size());
-  return std::ranges::binary_search(kExtensions, extension);
+  return std::ranges::binary_search(packageExtensions(), folded(given));
 }

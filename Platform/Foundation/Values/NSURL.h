@@ -6,6 +6,7 @@
 #include "Platform/Foundation/Values/NSString.h"
 
 class NSArray;
+class NSData;
 class NSError;
 class NSNumber;
 
@@ -19,8 +20,17 @@ extern ORV_EXPORT const NSString NSURLIsHiddenKey;                 // boolean: t
 extern ORV_EXPORT const NSString NSURLFileSizeKey;                 // bytes; nil for anything but a regular file
 extern ORV_EXPORT const NSString NSURLContentModificationDateKey;  // date
 extern ORV_EXPORT const NSString NSURLCreationDateKey;             // date; nil where the file system keeps none
+extern ORV_EXPORT const NSString NSURLTypeIdentifierKey;           // string: its uniform type
 extern ORV_EXPORT const NSString NSURLTagNamesKey;       // array of strings; nil when there are no tags
-extern ORV_EXPORT const NSString NSURLVolumeIsLocalKey;  // boolean: not on a network file system
+extern ORV_EXPORT const NSString NSURLVolumeIsLocalKey;  // boolean: neither a network nor a removable volume
+
+// How a bookmark is resolved; values combine with |. Nothing here ever asks the user, mounts a volume or needs
+// a permission of its own, so that each of them is taken and changes nothing.
+enum NSURLBookmarkResolutionOptions : NSUInteger {
+  NSURLBookmarkResolutionWithoutUI = 256,
+  NSURLBookmarkResolutionWithoutMounting = 512,
+  NSURLBookmarkResolutionWithSecurityScope = 1024,
+};
 
 // A URL or relative reference of RFC 3986, most often the place of a file.
 //
@@ -107,10 +117,27 @@ class ORV_EXPORT NSURL : public orv::Value {
   // True when the item exists, a dangling link included. Asks the disk; false for a URL that is not a file's,
   // and when the folders on the way cannot be searched. `error` is set when the answer is false.
   bool checkResourceIsReachable(NSError* error = nullptr) const;
-  // Reads one resource value of the item itself, not of what a link points to. Asks the disk at every call. An
-  // item without the value gives true and nil. False with an error: not a file URL, no such item, unknown key;
-  // `value` is then unchanged.
+  // Reads one resource value of the item itself, not of what a link points to. Nothing is kept: every call asks
+  // the disk. An item without the value gives true and nil. False with an error: not a file URL, no such item
+  // (260), a value that the disk refuses, unknown key; `value` is then unchanged.
   bool getResourceValue(const NSString& key, orv::Value* value, NSError* error = nullptr) const;
+  // Sets the tag names (NSURLTagNamesKey), the only value that can be set: each name once, in the order given;
+  // nil and an empty array take them all away. False with an error for a name that is empty or holds a comma
+  // (which separates tags on the disk), a value of another kind, another key, and what the disk refuses: no
+  // such item (4), a file system that keeps no extended attributes, a link. The old tags then stand.
+  bool setResourceValue(const orv::Value& value, const NSString& key, NSError* error = nullptr) const;
+
+  // A bookmark: data that finds the item again after it was renamed or moved on its volume. It holds the path,
+  // the item's identity (inode, birth time) and those of its folders, and a digest of all that. The options are
+  // for later use: 0. nil with an error for a missing item (260) and a URL that is not a file's.
+  NSData bookmarkDataWithOptions(NSUInteger options, NSError* error = nullptr) const;
+  // The item of a bookmark: at its old path, or where it is now on its volume. `isStale` is set to whether the
+  // bookmark should be made anew: the item was found elsewhere, or another item of its kind took its place (as
+  // when an editor saves a file by replacing it; the path then wins). The search below the old folders, the
+  // home folder and the volume ends after 100,000 names. nil with an error for data that is no bookmark or was
+  // tampered with (259) and an item that is not found (4). Blocks on the disk.
+  static NSURL URLByResolvingBookmarkData(const NSData& bookmark, NSUInteger options, bool* isStale = nullptr,
+                                          NSError* error = nullptr);
 
   // The text; with a base "text -- base".
   NSString description() const;

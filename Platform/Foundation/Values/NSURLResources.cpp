@@ -2,15 +2,18 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <sys/vfs.h>
-#include <sys/xattr.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <string>
+#include <vector>
 
+#include "Platform/CoreServices/Detail/ItemType.h"
 #include "Platform/Foundation/Files/FileErrors.h"
+#include "Platform/Foundation/Files/FileTags.h"
 #include "Platform/Foundation/Files/PackageNames.h"
+#include "Platform/Foundation/Files/Volumes.h"
 #include "Platform/Foundation/Values/Detail/KeptText.h"
 #include "Platform/Foundation/Values/NSArray.h"
 #include "Platform/Foundation/Values/NSDate.h"
@@ -30,6 +33,7 @@ const NSString NSURLIsHiddenKey = orv::detail::keptText("NSURLIsHiddenKey");
 const NSString NSURLFileSizeKey = orv::detail::keptText("NSURLFileSizeKey");
 const NSString NSURLContentModificationDateKey = orv::detail::keptText("NSURLContentModificationDateKey");
 const NSString NSURLCreationDateKey = orv::detail::keptText("NSURLCreationDateKey");
+const NSString NSURLTypeIdentifierKey = orv::detail::keptText("NSURLTypeIdentifierKey");
 const NSString NSURLTagNamesKey = orv::detail::keptText("NSURLTagNamesKey");
 const NSString NSURLVolumeIsLocalKey = orv::detail::keptText("NSURLVolumeIsLocalKey");
 
@@ -52,65 +56,126 @@ Value dateOf(const struct statx_timestamp& time) {
       static_cast<double>(time.tv_sec) - NSTimeIntervalSince1970 + static_cast<double>(time.tv_nsec) / 1e9);
 }
 
-Value creationDate(const Item& item) {
-  return item.info.stx_mask & STATX_BTIME ? dateOf(item.info.stx_btime) : Value();
+// Each reads one value and answers 0, or the system's error number.
+
+int isPackage(const Item& item, Value& value) {
+  value = item.is(S_IFDIR) && detail::isPackageName(item.name());
+  return 0;
 }
 
-// Tags lie in the extended attribute that Linux desktops share, as names separated by commas.
-Value tagNames(const Item& item) {
-  std::array<char, 4096> buffer;
-  const ssize_t size = ::lgetxattr(item.path.c_str(), "user.xdg.tags", buffer.data(), buffer.size());
-  if (size <= 0) return nil;
-  const NSMutableArray names = NSMutableArray::array();
-  std::string_view rest(buffer.data(), static_cast<size_t>(size));
-  while (!rest.empty()) {
-    const size_t comma = std::min(rest.find(','), rest.size());
-    const NSString name = NSString::stringWithLossyUTF8(rest.substr(0, comma));
-    if (comma > 0) names.addObject(name);
-    rest.remove_prefix(std::min(comma + 1, rest.size()));
-  }
-  return names.count() > 0 ? names.copy() : Value();
+int fileName(const Item& item, Value& value) {
+  value = NSString::stringWithFileSystemRepresentation(item.name());
+  return 0;
 }
 
-Value volumeIsLocal(const Item& item) {
-  // The numbers that network file systems report, from <linux/magic.h> and their own sources.
-  constexpr std::array<uint32_t, 10> kRemote = {0x6969,     0x517B,     0xFE534D42, 0xFF534D42, 0x5346414F,
-                                                0x73757245, 0x01021997, 0x00C36400, 0x0BD00BD0, 0x47504653};
-  struct statfs info;
-  if (::statfs(item.path.c_str(), &info) != 0) return nil;
-  return std::ranges::find(kRemote, static_cast<uint32_t>(info.f_type)) == kRemote.end();
+int typeIdentifier(const Item& item, Value& value) {
+  value = detail::typeOfItem(NSString::stringWithFileSystemRepresentation(item.name()), item.info.stx_mode);
+  return 0;
+}
+
+int fileSize(const Item& item, Value& value) {
+  value = item.is(S_IFREG) ? Value(uint64_t{item.info.stx_size}) : Value();
+  return 0;
+}
+
+int modificationDate(const Item& item, Value& value) {
+  value = dateOf(item.info.stx_mtime);
+  return 0;
+}
+
+int creationDate(const Item& item, Value& value) {
+  value = item.info.stx_mask & STATX_BTIME ? dateOf(item.info.stx_btime) : Value();
+  return 0;
+}
+
+int tagNames(const Item& item, Value& value) {
+  std::vector<std::string> names;
+  if (const int error = detail::readFileTags(item.path, names)) return error;
+  const NSMutableArray tags = NSMutableArray::array();
+  for (const std::string& name : names) tags.addObject(NSString::stringWithLossyUTF8(name));
+  value = names.empty() ? Value() : tags.copy();
+  return 0;
+}
+
+int volumeIsLocal(const Item& item, Value& value) {
+  const int local = detail::volumeIsLocal(item.path);
+  value = local < 0 ? Value() : Value(local == 1);
+  return 0;
+}
+
+template <mode_t type>
+int isOfKind(const Item& item, Value& value) {
+  value = item.is(type);
+  return 0;
 }
 
 struct Resource {
   const NSString& key;
-  Value (*read)(const Item&);
+  int (*read)(const Item&, Value&);
 };
 
-const std::array<Resource, 11> kResources = {{
-    {NSURLIsDirectoryKey, [](const Item& i) -> Value { return i.is(S_IFDIR); }},
-    {NSURLIsRegularFileKey, [](const Item& i) -> Value { return i.is(S_IFREG); }},
-    {NSURLIsSymbolicLinkKey, [](const Item& i) -> Value { return i.is(S_IFLNK); }},
-    {NSURLIsPackageKey,
-     [](const Item& i) -> Value { return i.is(S_IFDIR) && detail::isPackageName(i.name()); }},
-    {NSURLIsHiddenKey, [](const Item& i) -> Value { return i.name().starts_with('.'); }},
-    {NSURLNameKey,
-     [](const Item& i) -> Value { return NSString::stringWithFileSystemRepresentation(i.name()); }},
-    {NSURLFileSizeKey,
-     [](const Item& i) { return i.is(S_IFREG) ? Value(uint64_t{i.info.stx_size}) : Value(); }},
-    {NSURLContentModificationDateKey, [](const Item& i) { return dateOf(i.info.stx_mtime); }},
+const std::array<Resource, 12> kResources = {{
+    {NSURLIsDirectoryKey, isOfKind<S_IFDIR>},
+    {NSURLIsRegularFileKey, isOfKind<S_IFREG>},
+    {NSURLIsSymbolicLinkKey, isOfKind<S_IFLNK>},
+    {NSURLIsPackageKey, isPackage},
+    {NSURLIsHiddenKey,
+     [](const Item& item, Value& value) {
+       value = item.name().starts_with('.');
+       return 0;
+     }},
+    {NSURLNameKey, fileName},
+    {NSURLTypeIdentifierKey, typeIdentifier},
+    {NSURLFileSizeKey, fileSize},
+    {NSURLContentModificationDateKey, modificationDate},
     {NSURLCreationDateKey, creationDate},
     {NSURLTagNamesKey, tagNames},
     {NSURLVolumeIsLocalKey, volumeIsLocal},
 }};
 
+const Resource* resourceNamed(const NSString& key) {
+  for (const Resource& resource : kResources)
+    if (resource.key == key) return &resource;
+  return nullptr;
+}
+
 // Reads the item's facts; false, with the error filled in, when there is no such item.
-bool readItem(const NSURL& url, Item& item, NSError* error) {
-  if (!detail::systemPath(url, item.path))
-    return detail::fail(error, detail::invalidPathError(FileAction::Open, url));
+bool readItem(const NSURL& url, Item& item, NSError* error, FileAction action = FileAction::Open) {
   constexpr unsigned kMask = STATX_BASIC_STATS | STATX_BTIME;
-  if (::statx(AT_FDCWD, item.path.c_str(), AT_SYMLINK_NOFOLLOW, kMask, &item.info) == 0) return true;
+  const bool isPath = detail::systemPath(url, item.path);
+  if (isPath && ::statx(AT_FDCWD, item.path.c_str(), AT_SYMLINK_NOFOLLOW, kMask, &item.info) == 0) return true;
+  const int number = errno;
+  if (!error) return false;  // spares the texts of an error that nobody reads
+  if (!isPath) return detail::fail(error, detail::invalidPathError(action, url));
   // A file where a folder should be on the way: there is no such item either.
-  return detail::fail(error, errno == ENOTDIR ? ENOENT : errno, FileAction::Open, url.path());
+  return detail::fail(error, number == ENOTDIR ? ENOENT : number, action, url.path());
+}
+
+NSError unsupported(const NSString& why) {
+  return NSError::errorWithDomain(NSCocoaErrorDomain, NSFeatureUnsupportedError,
+                                  why ? NSDictionary{{NSLocalizedDescriptionKey, why}} : NSDictionary());
+}
+
+// What stands in the way of a tag, or nil. Desktops read the list back at its commas, without any escape.
+NSString faultOfTag(const Value& tag) {
+  const auto name = tag.as<NSString>();
+  if (name.isNil()) return "A tag is a text.";
+  if (name.length() == 0) return "A tag cannot be empty.";
+  if (name.containsString(",")) return "A tag cannot hold a comma.";
+  if (!NSString(name.utf8()).isEqualToString(name) || name.utf8().find('\0') != std::string::npos)
+    return "A tag cannot hold a zero or half a character.";
+  return nil;
+}
+
+// The names to write, each once; false, with the error filled in, when one cannot be a tag.
+bool readTags(const Value& value, std::vector<std::string>& names, NSError* error) {
+  if (!value.isNil() && !value.isKindOf<NSArray>()) return detail::fail(error, unsupported("Tags are a list."));
+  for (const Value& tag : value.as<NSArray>()) {
+    if (const NSString fault = faultOfTag(tag)) return detail::fail(error, unsupported(fault));
+    std::string name = tag.as<NSString>().utf8();
+    if (std::find(names.begin(), names.end(), name) == names.end()) names.push_back(std::move(name));
+  }
+  return true;
 }
 
 }  // namespace
@@ -123,10 +188,21 @@ bool NSURL::checkResourceIsReachable(NSError* error) const {
 bool NSURL::getResourceValue(const NSString& key, Value* value, NSError* error) const {
   Item item;
   if (!readItem(*this, item, error)) return false;
-  for (const Resource& resource : kResources) {
-    if (resource.key != key) continue;
-    if (value) *value = resource.read(item);
-    return true;
-  }
-  return detail::fail(error, NSError::errorWithDomain(NSCocoaErrorDomain, NSFeatureUnsupportedError, nil));
+  const Resource* resource = resourceNamed(key);
+  if (!resource) return detail::fail(error, unsupported(nil));
+  Value read;
+  if (const int number = resource->read(item, read))
+    return error && detail::fail(error, number, FileAction::Open, path());
+  if (value) *value = read;
+  return true;
+}
+
+bool NSURL::setResourceValue(const Value& value, const NSString& key, NSError* error) const {
+  Item item;
+  std::vector<std::string> names;
+  if (!readItem(*this, item, error, FileAction::Create)) return false;
+  if (key != NSURLTagNamesKey) return detail::fail(error, unsupported(nil));
+  if (!readTags(value, names, error)) return false;
+  const int number = detail::writeFileTags(item.path, names);
+  return number == 0 || detail::fail(error, number, FileAction::Create, path());
 }

@@ -55,6 +55,24 @@ TEST(ZxFileURL, ABookmarkThatCannotBeResolvedIsOneWarning) {
                   "zxFileURL bookmark extraction for {length = 4, bytes = 0x61626364} failed: Error ")));
 }
 
+TEST(ZxFileURL, ABookmarkGivesThePlaceWhereItsItemIs) {
+  LogLines log;
+  const std::string folder = fs::canonical(testFolder());
+  fs::create_directories(folder + "/one/two");
+  const NSURL made = NSURL::fileURLWithPath(folder + "/one/two", true);
+  const NSData bookmark = made.bookmarkDataWithOptions(0);
+  EXPECT_EQ(zxFileURL(bookmark), made);
+  fs::rename(folder + "/one", folder + "/other");
+  EXPECT_EQ(zxFileURL(bookmark), NSURL::fileURLWithPath(folder + "/other/two", true));
+  EXPECT_TRUE(log.take().empty());
+  fs::remove(folder + "/other/two");
+  EXPECT_TRUE(zxFileURL(bookmark).isNil());
+  const auto warnings = log.takeMessages(OrvLogLevelWarning);
+  EXPECT_THAT(warnings,
+              ElementsAre(testing::AllOf(StartsWith("zxFileURL bookmark extraction for {length = "),
+                                         HasSubstr(" failed: Error Domain=NSCocoaErrorDomain Code=4 "))));
+}
+
 TEST_F(NSFileManagerFolders, TheNameIsTheIdentifierOrTheDisplayName) {
   EXPECT_EQ(NSFileManager::appSpecificFolderName(), "org.example.notes");
   NSFileManager::zuUseAppName(true);

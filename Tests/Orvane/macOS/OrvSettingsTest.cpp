@@ -185,6 +185,19 @@ TEST_F(OrvSettingsTest, WithoutALocationSettingsLiveInMemory) {
   EXPECT_EQ(warnings[0].rfind("zxFileURL bookmark extraction for ", 0), 0u);
 }
 
+TEST_F(OrvSettingsTest, ABookmarkIsALocation) {
+  store("{\"a\": 1}");
+  const NSData bookmark = NSURL::fileURLWithPath(path, false).bookmarkDataWithOptions(0);
+  const std::string moved = path + ".moved";
+  fs::rename(path, moved);
+  {
+    const auto all = OrvSettings::initWithURL(bookmark, nil);
+    EXPECT_EQ(all->objectForKey("a"), Value(1));
+    all->setObject(2, "a");
+  }
+  EXPECT_EQ(contentsOf(moved), "{\n  \"a\" : 2\n}");
+}
+
 TEST_F(OrvSettingsTest, ADerivedClassHasItsAccessors) {
   store("{\"dpi\": 72}");
   {

@@ -1,0 +1,67 @@
+#include "Orvane/Detail/StorageEvidence.h"
+
+#include <filesystem>
+#include <fstream>
+
+#include "Platform/Foundation/Files/NSFileManager.h"
+#include "Platform/Foundation/Files/UbiquityProvider.h"
+#include "Tests/Support/World.h"
+
+using namespace orv;
+using testing::ElementsAre;
+using testing::IsEmpty;
+namespace fs = std::filesystem;
+
+namespace {
+
+class Cloud : public UbiquityProvider {
+ public:
+  bool isUbiquitous(const NSURL&) const override { return true; }
+};
+
+std::vector<std::string> servicesOf(const std::vector<detail::StorageEvidence>& found) {
+  std::vector<std::string> services;
+  for (const auto& each : found)
+    if (each.service != "External Location") services.push_back(each.service);
+  return services;
+}
+
+}  // namespace
+
+TEST(StorageEvidence, MountsTellWhatTheyAre) {
+  const auto found = detail::evidenceOfMount("nfs4", "server:/x", "/mnt/x", false);
+  ASSERT_EQ(found.size(), 1u);
+  EXPECT_EQ(found[0].service, "External Location");
+  EXPECT_EQ(found[0].reason, "server:/x (nfs4) is mounted at /mnt/x");
+  EXPECT_EQ(detail::evidenceOfMount("vfat", "/dev/sdb1", "/media/x", true)[0].reason,
+            "the removable volume /dev/sdb1 (vfat) is mounted at /media/x");
+  EXPECT_THAT(servicesOf(detail::evidenceOfMount("fuse.rclone", "s3:b", "/m", false)), ElementsAre("rclone"));
+  EXPECT_THAT(
+      servicesOf(detail::evidenceOfMount("fuse.gvfsd-fuse", "gvfsd-fuse", "/run/user/1000/gvfs", false)),
+      ElementsAre("GVfs"));
+}
+
+TEST(StorageEvidence, TracesInTheFoldersAboveCount) {
+  const std::string folder = testFolder();
+  fs::create_directories(folder + "/own/sub");
+  for (const char* name : {"/own/.owncloudsync.log", "/own/._sync_1.db", "/own/.sync_x", "/own/sync_1.db"})
+    std::ofstream(folder + name) << "";
+  const NSURL sub = NSURL::fileURLWithPath(folder + "/own/sub", true);
+  EXPECT_THAT(servicesOf(detail::storageEvidenceFor(sub)), ElementsAre("Nextcloud or ownCloud", "ownCloud"));
+  fs::create_directories(folder + "/own/sub/.sync");
+  EXPECT_THAT(servicesOf(detail::storageEvidenceFor(sub)),
+              ElementsAre("Resilio Sync", "Nextcloud or ownCloud", "ownCloud"));
+}
+
+TEST(StorageEvidence, AnApplicationsProviderIsEvidence) {
+  NSFileManager::setUbiquityProvider(make<Cloud>());
+  const auto found = detail::storageEvidenceFor(NSURL::fileURLWithPath(testFolder(), true));
+  NSFileManager::setUbiquityProvider(nil);
+  EXPECT_THAT(servicesOf(found), ElementsAre("iCloud Drive"));
+  EXPECT_EQ(found.back().reason, "the application's provider says so");
+}
+
+TEST(StorageEvidence, WhatIsNoFileURLHasNone) {
+  EXPECT_THAT(detail::storageEvidenceFor(nil), IsEmpty());
+  EXPECT_THAT(detail::storageEvidenceFor(NSURL::URLWithString("http://h/x")), IsEmpty());
+}
