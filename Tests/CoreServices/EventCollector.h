@@ -1,6 +1,8 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
+#include <cstdio>
 #include <functional>
 #include <map>
 #include <string>
@@ -17,7 +19,7 @@ class EventCollector {
     uint64_t id;
   };
 
-  static constexpr double kLimit = 30;  // seconds, for whatever is waited for
+  static constexpr double kLimit = 10;  // seconds, for whatever is waited for
   static constexpr FSEventStreamCreateFlags kUsual = kFSEventStreamCreateFlagUseCFTypes |
                                                      kFSEventStreamCreateFlagWatchRoot |
                                                      kFSEventStreamCreateFlagFileEvents;
@@ -62,8 +64,9 @@ class EventCollector {
   }
   // Waits until everything that happened so far has been delivered: a file is made in a folder that the stream
   // covers, and waited for.
-  bool settle(const std::string& folder) {
-    const std::string path = folder + "/.settled-" + std::to_string(++settled_);
+  bool settle(const std::string& folder) const {
+    static std::atomic<int> made = 0;
+    const std::string path = folder + "/.settled-" + std::to_string(++made);
     touch(path);
     return waitFor(path);
   }
@@ -106,7 +109,6 @@ class EventCollector {
   }
 
   const bool objects_;
-  int settled_ = 0;
 };
 
 inline void EventCollector::touch(const std::string& path, const std::string& contents) {

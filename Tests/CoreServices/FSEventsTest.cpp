@@ -264,12 +264,14 @@ TEST_F(FSEvents, AChangeThatWaitsWhileItsFolderIsRenamedComesWithItsNewPath) {
 TEST_F(FSEvents, AFolderThatIsRenamedWhileTheLoopDoesNotRunLosesNothing) {
   fs::create_directories(root + "/one/two");
   EventCollector events({root}, 0.01);
-  std::optional<EventCollector> second;  // its start waits until the reader has come by
   touch(root + "/one/two/file");
-  std::this_thread::sleep_for(std::chrono::milliseconds(100));  // only to let a batch be made, whatever happens
+  std::thread([&] {  // when it has been told, the batch has been made
+    EventCollector witness({root}, 0.02);
+    EXPECT_TRUE(witness.settle(root));
+  }).join();
   fs::rename(root + "/one", root + "/renamed");
-  second.emplace(std::vector<std::string>{other});
-  ASSERT_TRUE(events.waitFor(root + "/renamed/two/file", kCreated));
+  detail::WatchService::shared().numbers();  // the reader has come by
+  EXPECT_TRUE(events.waitFor(root + "/renamed/two/file", kCreated));
 }
 
 TEST_F(FSEvents, ExchangedFoldersKeepTheirPathsApart) {

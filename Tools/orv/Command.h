@@ -16,5 +16,6 @@ void addConvertCommand(CLI::App& program, Output& output);    // convert
 void addDocumentCommands(CLI::App& program, Output& output);  // json, plist
 void addTextCommands(CLI::App& program, Output& output);      // name, text, distance, query
 void addTaxCommand(CLI::App& program, Output& output);        // tax
+void addWatchCommand(CLI::App& program, Output& output);      // watch
 
 }  // namespace tool

@@ -126,6 +126,7 @@ void WatchService::doWork() {
   }
   for (const Work& each : work) {
     tree_.handleEvents();
+    renewOffers();
     each();
   }
 }
@@ -151,11 +152,16 @@ int64_t WatchService::nextDue() {
 
 void WatchService::flush() {
   const int64_t now = Moment::now().steady;
+  renewOffers();
+  for (const auto& client : clients_) flushClient(*client, now);
+}
+
+// Folders may have been renamed while batches wait to be taken: their paths are made again.
+void WatchService::renewOffers() {
   const bool moved = std::exchange(movesSeen_, tree_.moves()) != tree_.moves();
   for (const auto& client : clients_) {
     if (client->isFree()) releaseOffered(*client);
     if (moved && !client->offered.empty()) renew(*client);
-    flushClient(*client, now);
   }
 }
 
@@ -173,7 +179,6 @@ void WatchService::offer(WatchClient& client, int64_t now) {
   client.offer(changesOf(client.offered, tree_.folders(), client.fileEvents, [this] { inotify_.drain(); }));
 }
 
-// Folders were renamed while a batch waits to be taken: its paths are made again.
 void WatchService::renew(WatchClient& client) {
   if (!client.withdraw()) return releaseOffered(client);
   client.offer(changesOf(client.offered, tree_.folders(), client.fileEvents, [this] { inotify_.drain(); }));

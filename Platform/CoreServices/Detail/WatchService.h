@@ -47,6 +47,7 @@ class ORV_EXPORT WatchService {
   void flush();
   void flushClient(WatchClient& client, int64_t now);
   void offer(WatchClient& client, int64_t now);
+  void renewOffers();
   void renew(WatchClient& client);
   void releaseOffered(WatchClient& client);
 
