@@ -115,7 +115,7 @@ TEST_F(OrvDirectoryObserverTest, EachFolderIsCheckedForItselfInTheirOrder) {
 
 TEST_F(OrvDirectoryObserverTest, FileURLsAndStringsAreTakenAndTheRestIsDropped) {
   observer->observeDirectories({NSURL::fileURLWithPath(text("a"), true), text("b"), 7, NSNull::null(),
-                                NSURL::URLWithString("https://example.org/"), NSArray{}});
+                                NSURL::URLWithString("https://example.org/"), NSArray{1}});
   EXPECT_EQ(observer->observedDirectories(), (NSSet{text("a"), text("b")}));
 }
 
