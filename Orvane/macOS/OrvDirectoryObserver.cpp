@@ -79,8 +79,7 @@ void OrvDirectoryObserver::forcedCheck() {
   const uint64_t current = refreshes_;
   for (const Value& folder : observedDirectories_.allObjects()) {
     if (current != refreshes_) return;
-    const NSArray files =
-        NSFileManager::defaultManager()->zuListAllVisibleFilesInSubFolders(zxFileURL(folder));
+    const NSArray files = NSFileManager::defaultManager()->zuListAllVisibleFilesInSubFolders(zxFileURL(folder));
     OrvLogInfo("Forced check of %@, found %d entries.", folder, files.count());
     if (files.count() > 0) fileChanges(pathsOf(files));
   }
@@ -105,7 +104,8 @@ void OrvDirectoryObserver::fileChanges(const NSArray& paths) {
   if (!callback_) return;
   const Ref<NSFileManager> files = NSFileManager::defaultManager();
   const Ref<OrvDirectoryObserver> alive(this);
-  callback_(paths.zuFilter([&](const Value& path) { return files->isReadableFileAtPath(path.as<NSString>()); }));
+  callback_(
+      paths.zuFilter([&](const Value& path) { return files->isReadableFileAtPath(path.as<NSString>()); }));
 }
 
 void FSEventCallback(ConstFSEventStreamRef, void* contextInfo, size_t numEvents, void* eventPaths,

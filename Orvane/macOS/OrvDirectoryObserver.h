@@ -15,8 +15,8 @@
 //   observer_->stopObservingDirectories();
 //
 // 1. Whenever the folders are set, every visible file that is there already is handed over first, before
-//    `observeDirectories` returns: one call for each folder that holds any. Hidden files, files named "Icon" and
-//    what lies in packages are left out there. A change during that look is not told again. No scan of the
+//    `observeDirectories` returns: one call for each folder that holds any. Hidden files, files named "Icon"
+//    and what lies in packages are left out there. A change during that look is not told again. No scan of the
 //    application's own is needed.
 // 2. Later changes come in batches, a quarter of a second after the first of each, and once for each path.
 //    Only what can be read at that moment is handed over, folders included; so removals are not, and a batch of
@@ -64,8 +64,8 @@ class ORV_EXPORT OrvDirectoryObserver : public NSObject {
   uint64_t refreshes_ = 0;
 };
 
-// What an observer's stream calls. `contextInfo` is the observer, as an `NSObject*`; anything else that is one is
-// only logged, as is null.
+// What an observer's stream calls. `contextInfo` is the observer, as an `NSObject*`; anything else that is one
+// is only logged, as is null.
 extern "C" ORV_EXPORT void FSEventCallback(ConstFSEventStreamRef stream, void* contextInfo, size_t numEvents,
                                            void* eventPaths, const uint32_t* eventFlags,
                                            const uint64_t* eventIds);

@@ -184,7 +184,8 @@ void FSEventStream::deliver(const std::vector<Change>& changes) {
           : callWithTexts(changes, eventFlags.data(), ids.data());
 }
 
-void FSEventStream::callWithObjects(const std::vector<Change>& changes, const FSEventStreamEventFlags* eventFlags,
+void FSEventStream::callWithObjects(const std::vector<Change>& changes,
+                                    const FSEventStreamEventFlags* eventFlags,
                                     const FSEventStreamEventId* ids) {
   NSMutableArray texts = NSMutableArray::arrayWithCapacity(changes.size());
   for (const Change& change : changes)

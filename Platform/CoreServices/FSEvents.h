@@ -34,15 +34,16 @@
 //    the time up to which everything is known: what changed since is reported with
 //    kFSEventStreamEventFlagKernelDropped. The names of files that were removed meanwhile are not known; the
 //    folder that they were removed from is reported. No copy of the tree is kept for it.
-// 6. When the system allows no more watches (fs.inotify.max_user_watches), one Warning is logged and the folders
+// 6. When the system allows no more watches (fs.inotify.max_user_watches), one Warning is logged and the
+// folders
 //    that are left over are looked through about once a second.
 //
 // What is changed through a memory map alone, and what others change on a network volume, is not seen.
 //
 // Threads: everything may be called on every thread; one stream is to be used by one thread at a time. All
 // streams of a process share one inotify instance, one reading thread, and the watches of folders that several
-// of them cover. A watched folder costs about a hundred bytes here and one watch in the kernel. A null stream is
-// ignored everywhere.
+// of them cover. A watched folder costs about a hundred bytes here and one watch in the kernel. A null stream
+// is ignored everywhere.
 struct FSEventStream;
 using FSEventStreamRef = FSEventStream*;
 using ConstFSEventStreamRef = const FSEventStream*;
@@ -55,12 +56,12 @@ constexpr FSEventStreamEventId kFSEventStreamEventIdSinceNow = UINT64_MAX;
 
 enum : FSEventStreamCreateFlags {
   kFSEventStreamCreateFlagNone = 0,
-  kFSEventStreamCreateFlagUseCFTypes = 0x01,  // paths as an NSArray of strings instead of const char*[]
-  kFSEventStreamCreateFlagNoDefer = 0x02,     // the first event after a pause of `latency` comes at once
-  kFSEventStreamCreateFlagWatchRoot = 0x04,   // tells when a root is moved, removed or made again
-  kFSEventStreamCreateFlagIgnoreSelf = 0x08,  // not supported: taken and ignored
-  kFSEventStreamCreateFlagFileEvents = 0x10,  // the items themselves; without it, the folders they lie in
-  kFSEventStreamCreateFlagMarkSelf = 0x20,    // not supported: taken and ignored
+  kFSEventStreamCreateFlagUseCFTypes = 0x01,       // paths as an NSArray of strings instead of const char*[]
+  kFSEventStreamCreateFlagNoDefer = 0x02,          // the first event after a pause of `latency` comes at once
+  kFSEventStreamCreateFlagWatchRoot = 0x04,        // tells when a root is moved, removed or made again
+  kFSEventStreamCreateFlagIgnoreSelf = 0x08,       // not supported: taken and ignored
+  kFSEventStreamCreateFlagFileEvents = 0x10,       // the items themselves; without it, the folders they lie in
+  kFSEventStreamCreateFlagMarkSelf = 0x20,         // not supported: taken and ignored
   kFSEventStreamCreateFlagUseExtendedData = 0x40,  // not supported: taken and ignored
 };
 
@@ -96,8 +97,8 @@ struct FSEventStreamContext {
   NSString (*copyDescription)(const void* info) = nullptr;
 };
 
-// `eventPaths` is a `const NSArray*` of strings for streams with UseCFTypes, else a `const char* const*`. It and
-// the other two hold `numEvents` elements and are valid during the call.
+// `eventPaths` is a `const NSArray*` of strings for streams with UseCFTypes, else a `const char* const*`. It
+// and the other two hold `numEvents` elements and are valid during the call.
 using FSEventStreamCallback = void (*)(ConstFSEventStreamRef stream, void* contextInfo, size_t numEvents,
                                        void* eventPaths, const FSEventStreamEventFlags* eventFlags,
                                        const FSEventStreamEventId* eventIds);

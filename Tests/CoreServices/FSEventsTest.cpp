@@ -36,7 +36,8 @@ constexpr uint32_t kRootChanged = kFSEventStreamEventFlagRootChanged;
 
 void touch(const std::string& path, const std::string& contents = "") { EventCollector::touch(path, contents); }
 
-// The test's own folder as the events name it, with a folder "tree" that is watched and one "other" that is not.
+// The test's own folder as the events name it, with a folder "tree" that is watched and one "other" that is
+// not.
 class FSEvents : public testing::Test {
  protected:
   FSEvents() : own(fs::canonical(testFolder()).string()), root(own + "/tree"), other(own + "/other") {
@@ -268,7 +269,8 @@ TEST_F(FSEvents, AFolderThatIsRenamedWhileTheLoopDoesNotRunLosesNothing) {
   std::thread([&] {  // when it has been told, the batch has been made
     EventCollector witness({root}, 0.02);
     EXPECT_TRUE(witness.settle(root));
-  }).join();
+  })
+      .join();
   fs::rename(root + "/one", root + "/renamed");
   detail::WatchService::shared().numbers();  // the reader has come by
   EXPECT_TRUE(events.waitFor(root + "/renamed/two/file", kCreated));

@@ -166,8 +166,9 @@ void addWatchCommand(CLI::App& program, Output& output) {
   CLI::App* command = program.add_subcommand(
       "watch", "Print the files of folders, and then what appears or changes in them, until Ctrl-C");
   command->add_option("FOLDER", options->folders, "The folders; they need not exist yet")->required();
-  command->add_option("--exec", options->command,
-                      "After each batch run this line of the shell with the paths as arguments, one run at a time");
+  command->add_option(
+      "--exec", options->command,
+      "After each batch run this line of the shell with the paths as arguments, one run at a time");
   command->add_flag("--json", options->json, "Print each batch as a JSON array in a line");
   command->add_option("--count", options->count, "End after so many batches")->check(CLI::PositiveNumber);
   command->callback([options, &output] { runWatch(*options, output); });

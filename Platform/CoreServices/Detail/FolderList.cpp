@@ -88,8 +88,7 @@ bool FolderList::read(int folder, const char* name, Facts& facts) {
   const unsigned wanted = STATX_TYPE | STATX_CTIME | STATX_MTIME | STATX_BTIME | STATX_INO;
   if (::statx(folder, name, AT_SYMLINK_NOFOLLOW | AT_EMPTY_PATH, wanted, &info) != 0) return false;
   facts = {nanoseconds(info.stx_ctime), nanoseconds(info.stx_mtime),
-           info.stx_mask & STATX_BTIME ? nanoseconds(info.stx_btime) : 0, info.stx_ino,
-           S_ISDIR(info.stx_mode)};
+           info.stx_mask & STATX_BTIME ? nanoseconds(info.stx_btime) : 0, info.stx_ino, S_ISDIR(info.stx_mode)};
   return true;
 }
 

@@ -124,9 +124,8 @@ void FolderTable::join(FolderId folder, FolderId parent) {
 }
 
 FolderId FolderTable::child(FolderId parent, std::string_view wanted) const {
-  return byName_.find(hashOfName(parent, wanted), [&](FolderId id) {
-    return folders_[id].parent == parent && name(id) == wanted;
-  });
+  return byName_.find(hashOfName(parent, wanted),
+                      [&](FolderId id) { return folders_[id].parent == parent && name(id) == wanted; });
 }
 
 FolderId FolderTable::withWatch(int watch) const {

@@ -30,7 +30,8 @@ class WatchClient {
   int64_t latency = 0;  // nanoseconds
 
   ChangeBatch waiting;
-  ChangeBatch offered;  // what the last batch was made of, until it is taken
+  ChangeBatch offered;  // what the last batch was made of, until it is known to have been right when taken
+  bool wasFree = true;  // before the events were read that were worked on last
   int64_t due = kNever;
   int64_t lastOffer = INT64_MIN / 2;
 };

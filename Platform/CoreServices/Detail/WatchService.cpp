@@ -109,6 +109,7 @@ void WatchService::run() {
   ::pthread_setname_np(::pthread_self(), "file events");
   while (true) {
     sleep();
+    for (const auto& client : clients_) client->wasFree = client->isFree();
     inotify_.drain();
     doWork();
     inotify_.drain();
@@ -156,17 +157,19 @@ void WatchService::flush() {
   for (const auto& client : clients_) flushClient(*client, now);
 }
 
-// Folders may have been renamed while batches wait to be taken: their paths are made again.
+// Folders may have been renamed while batches wait to be taken: their paths are made again. A batch that was
+// taken before the events of such a rename were read had old paths: what it said is noted once more.
 void WatchService::renewOffers() {
-  const bool moved = std::exchange(movesSeen_, tree_.moves()) != tree_.moves();
+  const std::vector<FolderId> moved = tree_.takeMoved();
   for (const auto& client : clients_) {
-    if (client->isFree()) releaseOffered(*client);
-    if (moved && !client->offered.empty()) renew(*client);
+    if (client->offered.empty()) continue;
+    if (!moved.empty()) renew(*client, moved);
+    if (client->wasFree && tree_.isSettled()) releaseOffered(*client);
   }
 }
 
 void WatchService::flushClient(WatchClient& client, int64_t now) {
-  if (client.due > now || !client.isFree()) return;
+  if (client.due > now || !client.wasFree) return;
   if (!tree_.isSettled() && now < client.due + kLongestWait) return;
   offer(client, now);
 }
@@ -176,11 +179,12 @@ void WatchService::offer(WatchClient& client, int64_t now) {
   client.offered = std::exchange(client.waiting, ChangeBatch());
   client.due = WatchClient::kNever;
   client.lastOffer = now;
+  client.wasFree = false;
   client.offer(changesOf(client.offered, tree_.folders(), client.fileEvents, [this] { inotify_.drain(); }));
 }
 
-void WatchService::renew(WatchClient& client) {
-  if (!client.withdraw()) return releaseOffered(client);
+void WatchService::renew(WatchClient& client, const std::vector<FolderId>& moved) {
+  if (!client.withdraw()) return tree_.noteAgain(client, moved);
   client.offer(changesOf(client.offered, tree_.folders(), client.fileEvents, [this] { inotify_.drain(); }));
 }
 

@@ -26,8 +26,8 @@ class ORV_EXPORT WatchService {
   // A client has taken its batch.
   void wake();
 
-  // For tests and measurements: what the tree holds; no more watches than that; the thread stands still, so that
-  // the kernel's queue fills.
+  // For tests and measurements: what the tree holds; no more watches than that; the thread stands still, so
+  // that the kernel's queue fills.
   WatchTree::Numbers numbers();
   void setLimit(size_t limit);
   void hold();
@@ -48,7 +48,7 @@ class ORV_EXPORT WatchService {
   void flushClient(WatchClient& client, int64_t now);
   void offer(WatchClient& client, int64_t now);
   void renewOffers();
-  void renew(WatchClient& client);
+  void renew(WatchClient& client, const std::vector<FolderId>& moved);
   void releaseOffered(WatchClient& client);
 
   const int wakeDescriptor_;
@@ -62,7 +62,6 @@ class ORV_EXPORT WatchService {
   Inotify inotify_;  // the thread's own, as is all that follows
   WatchTree tree_{inotify_};
   std::vector<std::shared_ptr<WatchClient>> clients_;
-  uint64_t movesSeen_ = 0;
 };
 
 }  // namespace orv::detail

@@ -64,8 +64,7 @@ void WatchTree::handleOwn(FolderId folder, uint32_t mask) {
   if (mask & (IN_DELETE_SELF | IN_MOVE_SELF | IN_UNMOUNT)) rootsChanged_ = true;
   if (!(mask & IN_ATTRIB)) return;
   for (const Root& root : roots_)
-    if (root.folder == folder)
-      noteFor(*root.client, folder, "", itemFlags(mask | IN_ISDIR), ++lastEvent_);
+    if (root.folder == folder) noteFor(*root.client, folder, "", itemFlags(mask | IN_ISDIR), ++lastEvent_);
 }
 
 void WatchTree::handleChild(FolderId folder, std::string_view name, const inotify_event& event) {
@@ -214,7 +213,7 @@ void WatchTree::place(FolderId folder, FolderId parent, std::string_view name) {
   const FolderId displaced = folders_.child(parent, name);
   if (displaced != kNoFolder) displace(displaced);
   folders_.link(folder, parent, name);
-  ++moves_;
+  moved_.push_back(folder);
   forgetClients();
   note(parent, folders_.name(folder), kFSEventStreamEventFlagItemRenamed | kFSEventStreamEventFlagItemIsDir);
   if (findClients(parent) != before || folders_.has(folder, FolderTable::Unseen))
@@ -305,6 +304,18 @@ const std::vector<WatchClient*>& WatchTree::clientsOf(FolderId folder) {
 void WatchTree::note(FolderId folder, std::string_view name, uint32_t flags) {
   ++lastEvent_;
   for (WatchClient* client : clientsOf(folder)) noteFor(*client, folder, name, flags, lastEvent_);
+}
+
+void WatchTree::noteAgain(WatchClient& client, const std::vector<FolderId>& moved) {
+  FolderId last = kNoFolder;
+  bool isMoved = false;
+  for (const ChangeBatch::Entry& entry : client.offered.entries()) {
+    if (entry.folder == kNoFolder) continue;
+    if (std::exchange(last, entry.folder) != entry.folder)
+      isMoved = std::any_of(moved.begin(), moved.end(),
+                            [&](FolderId folder) { return folders_.isWithin(entry.folder, folder); });
+    if (isMoved) noteFor(client, entry.folder, client.offered.name(entry), entry.flags, ++lastEvent_);
+  }
 }
 
 void WatchTree::noteFor(WatchClient& client, FolderId folder, std::string_view name, uint32_t flags,

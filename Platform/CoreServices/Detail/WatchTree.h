@@ -46,8 +46,10 @@ class WatchTree {
   int64_t nextDue() const;
   // While a folder is on its way from one place to another its path is not known.
   bool isSettled() const noexcept { return leaving_.empty(); }
-  // Counts the moves of folders: paths made before are out of date.
-  uint64_t moves() const noexcept { return moves_; }
+  // The folders that were moved since the last call: paths made before are out of date.
+  std::vector<FolderId> takeMoved() { return std::exchange(moved_, {}); }
+  // Notes once more what a client was offered below these folders.
+  void noteAgain(WatchClient& client, const std::vector<FolderId>& moved);
 
   FolderTable& folders() noexcept { return folders_; }
   Numbers numbers() const;
@@ -146,7 +148,8 @@ class WatchTree {
   std::vector<Scan> scans_;
   std::vector<std::pair<FolderId, std::string>> rechecks_;
   std::unordered_map<FolderId, uint64_t> polled_;  // folders without a watch, with their inodes
-  std::string path_;                               // of what is entered
+  std::vector<FolderId> moved_;
+  std::string path_;  // of what is entered
   FolderId clientsFolder_ = kNoFolder;
   std::vector<WatchClient*> clientsThere_;
   Moment chunkSince_;
@@ -156,7 +159,6 @@ class WatchTree {
   size_t limit_ = SIZE_MAX;
   size_t watches_ = 0;
   size_t comparisons_ = 0;
-  uint64_t moves_ = 0;
   uint64_t lastEvent_ = 0;
   bool lost_ = false;
   bool rootsChanged_ = false;

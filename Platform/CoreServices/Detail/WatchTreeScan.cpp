@@ -14,8 +14,8 @@ constexpr int kFoldersBetweenDrains = 64;
 constexpr int64_t kPollInterval = 1'000'000'000;
 constexpr int64_t kPollRest = 10;  // times as long as the looking took
 // Above a root, where only folders that come and go matter.
-constexpr uint32_t kWayMask = IN_CREATE | IN_MOVED_FROM | IN_MOVED_TO | IN_DELETE_SELF | IN_ONLYDIR |
-                              IN_DONT_FOLLOW | IN_MASK_ADD;
+constexpr uint32_t kWayMask =
+    IN_CREATE | IN_MOVED_FROM | IN_MOVED_TO | IN_DELETE_SELF | IN_ONLYDIR | IN_DONT_FOLLOW | IN_MASK_ADD;
 
 uint32_t kindFlag(FolderList::Kind kind) {
   switch (kind) {
@@ -76,7 +76,9 @@ void WatchTree::look(const Scan& scan) {
     const FolderList::Kind kind = list_.kind();
     if (scan.look == Look::All)
       note(scan.folder, list_.name(), kFSEventStreamEventFlagItemCreated | kindFlag(kind));
-    if (kind == FolderList::Kind::Folder) enter(scan.folder, list_.name(), scan.look, scan.deep);
+    if (kind != FolderList::Kind::Folder) continue;
+    const FolderId folder = enter(scan.folder, list_.name(), scan.look, scan.deep);
+    if (folder != kNoFolder) folders_.set(folder, FolderTable::Visited, true);
   }
   list_.close();
 }
@@ -102,7 +104,8 @@ void WatchTree::compareItem(const Scan& scan, const FolderList::Facts& facts) {
   const FolderId folder = enter(scan.folder, name, Look::All);
   if (folder == kNoFolder) return;
   folders_.set(folder, FolderTable::Visited, true);
-  if (folder == known && scan.deep) scanLater({folder, Look::Since, true, scan.since, scan.flags});
+  const bool isScanned = folders_.has(folder, FolderTable::Unseen);  // as a new one
+  if (scan.deep && !isScanned) scanLater({folder, Look::Since, true, scan.since, scan.flags});
   if (folder != known)
     note(scan.folder, name, scan.flags | kFSEventStreamEventFlagItemCreated | kFSEventStreamEventFlagItemIsDir);
 }
@@ -147,8 +150,7 @@ void WatchTree::dropUnvisited(FolderId parent, uint32_t flags) {
   for (FolderId at = folders_.firstChild(parent); at != kNoFolder; at = folders_.nextSibling(at))
     if (!folders_.has(at, FolderTable::Visited)) gone.push_back(at);
   for (const FolderId folder : gone) {
-    noteFolder(folder,
-               flags | kFSEventStreamEventFlagItemRemoved | kFSEventStreamEventFlagItemIsDir);
+    noteFolder(folder, flags | kFSEventStreamEventFlagItemRemoved | kFSEventStreamEventFlagItemIsDir);
     drop(folder);
   }
 }
@@ -164,8 +166,8 @@ void WatchTree::poll() {
   polledAt_ = started;
   if (polled_.empty()) warned_ = false;
   const int64_t now = Moment::now().steady;
-  nextPoll_ = polled_.empty() ? WatchClient::kNever
-                              : now + std::max(kPollInterval, (now - started.steady) * kPollRest);
+  nextPoll_ =
+      polled_.empty() ? WatchClient::kNever : now + std::max(kPollInterval, (now - started.steady) * kPollRest);
 }
 
 // Once more tries to watch it; otherwise compares it.
@@ -252,8 +254,7 @@ void WatchTree::checkRoot(Root& root, bool starting) {
 
 void WatchTree::tellRoot(const Root& root) {
   if (!root.client->watchRoot) return;
-  noteFor(*root.client, kNoFolder, root.path.empty() ? "/" : root.path,
-          kFSEventStreamEventFlagRootChanged, 0);
+  noteFor(*root.client, kNoFolder, root.path.empty() ? "/" : root.path, kFSEventStreamEventFlagRootChanged, 0);
 }
 
 // Goes down to a root and watches the folders on the way. None when there is no folder.
