@@ -8,6 +8,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <random>
 #include <set>
@@ -331,31 +332,57 @@ double soakSeconds() {
   return text ? std::atof(text) : 5;
 }
 
-TEST_F(FSEventsLoss, EveryFileIsReportedAfterItsLastChangeWhateverHappens) {
-  EventCollector events({root}, 0.02);
-  Mirror mirror;
-  size_t looked = 0;
-  events.onBatch = [&] {
-    for (; looked < events.batches.size(); ++looked)
-      for (const auto& event : events.batches[looked]) mirror.look(event.path);
-  };
-  const auto ends = std::chrono::steady_clock::now() + std::chrono::duration<double>(soakSeconds());
-  for (uint64_t seed = 1; std::chrono::steady_clock::now() < ends; ++seed) {
-    Soak soak(root, other, seed);
-    for (int i = 0; i < 300; ++i) {
+class FSEventsSoak : public FSEventsLoss {
+ protected:
+  using Work = std::function<void(Soak&)>;
+
+  // Rounds of a few hundred steps, each followed by a comparison of what was told with what is there.
+  void run(double seconds, const Work& work) {
+    EventCollector events({root}, 0.02);
+    Mirror mirror;
+    events.onBatch = [&] {
+      for (const auto& event : events.batches.back()) mirror.look(event.path);
+    };
+    const auto ends = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
+    for (uint64_t seed = 1; std::chrono::steady_clock::now() < ends; ++seed) {
+      Soak soak(root, other, seed);
+      work(soak);
+      ASSERT_TRUE(events.settle(root));
+      const bool complete = events.waitUntil([&] { return mirror.missed(root).empty(); });
+      ASSERT_TRUE(complete) << "seed " << seed << ": " << mirror.missed(root).front();
+      for (const auto& entry : fs::directory_iterator(root)) fs::remove_all(entry.path());
+      for (const auto& entry : fs::directory_iterator(other)) fs::remove_all(entry.path());
+      events.forget();
+    }
+  }
+
+  static void steps(Soak& soak, int count) {
+    for (int i = 0; i < count; ++i) {
       soak.step();
       if (i % 10 == 0) NSRunLoop::currentRunLoop()->runUntilDate(nil);
     }
-    ASSERT_TRUE(events.settle(root));
-    ASSERT_TRUE(events.settle(root));  // what was given up as leaving has been found by now
-    const std::vector<std::string> missed = mirror.missed(root);
-    ASSERT_TRUE(missed.empty()) << "seed " << seed << ": " << missed.size() << ", " << missed.front();
-    for (const auto& entry : fs::directory_iterator(root)) fs::remove_all(entry.path());
-    fs::remove_all(other);
-    fs::create_directory(other);
-    events.forget();
-    looked = 0;
   }
+};
+
+TEST_F(FSEventsSoak, EveryFileIsReportedAfterItsLastChangeWhateverHappens) {
+  run(soakSeconds(), [](Soak& soak) { steps(soak, 300); });
+}
+
+TEST_F(FSEventsSoak, EveryFileIsReportedAlthoughEventsAreDropped) {
+  run(soakSeconds() / 2, [this](Soak& soak) {
+    steps(soak, 100);
+    touch(root + "/x");
+    touch(root + "/y");
+    overflow();
+    steps(soak, 100);
+    WatchService::shared().goOn();
+    steps(soak, 50);
+  });
+}
+
+TEST_F(FSEventsSoak, EveryFileIsReportedAlthoughWatchesAreShort) {
+  WatchService::shared().setLimit(10);
+  run(soakSeconds() / 2, [](Soak& soak) { steps(soak, 200); });
 }
 
 }  // namespace
