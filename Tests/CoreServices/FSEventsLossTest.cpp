@@ -227,7 +227,7 @@ class Soak {
       case 6: return fill(folder() + "/" + name(), 3);
       case 7: return renameFile();
       case 8: return renameFolder(folder());
-      case 9: return void(fs::remove(file(), error_));
+      case 9: return removeFile();
       case 10: return removeFolder();
       case 11: return renameFolder(other_);
       default: return moveIn();
@@ -268,6 +268,10 @@ class Soak {
   void renameFolder(const std::string& into) {
     const std::string from = any(true);
     if (from != root_) fs::rename(from, into + "/" + name(), error_);
+  }
+  void removeFile() {
+    const std::string path = file();
+    if (path != root_) fs::remove(path, error_);
   }
   void removeFolder() {
     const std::string path = any(true);

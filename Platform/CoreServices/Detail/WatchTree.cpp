@@ -140,11 +140,15 @@ FolderId WatchTree::enter(FolderId parent, std::string_view name, Look look, boo
   path_.append(1, '/').append(name);
   const Found found{parent, name, folders_.child(parent, name)};
   const int watch = addWatch(path_, mask && clientsOf(parent).empty() ? mask : 0);
+  if (watch == -ENOENT && look != Look::Nothing) miss(parent, name);
   if (watch < 0) return enterUnwatched(found, watch, look, deep);
   const FolderId folder = folders_.withWatch(watch);
   if (folder == kNoFolder) return enterNew(found, watch, look);
   if (folder != found.known) return enterMoved(found, folder);
-  if (deep) scanLater({folder, look, true});
+  if (deep)
+    scanLater({folder, look, true});
+  else if (look != Look::Nothing && folders_.has(folder, FolderTable::Unseen))
+    scanLater({folder, Look::All, true});
   return folder;
 }
 
@@ -176,8 +180,9 @@ FolderId WatchTree::enterMoved(const Found& found, FolderId folder) {
     rechecks_.emplace_back(before, nameBefore);
     folders_.pin(before);
     folders_.unlink(folder);
-  } else {
+  } else {  // it left the tree and is back
     takeLeaving(folder);
+    folders_.set(folder, FolderTable::Unseen, true);
   }
   place(folder, found.parent, found.name);
   return folder;
@@ -218,6 +223,7 @@ void WatchTree::place(FolderId folder, FolderId parent, std::string_view name) {
   note(parent, folders_.name(folder), kFSEventStreamEventFlagItemRenamed | kFSEventStreamEventFlagItemIsDir);
   if (findClients(parent) != before || folders_.has(folder, FolderTable::Unseen))
     scanLater({folder, Look::All, true});
+  retryMissed();
 }
 
 // Something else stands in a folder's place. Where it is will be told; or it is gone.
@@ -262,11 +268,25 @@ void WatchTree::end(FolderId folder) {
 
 // ---- Due work
 
+// Everything that has happened before a folder was missed is told of by then.
+void WatchTree::miss(FolderId parent, std::string_view name) {
+  folders_.pin(parent);
+  missed_.push_back({parent, std::string(name), Moment::now().steady + kTravelTime});
+}
+
+void WatchTree::retryMissed() {
+  for (Missed& each : std::exchange(missed_, {})) rechecks_.emplace_back(each.parent, std::move(each.name));
+}
+
 void WatchTree::doDueWork(int64_t now) {
   while (!leaving_.empty() && leaving_.front().until <= now) {
     const FolderId folder = leaving_.front().folder;
     leaving_.erase(leaving_.begin());
     drop(folder);
+  }
+  while (isSettled() && !missed_.empty() && missed_.front().until <= now) {  // it is gone
+    folders_.unpin(missed_.front().parent);
+    missed_.erase(missed_.begin());
   }
   if (nextPoll_ <= now) poll();
   if (lost_) compareAll();

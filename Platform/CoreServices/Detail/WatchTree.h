@@ -77,6 +77,12 @@ class WatchTree {
     int64_t since = 0;
     uint32_t flags = 0;
   };
+  // A folder that was not where it should be: one above it is being renamed.
+  struct Missed {
+    FolderId parent;
+    std::string name;
+    int64_t until;
+  };
   struct Found {
     FolderId parent;
     std::string_view name;
@@ -111,9 +117,12 @@ class WatchTree {
   // Scans
   void scanLater(const Scan& scan);
   Look lookForNew(FolderId parent, Look look);
+  void miss(FolderId parent, std::string_view name);
+  void retryMissed();
+  void recheck(FolderId parent, const std::string& name);
   void settle();
-  void look(const Scan& scan);
-  void compare(const Scan& scan);
+  bool look(const Scan& scan);
+  bool compare(const Scan& scan);
   void compareItem(const Scan& scan, const FolderList::Facts& facts);
   void dropUnvisited(FolderId parent, uint32_t flags);
   void requestComparison(const Moment& since);
@@ -147,6 +156,7 @@ class WatchTree {
   std::vector<Leaving> leaving_;
   std::vector<Scan> scans_;
   std::vector<std::pair<FolderId, std::string>> rechecks_;
+  std::vector<Missed> missed_;
   std::unordered_map<FolderId, uint64_t> polled_;  // folders without a watch, with their inodes
   std::vector<FolderId> moved_;
   std::string path_;  // of what is entered

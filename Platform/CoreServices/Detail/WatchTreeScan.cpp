@@ -58,20 +58,27 @@ void WatchTree::settle() {
       const Scan scan = scans_.back();
       scans_.pop_back();
       if (!folders_.has(scan.folder, FolderTable::Linked)) continue;  // scanned where it turns up again
-      folders_.set(scan.folder, FolderTable::Unseen, false);
-      scan.look == Look::Since ? compare(scan) : look(scan);
+      const bool done = scan.look == Look::Since ? compare(scan) : look(scan);
+      folders_.set(scan.folder, FolderTable::Unseen, !done);
+      if (!done && scan.folder != FolderTable::top()) miss(folders_.parent(scan.folder), folders_.name(scan.folder));
     } else {
-      const auto [folder, name] = std::move(rechecks_.back());
+      const auto [parent, name] = std::move(rechecks_.back());
       rechecks_.pop_back();
-      if (folders_.has(folder, FolderTable::Linked)) enter(folder, name, Look::All);
-      folders_.unpin(folder);
+      recheck(parent, name);
+      folders_.unpin(parent);
     }
     if (++looked % kFoldersBetweenDrains == 0) inotify_.drain();
   }
 }
 
-void WatchTree::look(const Scan& scan) {
-  if (!list_.open(folders_.path(scan.folder))) return;
+void WatchTree::recheck(FolderId parent, const std::string& name) {
+  if (folders_.has(parent, FolderTable::Dead)) return;
+  folders_.has(parent, FolderTable::Linked) ? void(enter(parent, name, Look::All)) : miss(parent, name);
+}
+
+// False when the folder is not there.
+bool WatchTree::look(const Scan& scan) {
+  if (!list_.open(folders_.path(scan.folder))) return false;
   while (list_.next()) {
     const FolderList::Kind kind = list_.kind();
     if (scan.look == Look::All)
@@ -81,16 +88,18 @@ void WatchTree::look(const Scan& scan) {
     if (folder != kNoFolder) folders_.set(folder, FolderTable::Visited, true);
   }
   list_.close();
+  return true;
 }
 
 // Reports what has changed since a moment: the kernel dates every change of an item, renames included.
-void WatchTree::compare(const Scan& scan) {
-  if (!list_.open(folders_.path(scan.folder))) return;
+bool WatchTree::compare(const Scan& scan) {
+  if (!list_.open(folders_.path(scan.folder))) return false;
   folders_.set(scan.folder, FolderTable::Visited, true);
   FolderList::Facts facts;
   while (list_.next())
     if (list_.facts(facts)) compareItem(scan, facts);
   list_.close();
+  return true;
 }
 
 void WatchTree::compareItem(const Scan& scan, const FolderList::Facts& facts) {
@@ -213,6 +222,8 @@ void WatchTree::remove(WatchClient& client) {
   }
   inotify_.close();  // with all its watches
   folders_.clear();
+  missed_.clear();
+  moved_.clear();
   leaving_.clear();
   polled_.clear();
   forgetClients();
