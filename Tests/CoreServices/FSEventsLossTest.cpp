@@ -60,7 +60,8 @@ class FSEventsLoss : public testing::Test {
 // ---- Lost events
 
 TEST_F(FSEventsLoss, WhatChangedWhileEventsWereDroppedIsReportedAndNothingElse) {
-  for (const char* name : {"/x", "/y", "/kept", "/changed", "/removed", "/moved", "/touched"}) touch(root + name);
+  for (const char* name : {"/x", "/y", "/kept", "/changed", "/removed", "/moved", "/touched"})
+    touch(root + name);
   for (const char* name : {"/quiet/below", "/gone/below", "/one/below"}) fs::create_directories(root + name);
   touch(root + "/quiet/below/kept");
   touch(root + "/one/below/kept");
@@ -289,8 +290,8 @@ class Soak {
   std::error_code error_;
 };
 
-// What one who keeps a copy of the tree by the events alone believes to be there: for each path the state of the
-// item when it was looked at last. A renamed folder takes along what was known below it.
+// What one who keeps a copy of the tree by the events alone believes to be there: for each path the state of
+// the item when it was looked at last. A renamed folder takes along what was known below it.
 class Mirror {
  public:
   struct State {

@@ -185,13 +185,15 @@ FolderId WatchTree::enterMoved(const Found& found, FolderId folder) {
     folders_.set(folder, FolderTable::Unseen, true);
   }
   place(folder, found.parent, found.name);
+  if (comparison_) scanLater({folder, Look::Since, true, comparison_->since, comparison_->flags});
   return folder;
 }
 
 // A folder that is reachable on two paths, by a bind mount, stays where it was seen first.
 bool WatchTree::isAlias(FolderId folder, const std::string& path) const {
   FolderList::Facts here, there;
-  return FolderList::factsOf(folders_.path(folder), here) && FolderList::factsOf(path, there) &&
+  const std::string seenAt = folders_.path(folder);  // the same below another folder of that name
+  return seenAt != path && FolderList::factsOf(seenAt, here) && FolderList::factsOf(path, there) &&
          here.inode == there.inode;
 }
 

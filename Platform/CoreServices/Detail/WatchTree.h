@@ -124,9 +124,11 @@ class WatchTree {
   bool look(const Scan& scan);
   bool compare(const Scan& scan);
   void compareItem(const Scan& scan, const FolderList::Facts& facts);
-  void dropUnvisited(FolderId parent, uint32_t flags);
+  void dropUnvisited(FolderId parent);
   void requestComparison(const Moment& since);
   void compareAll();
+  void compareRoot(const Root& root);
+  void dropUnvisitedEverywhere();
   void poll();
   void pollFolder(FolderId folder, int64_t since);
 
@@ -155,6 +157,7 @@ class WatchTree {
   std::vector<Root> roots_;
   std::vector<Leaving> leaving_;
   std::vector<Scan> scans_;
+  const Scan* comparison_ = nullptr;  // while all trees are compared: how
   std::vector<std::pair<FolderId, std::string>> rechecks_;
   std::vector<Missed> missed_;
   std::unordered_map<FolderId, uint64_t> polled_;  // folders without a watch, with their inodes

@@ -60,7 +60,8 @@ void WatchTree::settle() {
       if (!folders_.has(scan.folder, FolderTable::Linked)) continue;  // scanned where it turns up again
       const bool done = scan.look == Look::Since ? compare(scan) : look(scan);
       folders_.set(scan.folder, FolderTable::Unseen, !done);
-      if (!done && scan.folder != FolderTable::top()) miss(folders_.parent(scan.folder), folders_.name(scan.folder));
+      if (!done && scan.folder != FolderTable::top())
+        miss(folders_.parent(scan.folder), folders_.name(scan.folder));
     } else {
       const auto [parent, name] = std::move(rechecks_.back());
       rechecks_.pop_back();
@@ -114,7 +115,8 @@ void WatchTree::compareItem(const Scan& scan, const FolderList::Facts& facts) {
   if (folder == kNoFolder) return;
   folders_.set(folder, FolderTable::Visited, true);
   const bool isScanned = folders_.has(folder, FolderTable::Unseen);  // as a new one
-  if (scan.deep && !isScanned) scanLater({folder, Look::Since, true, scan.since, scan.flags});
+  if (scan.deep && folder == known && !isScanned)
+    scanLater({folder, Look::Since, true, scan.since, scan.flags});
   if (folder != known)
     note(scan.folder, name, scan.flags | kFSEventStreamEventFlagItemCreated | kFSEventStreamEventFlagItemIsDir);
 }
@@ -128,20 +130,27 @@ void WatchTree::requestComparison(const Moment& since) {
 void WatchTree::compareAll() {
   lost_ = false;
   ++comparisons_;
-  const int64_t since = lostSince_.earliestDate();
+  const Scan comparison{kNoFolder, Look::Since, true, lostSince_.earliestDate(),
+                        kFSEventStreamEventFlagKernelDropped};
   checkRoots();
   folders_.clearEverywhere(FolderTable::Visited);
-  std::vector<FolderId> tops;
-  for (const Root& root : roots_) {
-    if (root.folder == kNoFolder) continue;
-    tops.push_back(root.folder);
-    FolderList::Facts facts;
-    if (FolderList::factsOf(root.path, facts) && facts.changed >= since)
-      noteFolder(root.folder, kFSEventStreamEventFlagKernelDropped | changeFlags(facts, since) |
-                                  kFSEventStreamEventFlagItemIsDir);
-    scanLater({root.folder, Look::Since, true, since, kFSEventStreamEventFlagKernelDropped});
-  }
+  comparison_ = &comparison;
+  for (const Root& root : roots_)
+    if (root.folder != kNoFolder) compareRoot(root);
   settle();
+  comparison_ = nullptr;
+  dropUnvisitedEverywhere();
+}
+
+void WatchTree::compareRoot(const Root& root) {
+  FolderList::Facts facts;
+  if (FolderList::factsOf(root.path, facts) && facts.changed >= comparison_->since)
+    noteFolder(root.folder,
+               comparison_->flags | changeFlags(facts, comparison_->since) | kFSEventStreamEventFlagItemIsDir);
+  scanLater({root.folder, Look::Since, true, comparison_->since, comparison_->flags});
+}
+
+void WatchTree::dropUnvisitedEverywhere() {
   std::vector<FolderId> gone;
   folders_.forEach([&](FolderId folder) {
     if (!folders_.has(folder, FolderTable::Visited) && !findClients(folder).empty()) gone.push_back(folder);
@@ -154,12 +163,12 @@ void WatchTree::compareAll() {
 }
 
 // Folders that could not be looked at are gone. For one that is not watched nobody else tells.
-void WatchTree::dropUnvisited(FolderId parent, uint32_t flags) {
+void WatchTree::dropUnvisited(FolderId parent) {
   std::vector<FolderId> gone;
   for (FolderId at = folders_.firstChild(parent); at != kNoFolder; at = folders_.nextSibling(at))
     if (!folders_.has(at, FolderTable::Visited)) gone.push_back(at);
   for (const FolderId folder : gone) {
-    noteFolder(folder, flags | kFSEventStreamEventFlagItemRemoved | kFSEventStreamEventFlagItemIsDir);
+    noteFolder(folder, kFSEventStreamEventFlagItemRemoved | kFSEventStreamEventFlagItemIsDir);
     drop(folder);
   }
 }
@@ -199,7 +208,7 @@ void WatchTree::pollFolder(FolderId folder, int64_t since) {
   else if (facts.changed >= since)
     noteFolder(folder, changeFlags(facts, since) | kFSEventStreamEventFlagItemIsDir);
   compare({folder, Look::Since, false, since});
-  dropUnvisited(folder, 0);
+  dropUnvisited(folder);
   settle();
 }
 
