@@ -26,8 +26,8 @@
 //    with the flags of all that happened to it, ordered by their numbers. Paths are absolute and resolved,
 //    without a trailing slash. What was removed or renamed away comes with its old path, a rename inside the
 //    tree as two events. An item whose folder is renamed while its event waits comes with its new path.
-// 3. The callback runs on the run loop's thread, while that runs its loop. After FSEventStreamStop has returned
-//    there on that thread it is not called again; a call that another thread stops may still end.
+// 3. The callback runs on the run loop's thread, while that runs its loop. After FSEventStreamStop it is not
+//    called again; stopped by another thread, a call that is under way ends.
 // 4. A root that is missing, removed or moved away is waited for: when a folder stands at its path again,
 //    everything in it is reported.
 // 5. When changes come faster than they can be read, the kernel drops some. Then the trees are compared with
@@ -38,7 +38,8 @@
 // folders
 //    that are left over are looked through about once a second.
 //
-// What is changed through a memory map alone, and what others change on a network volume, is not seen.
+// Not seen is what is changed through a memory map alone, what others change on a network volume, and what lies
+// below folders whose paths are longer than the system takes (4,095 bytes).
 //
 // Threads: everything may be called on every thread; one stream is to be used by one thread at a time. All
 // streams of a process share one inotify instance, one reading thread, and the watches of folders that several
