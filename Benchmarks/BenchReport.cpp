@@ -1,6 +1,9 @@
 // Reads Google Benchmark's JSON reports and prints, for each benchmark "area/name/ours", one line for each peer
 // "area/name/<peer>":  area/name ours=NS peer=NS ratio=PEER/OURS.  Arguments stay with the name:
 // "area/name/64".
+//
+// Counters called "lost" (items that never came) and "megabytes" are printed, too: ours-lost=0 peer-lost=12. A
+// peer that lost what we did not has no ratio.
 
 #include <cctype>
 #include <cstdio>
@@ -121,10 +124,37 @@ Subject subjectOf(std::string_view runName) {
           std::string(runName.substr(second + 1, end - second - 1))};
 }
 
+// The counters that are printed, in the order of the names; absent ones are left out.
+using Counters = std::map<std::string, double>;
+
 struct Times {
   double ours = 0;
   std::vector<std::pair<std::string, double>> peers;
+  std::map<std::string, Counters> counters;  // of each
 };
+
+double lostBy(const Times& times, const std::string& who) {
+  const auto counters = times.counters.find(who);
+  if (counters == times.counters.end()) return 0;
+  const auto lost = counters->second.find("lost");
+  return lost == counters->second.end() ? 0 : lost->second;
+}
+
+void printCounters(const Times& times, const std::string& who) {
+  const auto counters = times.counters.find(who);
+  if (counters == times.counters.end()) return;
+  for (const auto& [name, value] : counters->second)
+    std::printf(" %s-%s=%.10g", who.c_str(), name.c_str(), value);
+}
+
+void printPair(const std::string& name, const Times& times, const std::string& peer, double ns) {
+  std::printf("%s ours=%.1f %s=%.1f", name.c_str(), times.ours, peer.c_str(), ns);
+  if (lostBy(times, peer) <= lostBy(times, "ours"))
+    std::printf(" ratio=%.2f", times.ours > 0 ? ns / times.ours : 0);
+  printCounters(times, "ours");
+  printCounters(times, peer);
+  std::printf("\n");
+}
 
 struct Report {
   std::map<std::string, Times> times;
@@ -144,15 +174,15 @@ struct Report {
       entry.ours = ns;
     else
       entry.peers.emplace_back(subject.who, ns);
+    for (const char* name : {"lost", "megabytes"})
+      if (record.contains(name)) entry.counters[subject.who][name] = std::strtod(field(name).c_str(), nullptr);
   }
 
   void print() const {
     for (const std::string& name : order) {
       const Times& entry = times.at(name);
       if (entry.peers.empty()) std::printf("%s ours=%.1f\n", name.c_str(), entry.ours);
-      for (const auto& [peer, ns] : entry.peers)
-        std::printf("%s ours=%.1f %s=%.1f ratio=%.2f\n", name.c_str(), entry.ours, peer.c_str(), ns,
-                    entry.ours > 0 ? ns / entry.ours : 0);
+      for (const auto& [peer, ns] : entry.peers) printPair(name, entry, peer, ns);
     }
   }
 };

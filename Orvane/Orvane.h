@@ -12,6 +12,7 @@
 #include "Orvane/OrvQueue.h"
 #include "Orvane/OrvTaskQueue.h"
 #include "Orvane/OrvTimeTrack.h"
+#include "Orvane/macOS/OrvDirectoryObserver.h"
 #include "Orvane/macOS/OrvNSValueTransformer.h"
 #include "Orvane/macOS/OrvSettings.h"
 #include "Platform/AppKit/NSColor.h"

@@ -18,5 +18,6 @@ void addDocumentCommands(CLI::App& program, Output& output);  // json, plist
 void addPlaceCommands(CLI::App& program, Output& output);     // where, tags, bookmark, unused
 void addTextCommands(CLI::App& program, Output& output);      // name, text, distance, query
 void addTaxCommand(CLI::App& program, Output& output);        // tax
+void addWatchCommand(CLI::App& program, Output& output);      // watch
 
 }  // namespace tool

@@ -65,9 +65,13 @@ void Output::writeLine(std::string_view bytes) {
 }
 
 void Output::fail(std::string_view what, std::string_view why) {
+  tell(what, why);
+  status_ = Status::Failed;
+}
+
+void Output::tell(std::string_view what, std::string_view why) {
   flush();  // keeps the lines in their order when both go to one place
   std::fprintf(stderr, "orv: %s: %s\n", printable(what).c_str(), printable(why).c_str());
-  status_ = Status::Failed;
 }
 
 void Output::failWithErrno(std::string_view what, int error) { fail(what, std::strerror(error)); }

@@ -22,13 +22,17 @@ class Output {
   // One line "orv: WHAT: WHY" on standard error; the run goes on and will exit with 1. Control characters of a
   // name are shown as escapes, so that it stays one line and the terminal obeys nothing that is in it.
   void fail(std::string_view what, std::string_view why);
-  // The same for an error number of the system.
+  // The same line for what is no failure.
+  void tell(std::string_view what, std::string_view why);
+  // The failure for an error number of the system.
   void failWithErrno(std::string_view what, int error);
   // A difference: no message, but exit status 1.
   void differ() { status_ = Status::Failed; }
   // For a subcommand whose failures are not told by 1.
   void exitWith(Status status) { status_ = status; }
 
+  // False when a write to standard output has failed.
+  bool canWrite() const { return writeError_ == 0; }
   // Writes out what is pending.
   void flush();
   // The same, and answers the exit status; a failed write to standard output is a failure.

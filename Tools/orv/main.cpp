@@ -76,6 +76,7 @@ int run(int argc, char** argv) {
   tool::addPlaceCommands(program, output);
   tool::addTextCommands(program, output);
   tool::addTaxCommand(program, output);
+  tool::addWatchCommand(program, output);
   try {
     unguardValues(program);
     program.parse(argumentsOf(argc, argv));

@@ -1,0 +1,11 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+namespace orv::detail {
+
+// Logs that the system allows no more watches. Implemented beside the logger, in Orvane/Detail.
+void reportWatchLimit(const std::string& path, size_t watches);
+
+}  // namespace orv::detail
