@@ -84,9 +84,11 @@ bool NSFileManager::zuForceCopy(const Value& from, const Value& to) const {
   ORV_ASSERT_URL(from);
   ORV_ASSERT_URL(to);
   try {
-    if (fileExistsAtPath(pathOfLocation(to))) defaultManager()->zuRemove(to);
+    const auto makeRoom = [&] {
+      if (fileExistsAtPath(pathOfLocation(to))) defaultManager()->zuRemove(to);
+    };
     NSError error;
-    if (copyItemAtURL(from.as<NSURL>(), to.as<NSURL>(), &error)) return true;
+    if (copyItemOverURL(from.as<NSURL>(), to.as<NSURL>(), makeRoom, &error)) return true;
     OrvLogInfo("Failed to copy from %@ to %@ error-%@", from, to, error);
   } catch (const std::exception& exception) {
     OrvLogInfo("Failed to copy from %@ to %@ ex=%@", from, to, detail::describeException(exception));

@@ -2,10 +2,15 @@
 
 #include <atomic>
 #include <exception>
+#include <utility>
 
 #include "Platform/Dispatch/Block.h"
 #include "Platform/Foundation/Values/NSObject.h"
 #include "Platform/Foundation/Values/NSString.h"
+
+namespace orv::detail {
+class WorkerPool;
+}  // namespace orv::detail
 
 // A queue of blocks. Serial queues run one block at a time, concurrent queues several, the main queue one at a
 // time on the main thread. All share one pool of threads sized to the machine: an idle queue holds no thread,
@@ -23,8 +28,9 @@
 // 5. Exceptions: one that leaves a synchronous block reaches the caller, and the queue goes on. One that leaves
 //    an asynchronous block ends the process.
 // 6. Exit: blocks accepted before the process began to end (by exit or a return from main) still run, before
-//    the destructors of objects made before the first queue. Work submitted meanwhile runs if it comes within
-//    two seconds; after that it is destroyed without running.
+//    the destructors of objects made before the first queue; those behind a synchronous block of another thread
+//    as long as that ends within half a second. Work submitted meanwhile runs if it comes within two seconds;
+//    after that it is destroyed without running.
 // 7. A synchronous call waits for ever when it waits for itself: from a block of the same serial queue, or in a
 //    circle of queues. Builds with ORVANE_QUEUE_CHECKS report that once on the console, with both labels.
 //
@@ -80,18 +86,29 @@ class ORV_EXPORT DispatchQueue : public NSObject {
 
   // When the process ends inside a block of this queue: runs what waits behind it. For the pool of threads.
   virtual void runRestAtExit() noexcept {}
+  // Whether blocks wait in the queue itself, not in the pool. On any thread, also while the queue is used.
+  virtual bool hasSubmissions() const noexcept { return false; }
 
  protected:
   DispatchQueue(const NSString& label, const orv::Ref<DispatchQueue>& target);
 
   virtual void submit(orv::Block&& block, ExceptionHandler handler, bool barrier) = 0;
   virtual void runNow(orv::BlockRef block, bool barrier) = 0;
+  // Submits a barrier of the queue's own making, also once no new work is accepted.
+  static void submitAlways(DispatchQueue& queue, orv::Block&& block) {
+    queue.submit(std::move(block), nullptr, true);
+  }
 
   const NSString label_;
   const orv::Ref<DispatchQueue> target_;
 
  private:
+  friend class orv::detail::WorkerPool;
   struct Specific;
 
   std::atomic<Specific*> specifics_{nullptr};
+  // The pool's list of queues, under its lock.
+  bool isListed_ = false;
+  DispatchQueue* previousQueue_ = nullptr;
+  DispatchQueue* nextQueue_ = nullptr;
 };

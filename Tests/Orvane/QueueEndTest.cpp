@@ -52,6 +52,19 @@ TEST(QueueEnd, ABlockThatEndsTheProcessLosesNothingBehindIt) {
   EXPECT_THAT(end("inside").output, HasSubstr("behind behind behind "));
 }
 
+TEST(QueueEnd, BlocksBehindSynchronousOnesOfOtherThreadsRun) {
+  EXPECT_THAT(end("behindCaller").output, HasSubstr("behind the caller"));
+  EXPECT_THAT(end("behindCallerWithTarget").output, HasSubstr("behind the caller"));
+  EXPECT_THAT(end("behindWaiter").output, HasSubstr("behind the waiter"));
+  EXPECT_THAT(end("behindBarrier").output, HasSubstr("behind the barrier"));
+}
+
+TEST(QueueEnd, AQueueWithATargetGoesOnWhenNoNewWorkIsAccepted) {
+  const std::string output = end("closed").output;
+  EXPECT_THAT(output, HasSubstr("behind the first"));
+  EXPECT_THAT(output, HasSubstr("second caller"));
+}
+
 TEST(QueueEnd, CirclesOfWaitsAreReportedOnceWithBothLabels) {
   const ProcessResult result = end("circle");
   EXPECT_EQ(result.exitStatus, 0);

@@ -121,7 +121,7 @@ bool wholeTarget(const State& now, const State& before, const State& after) {
          isPartOf(below(now, here), below(before, here));
 }
 
-// The old destination goes before the copy comes.
+// The old destination goes before the copy gets its name, and the copy goes with it when that fails.
 bool withoutDestination(const State& now, const State& before, const State&) {
   return now == except(before, here / "old");
 }

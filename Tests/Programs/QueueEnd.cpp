@@ -116,6 +116,77 @@ void inside() {
   std::this_thread::sleep_for(60s);
 }
 
+// Blocks behind a synchronous block of a thread that the pool does not know.
+void behindCaller(const Ref<DispatchQueue>& target) {
+  static const auto queue = DispatchQueue::serial("kept", target);
+  static std::atomic<bool> entered{false};
+  std::thread([] {
+    queue->sync([] {
+      entered = true;
+      std::this_thread::sleep_for(100ms);
+    });
+    std::this_thread::sleep_for(60s);
+  }).detach();
+  while (!entered) std::this_thread::yield();
+  queue->async([] { say("behind the caller\n"); });
+}
+void behindCaller() { behindCaller(nil); }
+void behindCallerWithTarget() { behindCaller(DispatchQueue::serial("target")); }
+
+// Blocks behind a caller who waits for its turn.
+void behindWaiter() {
+  static const auto queue = DispatchQueue::serial("waited for");
+  static std::atomic<bool> waits{false};
+  queue->async([] {
+    while (!waits) std::this_thread::yield();
+    std::this_thread::sleep_for(30ms);
+  });
+  std::thread([] {
+    waits = true;
+    queue->sync([] {});
+    std::this_thread::sleep_for(60s);
+  }).detach();
+  while (!waits) std::this_thread::yield();
+  std::this_thread::sleep_for(10ms);  // the caller stands in line by then, nearly always
+  queue->async([] { say("behind the waiter\n"); });
+}
+
+// Behind a barrier of a concurrent queue, which a caller runs.
+void behindBarrier() {
+  static const auto queue = DispatchQueue::concurrent("apart");
+  static std::atomic<bool> entered{false};
+  std::thread([] {
+    queue->barrierSync([] {
+      entered = true;
+      std::this_thread::sleep_for(100ms);
+    });
+    std::this_thread::sleep_for(60s);
+  }).detach();
+  while (!entered) std::this_thread::yield();
+  queue->async([] { say("behind the barrier\n"); });
+}
+
+// A queue with a target goes on when no new work is accepted any more.
+void closed() {
+  static const auto queue = DispatchQueue::serial("late", DispatchQueue::serial("target"));
+  static std::atomic<bool> entered{false};
+  DispatchQueue::globalQueue()->async([] {
+    const auto end = std::chrono::steady_clock::now() + 4s;
+    while (std::chrono::steady_clock::now() < end) {
+    }
+  });
+  std::thread([] {
+    queue->sync([] {
+      entered = true;
+      std::this_thread::sleep_for(2500ms);
+    });
+    queue->sync([] { say("second caller\n"); });
+    std::this_thread::sleep_for(60s);
+  }).detach();
+  while (!entered) std::this_thread::yield();
+  queue->async([] { say("behind the first\n"); });
+}
+
 void debouncer() {
   const auto it = OrvDebounce::initWithDelay(3600, nil, [](const auto&) { say("never\n"); });
   it->debounce();
@@ -141,9 +212,19 @@ void circle() {
 }  // namespace
 
 int main(int, char** arguments) {
-  const std::map<std::string, void (*)()> ways{
-      {"accepted", accepted}, {"mainQueue", mainQueue}, {"late", late},           {"stuck", stuck},
-      {"endless", endless},   {"inside", inside},       {"debouncer", debouncer}, {"circle", circle}};
+  const std::map<std::string, void (*)()> ways{{"accepted", accepted},
+                                               {"mainQueue", mainQueue},
+                                               {"late", late},
+                                               {"stuck", stuck},
+                                               {"endless", endless},
+                                               {"inside", inside},
+                                               {"debouncer", debouncer},
+                                               {"circle", circle},
+                                               {"behindCaller", behindCaller},
+                                               {"behindCallerWithTarget", behindCallerWithTarget},
+                                               {"behindWaiter", behindWaiter},
+                                               {"behindBarrier", behindBarrier},
+                                               {"closed", closed}};
   const auto way = ways.find(arguments[1] ? arguments[1] : "");
   if (way == ways.end()) return 2;
   way->second();

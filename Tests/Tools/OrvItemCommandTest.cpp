@@ -81,6 +81,9 @@ TEST_F(OrvItems, ForceNeverRemovesWhatIsToBeCopied) {
   for (const Arguments& arguments : std::vector<Arguments>{{"copy", "--force", "t/sub/b.json", "t"},
                                                            {"copy", "--force", "t", "t"},
                                                            {"move", "--force", "t/sub", "./t/sub/../../t"},
+                                                           {"copy", "--force", "t", "t/sub"},
+                                                           {"copy", "--force", "t", "t/sub/"},
+                                                           {"move", "--force", "missing", "t"},
                                                            {"copy", "--force", "missing", "t"}})
     EXPECT_EQ(runOrv(arguments).exitStatus, 1);
   EXPECT_EQ(stateOf(place("t")), before);
@@ -94,6 +97,14 @@ TEST_F(OrvItems, MoveRenames) {
   expectFailure({"move", "t", "w"}, 1, "couldn’t be moved");
   EXPECT_EQ(printed({"move", "v/a.txt", "v/none", "v/folder"}), "");
   EXPECT_EQ(readFile(place("v/folder/a.txt")), "hi\n");
+}
+
+TEST_F(OrvItems, MoveReplacesOnlyByForce) {
+  writeFile("other", "other");
+  expectFailure({"move", "other", "t"}, 1, "already exists");
+  EXPECT_EQ(printed({"move", "--force", "other", "t"}), "");
+  EXPECT_EQ(readFile(place("t")), "other");
+  EXPECT_FALSE(fs::exists(place("other")));
 }
 
 TEST_F(OrvItems, MoveCrossesVolumes) {

@@ -9,6 +9,7 @@
 #include <system_error>
 #include <vector>
 
+#include "Orvane/Orv.h"
 #include "Orvane/OrvLog.h"
 #include "Platform/Foundation/Files/CompareItems.h"
 #include "Platform/Foundation/Files/ItemPlace.h"
@@ -120,27 +121,42 @@ bool holds(const std::string& target, const std::string& source) {
   return inner == outer || inner.starts_with(outer.ends_with('/') ? outer : outer + "/");
 }
 
-// Makes the target free: false, with the reason told, when that must not be or fails.
-bool clear(const std::string& target, const std::string& source, Output& output) {
+bool exists(const std::string& path) {
   struct stat info;
-  if (::lstat(source.c_str(), &info) != 0) return output.failWithErrno(source, errno), false;
-  if (::lstat(target.c_str(), &info) != 0) return true;
-  if (holds(target, source))
-    return output.fail(target, "replacing it would remove what is to be copied"), false;
+  return ::lstat(path.c_str(), &info) == 0;
+}
+
+// Gives what has the target's name a hidden one beside it, which is answered; "" when there is nothing.
+bool setAside(const std::string& target, std::string& aside, NSError* error) {
+  if (!exists(target)) return true;
+  const fs::path folder = fs::path(withoutSlashes(target)).parent_path();
+  aside = (folder / (".orv-" + bytesOf(Orv::uidShort()))).string();
+  return moveOne(withoutSlashes(target), aside, error);
+}
+
+// What stood at the target goes when the item is there, and comes back when that fails.
+bool transferOver(Transfer transfer, const std::string& source, const std::string& target, NSError* error) {
+  std::string aside;
+  if (!setAside(target, aside, error)) return false;
+  const bool done = transfer(source, target, error);
+  if (aside.empty()) return done;
+  if (!done) return moveOne(aside, withoutSlashes(target), nullptr), false;
+  return manager()->removeItemAtPath(nameOf(aside), error);
+}
+
+void runOne(const TransferOptions& options, Transfer transfer, const std::string& source, Output& output) {
+  const std::string target = placeFor(source, options);
+  OrvLogInfo("from %@ to %@", nameOf(source), nameOf(target));
+  if (options.force && exists(source) && exists(target) && holds(target, source))
+    return output.fail(target, "replacing it would remove what is to be copied");
   NSError error;
-  if (manager()->removeItemAtPath(nameOf(target), &error)) return true;
-  output.fail(target, bytesOf(error.localizedDescription()));
-  return false;
+  const bool done =
+      options.force ? transferOver(transfer, source, target, &error) : transfer(source, target, &error);
+  if (!done) output.fail(source, bytesOf(error.localizedDescription()));
 }
 
 void runTransfer(const TransferOptions& options, Transfer transfer, Output& output) {
-  for (const std::string& source : options.sources) {
-    const std::string target = placeFor(source, options);
-    OrvLogInfo("from %@ to %@", nameOf(source), nameOf(target));
-    if (options.force && !clear(target, source, output)) continue;
-    NSError error;
-    if (!transfer(source, target, &error)) output.fail(source, bytesOf(error.localizedDescription()));
-  }
+  for (const std::string& source : options.sources) runOne(options, transfer, source, output);
 }
 
 void addTransfer(CLI::App& program, const char* name, const char* text, Transfer transfer, Output& output) {
@@ -153,7 +169,7 @@ void addTransfer(CLI::App& program, const char* name, const char* text, Transfer
           "they go into")
       ->required()
       ->expected(2, CLI::detail::expected_max_vector_size);
-  command->add_flag("--force", options->force, "First remove what has the new name");
+  command->add_flag("--force", options->force, "Replace what has the new name; it stays when that fails");
   command->callback([options, transfer, &output] {
     options->target = options->sources.back();
     options->sources.pop_back();

@@ -42,6 +42,12 @@ struct ConcurrentQueue::Waiter : Link {
   Event turn;
 };
 
+ConcurrentQueue::ConcurrentQueue(const NSString& label) : DispatchQueue(label, nil) {
+  WorkerPool::shared().list(*this);
+}
+
+ConcurrentQueue::~ConcurrentQueue() { WorkerPool::shared().unlist(*this); }
+
 void ConcurrentQueue::submit(orv::Block&& block, ExceptionHandler handler, bool barrier) {
   auto* const node = new Node(*this, std::move(block), handler, barrier);
   if (startOrAppend(*node)) WorkerPool::shared().submit(*node);
@@ -76,7 +82,10 @@ bool ConcurrentQueue::startOrAppend(Link& link) {
     countStart(link.isBarrier);
     return true;
   }
-  first_ ? last_->next = &link : first_ = &link;
+  if (first_)
+    last_->next = &link;
+  else
+    first_ = &link;
   last_ = &link;
   return false;
 }
@@ -84,8 +93,7 @@ bool ConcurrentQueue::startOrAppend(Link& link) {
 void ConcurrentQueue::ended(bool barrier) noexcept {
   const std::lock_guard lock(mutex_);
   barrier ? void(barrierRuns_ = false) : void(--running_);
-  while (first_ && mayStart(first_->isBarrier)) {
-    Link* const link = first_;
+  for (Link* link; (link = first_) && mayStart(link->isBarrier);) {
     first_ = link->next;
     countStart(link->isBarrier);
     if (link->isWaiter)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <mutex>
 
 #include "Platform/Dispatch/DispatchQueue.h"
@@ -10,7 +11,10 @@ namespace orv::detail {
 // those that cannot start yet; it is never held while a block runs.
 class ConcurrentQueue final : public DispatchQueue {
  public:
-  explicit ConcurrentQueue(const NSString& label) : DispatchQueue(label, nil) {}
+  explicit ConcurrentQueue(const NSString& label);
+  ~ConcurrentQueue() override;
+
+  bool hasSubmissions() const noexcept override { return first_.load(std::memory_order_relaxed) != nullptr; }
 
  protected:
   void submit(orv::Block&& block, ExceptionHandler handler, bool barrier) override;
@@ -27,7 +31,7 @@ class ConcurrentQueue final : public DispatchQueue {
   void ended(bool barrier) noexcept;
 
   std::mutex mutex_;
-  Link* first_ = nullptr;  // cannot start yet, in order
+  std::atomic<Link*> first_{nullptr};  // cannot start yet, in order
   Link* last_ = nullptr;
   size_t running_ = 0;
   bool barrierRuns_ = false;

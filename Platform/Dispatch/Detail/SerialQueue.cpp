@@ -2,6 +2,10 @@
 
 #include <sched.h>
 
+#include <chrono>
+#include <exception>
+#include <thread>
+
 #include "Platform/Dispatch/Detail/QueueFrame.h"
 #include "Platform/Dispatch/Detail/WaitGraph.h"
 #include "Platform/Foundation/Threads/NSThread.h"
@@ -20,7 +24,7 @@ struct SerialQueue::Node : Link {
 namespace {
 
 // Never called: the handler that tells a waiter from a block.
-void waits(const std::exception&) {}
+void waits(const std::exception&) { std::terminate(); }
 
 }  // namespace
 
@@ -52,7 +56,11 @@ void nameThread(const DispatchQueue& queue) {
 // The owner holds a reference to the queue, which goes with the ownership: from a caller to a job of the pool,
 // from that to a caller who waits, and back.
 SerialQueue::SerialQueue(const NSString& label, const Ref<DispatchQueue>& target)
-    : DispatchQueue(label, target), Job([](Job& job) noexcept { static_cast<SerialQueue&>(job).runList(); }) {}
+    : DispatchQueue(label, target), Job([](Job& job) noexcept { static_cast<SerialQueue&>(job).runList(); }) {
+  WorkerPool::shared().list(*this);
+}
+
+SerialQueue::~SerialQueue() { WorkerPool::shared().unlist(*this); }
 
 void SerialQueue::submit(orv::Block&& block, ExceptionHandler handler, bool) {
   if (!push(*new Node(std::move(block), handler))) return;
@@ -144,7 +152,7 @@ void SerialQueue::waitForTurn() {
 void SerialQueue::schedule() {
   noteNoOwner();
   if (target_)
-    target_->barrierAsync([this] { runList(); });
+    submitAlways(*target_, [this] { runList(); });
   else
     WorkerPool::shared().submit(*this);
 }
@@ -173,11 +181,16 @@ void SerialQueue::runFirst() noexcept {
 // The calling thread owns the queue and never comes back to it. What is submitted from now on is late.
 void SerialQueue::runRestAtExit() noexcept {
   const Link* const last = newest_.load(std::memory_order_acquire);
-  if (last == &base_) return;
-  for (const Link* link = nullptr; link != last && (link = first());) {
+  for (const Link* link = &base_; link != last && (link = first());) {
     if (isWaiter(*link)) return grantFirst();
     runFirst();
   }
+  isAbandoned_.store(true, std::memory_order_relaxed);
+}
+
+bool SerialQueue::hasSubmissions() const noexcept {
+  const Link* const newest = newest_.load(std::memory_order_relaxed);
+  return newest && newest != &base_ && !isAbandoned_.load(std::memory_order_relaxed);
 }
 
 bool SerialQueue::isWaiter(const Link& link) noexcept { return link.handler == &waits; }
@@ -186,7 +199,12 @@ bool SerialQueue::isWaiter(const Link& link) noexcept { return link.handler == &
 SerialQueue::Link* SerialQueue::successor(const Link& link) noexcept {
   for (int look = 0;; ++look) {
     if (Link* const next = link.next.load(std::memory_order_acquire)) return next;
-    look < kLinkLooks ? pauseProcessor() : static_cast<void>(::sched_yield());
+    if (look < kLinkLooks)
+      pauseProcessor();
+    else if (look < 2 * kLinkLooks)
+      ::sched_yield();
+    else
+      std::this_thread::sleep_for(std::chrono::microseconds(50));  // a thread of lower priority has to go on
   }
 }
 

@@ -18,8 +18,10 @@ namespace orv::detail {
 class SerialQueue final : public DispatchQueue, private Job {
  public:
   SerialQueue(const NSString& label, const Ref<DispatchQueue>& target);
+  ~SerialQueue() override;
 
   void runRestAtExit() noexcept override;
+  bool hasSubmissions() const noexcept override;
 
   // `sync` for an owner that does not let go of the queue but by `letGo`: it saves counting references.
   void runKept(BlockRef block);
@@ -70,6 +72,7 @@ class SerialQueue final : public DispatchQueue, private Job {
   [[maybe_unused]] std::byte between_[64];
   Link* first_ = nullptr;  // the owner's: the first one not taken, as far as it is known
   std::atomic<NSUInteger> owner_{0};
+  std::atomic<bool> isAbandoned_{false};  // its owner ends the process
 };
 
 }  // namespace orv::detail

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <climits>
+#include <string_view>
 #include <vector>
 
 #include "Platform/Foundation/Files/FileCopier.h"
@@ -242,6 +243,17 @@ int copyFile(const ItemPlace& from, const ItemPlace& to) {
   return error != 0 ? error : copyOpenFile(source, to);
 }
 
+// True when removing one item removes the other: it is the same or lies in it. Another link to the same file is
+// another item.
+bool goesWith(const ItemPlace& item, const struct stat& info, const ItemPlace& removed,
+              const struct stat& removedInfo) {
+  if (S_ISDIR(removedInfo.st_mode)) return isSame(info, removedInfo) || liesWithin(item.folder(), removedInfo);
+  struct stat folder, removedFolder;
+  return isSame(info, removedInfo) && std::string_view(item.name()) == removed.name() &&
+         ::fstat(item.folder(), &folder) == 0 && ::fstat(removed.folder(), &removedFolder) == 0 &&
+         isSame(folder, removedFolder);
+}
+
 int copyFolder(const ItemPlace& from, const ItemPlace& to) {
   std::string aside;
   const int error = copyFolderAside(from, to.folder(), SpecialFiles::LeftOut, aside);
@@ -262,6 +274,23 @@ int copyItem(const ItemPlace& from, const ItemPlace& to) {
     case S_IFLNK: return copyLink(from.folder(), from.name(), to.folder(), to.name());
     default: return EINVAL;
   }
+}
+
+int copyItemOver(const ItemPlace& from, const ItemPlace& to, const std::function<void()>& makeRoom) {
+  struct stat info, taken;
+  if (to.error() != 0 || to.status(taken) != 0) return copyItem(from, to);
+  if (from.error() != 0) return from.error();
+  if (const int error = from.status(info)) return error;
+  if (goesWith(from, info, to, taken)) return EINVAL;
+  std::string aside;
+  if (const int error = copyAside(from, to.folder(), SpecialFiles::LeftOut, aside)) return error;
+  try {
+    makeRoom();
+  } catch (...) {
+    discardItem(to.folder(), aside.c_str());
+    throw;
+  }
+  return giveName(aside, to);
 }
 
 int copyAside(const ItemPlace& from, int folder, SpecialFiles special, std::string& name) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 
 #include "Platform/Foundation/Files/ItemPlace.h"
@@ -14,6 +15,11 @@ enum class SpecialFiles { LeftOut, Refused };
 // A file, a link or a folder to a name that is not taken. EINVAL for anything else and for a folder that would
 // come into itself, EBUSY for a file that keeps changing.
 int copyItem(const ItemPlace& from, const ItemPlace& to);
+
+// The same to a name that may be taken by what is to go: once the copy is whole in the folder of that name,
+// `makeRoom` is called to remove it. EINVAL, without a call, when the item is what would go or lies in it;
+// EEXIST when it is still there after the call.
+int copyItemOver(const ItemPlace& from, const ItemPlace& to, const std::function<void()>& makeRoom);
 
 // The same into an open folder under a hidden name, which is answered.
 int copyAside(const ItemPlace& from, int folder, SpecialFiles special, std::string& name);

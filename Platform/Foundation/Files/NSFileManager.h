@@ -143,6 +143,11 @@ class ORV_EXPORT NSFileManager : public NSObject {
   // into itself. The copy is not forced to the disk.
   bool copyItemAtPath(const NSString& from, const NSString& to, NSError* error = nullptr) const;
   bool copyItemAtURL(const NSURL& from, const NSURL& to, NSError* error = nullptr) const;
+  // The same over what is at the target: `makeRoom` is called to remove it once the copy is whole beside it, so
+  // that nothing goes before. It fails when the target is still there afterwards and, without calling, when the
+  // item is the target or lies in it.
+  bool copyItemOverURL(const NSURL& from, const NSURL& to, const std::function<void()>& makeRoom,
+                       NSError* error = nullptr) const;
 
   // One URL for the user's domain; empty for other domains and unknown places. Nothing is made.
   NSArray URLsForDirectory(NSSearchPathDirectory directory, NSUInteger domainMask = NSUserDomainMask) const;
@@ -217,7 +222,9 @@ class ORV_EXPORT NSFileManager : public NSObject {
   NSURL zuMakeDirs(const orv::Value& url) const;
   // Fails when the destination exists. One Warning for a failure, Info for an exception.
   bool zuCopy(const orv::Value& from, const orv::Value& to) const;
-  // Removes the destination first, whatever it is. One Info line for a failure.
+  // Removes the destination, whatever it is, as soon as the copy is whole beside it: a copy that fails leaves
+  // it alone, and so does the copy of an item to itself or to a folder that it lies in. One Info line for a
+  // failure.
   bool zuForceCopy(const orv::Value& from, const orv::Value& to) const;
   // Fails when the destination exists, with one Info line.
   bool zuMove(const orv::Value& from, const orv::Value& to) const;

@@ -79,6 +79,18 @@ bool NSFileManager::copyItemAtURL(const NSURL& from, const NSURL& to, NSError* e
   return copyItemAtPath(from.path(), to.path(), error);
 }
 
+bool NSFileManager::copyItemOverURL(const NSURL& from, const NSURL& to, const std::function<void()>& makeRoom,
+                                    NSError* error) const {
+  if (!from.isFileURL()) return fail(error, detail::invalidPathError(FileAction::Copy, from));
+  if (!to.isFileURL()) return fail(error, detail::invalidPathError(FileAction::Copy, to));
+  std::string fromBytes, toBytes;
+  if (!itemPath(from.path(), fromBytes) || !itemPath(to.path(), toBytes))
+    return fail(error, ENOENT, FileAction::Copy, from.path(), to.path());
+  const ItemPlace source(fromBytes);
+  const int number = detail::copyItemOver(source, ItemPlace(toBytes), makeRoom);
+  return number == 0 || failBetween(error, number, FileAction::Copy, from.path(), source, to.path());
+}
+
 bool NSFileManager::contentsEqualAtPath(const NSString& path, const NSString& otherPath) const {
   std::string bytes, otherBytes;
   if (!itemPath(path, bytes) || !itemPath(otherPath, otherBytes)) return false;

@@ -22,7 +22,8 @@
 //    everything count as finished at once.
 // 6. Waiting for a queue from one of its own operations waits for ever when that one is among those waited for.
 // 7. Observers of "operationCount" are told of every addition and every removal, once each, with the old and
-//    the new count, in the order in which they happened, and never two at a time. They are called on a thread
+//    the new count, in the order in which they happened, and never two at a time; only the call for
+//    NSKeyValueObservingOptionInitial comes at once on the registering thread. They are called on a thread
 //    that changes the queue: the one that made the change, or the one that was telling of the change before.
 //    What an observer does to the queue is told when it has returned. An exception of an observer ends the
 //    process when a worker was telling. Waiting for operations does not wait for what is told of them.

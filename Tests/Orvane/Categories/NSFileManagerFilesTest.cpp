@@ -111,6 +111,30 @@ TEST_F(NSFileManagerFiles, ForceCopyReplacesWhateverIsThere) {
   EXPECT_FALSE(manager->zuForceCopy(nil, url("x")));
 }
 
+TEST_F(NSFileManagerFiles, ForceCopyThatFailsLosesNothing) {
+  write("a", "A");
+  fs::create_directories(folder + "/d/sub");
+  write("d/sub/f", "F");
+  EXPECT_FALSE(manager->zuForceCopy(url("none"), url("a")));
+  EXPECT_FALSE(manager->zuForceCopy(url("a"), url("a")));
+  EXPECT_FALSE(manager->zuForceCopy(url("d/../a"), url("a")));
+  EXPECT_FALSE(manager->zuForceCopy(url("d"), url("d")));
+  EXPECT_FALSE(manager->zuForceCopy(url("d/sub"), url("d")));
+  EXPECT_FALSE(manager->zuForceCopy(url("d"), url("d/sub")));
+  EXPECT_EQ(infos().size(), 6U);
+  EXPECT_EQ(read("a"), "A");
+  EXPECT_EQ(read("d/sub/f"), "F");
+  EXPECT_THAT(manager->contentsOfDirectoryAtPath(folder), testing::SizeIs(2)) << "nothing is left aside";
+}
+
+TEST_F(NSFileManagerFiles, ForceCopyOverAnotherNameOfTheSameFileMakesTwoFiles) {
+  write("a", "A");
+  fs::create_hard_link(folder + "/a", folder + "/b");
+  EXPECT_TRUE(manager->zuForceCopy(url("a"), url("b")));
+  EXPECT_EQ(read("b"), "A");
+  EXPECT_EQ(fs::hard_link_count(folder + "/a"), 1U);
+}
+
 TEST_F(NSFileManagerFiles, MoveNeverReplaces) {
   write("a", "A");
   write("b", "B");
