@@ -9,7 +9,7 @@
 #include "Platform/Foundation/Values/NSString.h"
 
 namespace orv::detail {
-class WorkerPool;
+class QueueList;
 }  // namespace orv::detail
 
 // A queue of blocks. Serial queues run one block at a time, concurrent queues several, the main queue one at a
@@ -103,12 +103,12 @@ class ORV_EXPORT DispatchQueue : public NSObject {
   const orv::Ref<DispatchQueue> target_;
 
  private:
-  friend class orv::detail::WorkerPool;
+  friend class orv::detail::QueueList;
   struct Specific;
 
   std::atomic<Specific*> specifics_{nullptr};
-  // The pool's list of queues, under its lock.
+  // The list of all queues, under its lock.
   bool isListed_ = false;
-  DispatchQueue* previousQueue_ = nullptr;
-  DispatchQueue* nextQueue_ = nullptr;
+  DispatchQueue* newerQueue_ = nullptr;
+  DispatchQueue* olderQueue_ = nullptr;
 };

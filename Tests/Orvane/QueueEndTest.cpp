@@ -59,6 +59,10 @@ TEST(QueueEnd, BlocksBehindSynchronousOnesOfOtherThreadsRun) {
   EXPECT_THAT(end("behindBarrier").output, HasSubstr("behind the barrier"));
 }
 
+TEST(QueueEnd, AcceptedBlocksMayUseTheFirstQueueOfTheProcess) {
+  EXPECT_THAT(end("firstQueue").output, HasSubstr("used again"));
+}
+
 TEST(QueueEnd, AQueueWithATargetGoesOnWhenNoNewWorkIsAccepted) {
   const std::string output = end("closed").output;
   EXPECT_THAT(output, HasSubstr("behind the first"));

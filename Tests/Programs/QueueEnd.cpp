@@ -187,6 +187,15 @@ void closed() {
   queue->async([] { say("behind the first\n"); });
 }
 
+// Blocks that use the first queue of the process, which is an object with static storage.
+void firstQueue() {
+  static const auto queue = make<OrvRecQueue>();
+  queue->async([] {
+    std::this_thread::sleep_for(50ms);
+    queue->async([] { say("used again\n"); });
+  });
+}
+
 void debouncer() {
   const auto it = OrvDebounce::initWithDelay(3600, nil, [](const auto&) { say("never\n"); });
   it->debounce();
@@ -224,7 +233,8 @@ int main(int, char** arguments) {
                                                {"behindCallerWithTarget", behindCallerWithTarget},
                                                {"behindWaiter", behindWaiter},
                                                {"behindBarrier", behindBarrier},
-                                               {"closed", closed}};
+                                               {"closed", closed},
+                                               {"firstQueue", firstQueue}};
   const auto way = ways.find(arguments[1] ? arguments[1] : "");
   if (way == ways.end()) return 2;
   way->second();

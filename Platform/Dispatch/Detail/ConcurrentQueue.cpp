@@ -1,6 +1,7 @@
 #include "Platform/Dispatch/Detail/ConcurrentQueue.h"
 
 #include "Platform/Dispatch/Detail/QueueFrame.h"
+#include "Platform/Dispatch/Detail/QueueList.h"
 #include "Platform/Dispatch/Detail/WorkerPool.h"
 #include "Platform/Foundation/Threads/NSThread.h"
 
@@ -42,11 +43,9 @@ struct ConcurrentQueue::Waiter : Link {
   Event turn;
 };
 
-ConcurrentQueue::ConcurrentQueue(const NSString& label) : DispatchQueue(label, nil) {
-  WorkerPool::shared().list(*this);
-}
+ConcurrentQueue::ConcurrentQueue(const NSString& label) : DispatchQueue(label, nil) { QueueList::enter(*this); }
 
-ConcurrentQueue::~ConcurrentQueue() { WorkerPool::shared().unlist(*this); }
+ConcurrentQueue::~ConcurrentQueue() { QueueList::leave(*this); }
 
 void ConcurrentQueue::submit(orv::Block&& block, ExceptionHandler handler, bool barrier) {
   auto* const node = new Node(*this, std::move(block), handler, barrier);

@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "Platform/Dispatch/Detail/QueueFrame.h"
+#include "Platform/Dispatch/Detail/QueueList.h"
 #include "Platform/Dispatch/Detail/WaitGraph.h"
 #include "Platform/Foundation/Threads/NSThread.h"
 
@@ -57,10 +58,10 @@ void nameThread(const DispatchQueue& queue) {
 // from that to a caller who waits, and back.
 SerialQueue::SerialQueue(const NSString& label, const Ref<DispatchQueue>& target)
     : DispatchQueue(label, target), Job([](Job& job) noexcept { static_cast<SerialQueue&>(job).runList(); }) {
-  WorkerPool::shared().list(*this);
+  QueueList::enter(*this);
 }
 
-SerialQueue::~SerialQueue() { WorkerPool::shared().unlist(*this); }
+SerialQueue::~SerialQueue() { QueueList::leave(*this); }
 
 void SerialQueue::submit(orv::Block&& block, ExceptionHandler handler, bool) {
   if (!push(*new Node(std::move(block), handler))) return;

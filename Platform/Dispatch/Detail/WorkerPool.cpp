@@ -13,10 +13,10 @@
 #include <cstring>
 #include <system_error>
 #include <thread>
-#include <utility>
 
 #include "Platform/Dispatch/Detail/MainQueue.h"
 #include "Platform/Dispatch/Detail/QueueFrame.h"
+#include "Platform/Dispatch/Detail/QueueList.h"
 #include "Platform/Foundation/Threads/NSThread.h"
 
 namespace orv::detail {
@@ -240,30 +240,7 @@ size_t WorkerPool::workerCount() {
   return all_.size();
 }
 
-void WorkerPool::list(DispatchQueue& queue) {
-  const std::lock_guard lock(mutex_);
-  queue.nextQueue_ = queues_;
-  if (queues_) queues_->previousQueue_ = &queue;
-  queues_ = &queue;
-  queue.isListed_ = true;
-}
-
-void WorkerPool::unlist(DispatchQueue& queue) noexcept {
-  const std::lock_guard lock(mutex_);
-  if (!queue.isListed_) return;
-  (queue.previousQueue_ ? queue.previousQueue_->nextQueue_ : queues_) = queue.nextQueue_;
-  if (queue.nextQueue_) queue.nextQueue_->previousQueue_ = queue.previousQueue_;
-}
-
-bool WorkerPool::haveQueuesSubmissions() const noexcept {
-  for (const DispatchQueue* queue = queues_; queue; queue = queue->nextQueue_)
-    if (queue->hasSubmissions()) return true;
-  return false;
-}
-
-bool WorkerPool::isQuiet(size_t ownJobs) const {
-  return !first_ && running_ <= ownJobs && !haveQueuesSubmissions();
-}
+bool WorkerPool::isQuiet(size_t ownJobs) const { return !first_ && running_ <= ownJobs; }
 
 // Runs when the process ends: nothing that was accepted is lost, nothing holds up the end for ever. A running
 // block is waited for; blocks that only wait for each other are not.
@@ -278,8 +255,9 @@ void WorkerPool::runAcceptedWork() {
   for (;;) {
     lock.unlock();
     const bool ranOnMain = NSThread::isMainThread() && MainQueue::runAccepted();
+    const bool queuesWait = QueueList::haveSubmissions();  // first: what leaves a queue runs in the pool
     lock.lock();
-    if (!ranOnMain && isQuiet(ownJobs)) break;
+    if (!ranOnMain && !queuesWait && isQuiet(ownJobs)) break;
     const auto now = Clock::now();
     if (now - begin > kGrace) open_.store(false, std::memory_order_relaxed);
     const bool stuck = !first_ && running_ - ownJobs <= blocked_;
@@ -302,11 +280,6 @@ void WorkerPool::inForkedChild() {
 
 // The child has none of the parent's threads, and leaves their work to them.
 void WorkerPool::forgetThreads() {
-  while (DispatchQueue* queue = queues_) {
-    queues_ = std::exchange(queue->nextQueue_, nullptr);
-    queue->previousQueue_ = nullptr;
-    queue->isListed_ = false;
-  }
   first_ = last_ = nullptr;
   waiting_ = 0;
   spinning_ = 0;

@@ -8,8 +8,6 @@
 
 #include "Platform/Foundation/Export.h"
 
-class DispatchQueue;
-
 namespace orv::detail {
 
 // A piece of work for the pool, part of the object that it belongs to. It must stay alive until it runs, and
@@ -40,11 +38,6 @@ class WorkerPool {
   // Whether jobs wait for a worker: long-running ones then make room.
   bool hasWaiting() const noexcept { return waiting_.load(std::memory_order_relaxed) > 0; }
 
-  // Queues that may hold work the pool has not heard of: it is waited for when the process ends. A queue leaves
-  // the list before it is destroyed.
-  void list(DispatchQueue& queue);
-  void unlist(DispatchQueue& queue) noexcept;
-
   // False once the process ends: nothing submitted later is certain to run.
   static bool isOpen() noexcept { return open_.load(std::memory_order_relaxed); }
 
@@ -70,7 +63,6 @@ class WorkerPool {
   void leaveWait();
   void runAcceptedWork();
   bool isQuiet(size_t ownJobs) const;
-  bool haveQueuesSubmissions() const noexcept;
   void forgetThreads();
   static void beforeFork();
   static void afterFork();
@@ -90,7 +82,6 @@ class WorkerPool {
   std::atomic<size_t> spinning_{0};  // awake and looking for a job
   uint64_t started_ = 0;             // jobs so far
   bool watched_ = false;             // a thread looks for jobs that nobody takes
-  DispatchQueue* queues_ = nullptr;  // all that are listed
   const size_t processors_;
   static std::atomic<bool> open_;
 };
