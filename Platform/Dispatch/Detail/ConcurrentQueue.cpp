@@ -48,6 +48,7 @@ ConcurrentQueue::ConcurrentQueue(const NSString& label) : DispatchQueue(label, n
 ConcurrentQueue::~ConcurrentQueue() { QueueList::leave(*this); }
 
 void ConcurrentQueue::submit(orv::Block&& block, ExceptionHandler handler, bool barrier) {
+  WorkerPool::prepare();
   auto* const node = new Node(*this, std::move(block), handler, barrier);
   if (startOrAppend(*node)) WorkerPool::shared().submit(*node);
 }

@@ -64,6 +64,7 @@ SerialQueue::SerialQueue(const NSString& label, const Ref<DispatchQueue>& target
 SerialQueue::~SerialQueue() { QueueList::leave(*this); }
 
 void SerialQueue::submit(orv::Block&& block, ExceptionHandler handler, bool) {
+  WorkerPool::prepare();
   if (!push(*new Node(std::move(block), handler))) return;
   retain(this);
   schedule();

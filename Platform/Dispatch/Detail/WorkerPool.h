@@ -38,6 +38,9 @@ class WorkerPool {
   // Whether jobs wait for a worker: long-running ones then make room.
   bool hasWaiting() const noexcept { return waiting_.load(std::memory_order_relaxed) > 0; }
 
+  // To be called before work is accepted that may reach the pool later: it has to be run when the process ends.
+  static void prepare() { static_cast<void>(shared()); }
+
   // False once the process ends: nothing submitted later is certain to run.
   static bool isOpen() noexcept { return open_.load(std::memory_order_relaxed); }
 
