@@ -175,6 +175,36 @@ TEST_F(Bookmarks, AReusedInodeIsAnotherItem) {
   EXPECT_FALSE(old.isSameAs(young));
 }
 
+TEST_F(Bookmarks, VolumesAreToldByTheirFileSystemThenByTheirDevice) {
+  const struct {
+    uint64_t fileSystem, otherFileSystem, device, otherDevice;
+    bool same;
+  } cases[] = {{5, 5, 1, 1, true}, {5, 5, 1, 2, true},  {5, 6, 1, 1, false}, {5, 6, 1, 2, false},
+               {0, 6, 1, 1, true}, {5, 0, 1, 2, false}, {0, 0, 1, 1, true},  {0, 0, 1, 2, false}};
+  for (const auto& [fileSystem, otherFileSystem, device, otherDevice, same] : cases) {
+    const FileIdentity one{fileSystem, device, 12, false, 0, 0, S_IFREG};
+    const FileIdentity other{otherFileSystem, otherDevice, 12, false, 0, 0, S_IFREG};
+    const auto names = testing::Message()
+                       << fileSystem << "," << device << " and " << otherFileSystem << "," << otherDevice;
+    EXPECT_EQ(one.isOnVolumeOf(other), same) << names;
+    EXPECT_EQ(other.isSameAs(one), same) << names;
+  }
+}
+
+// A disk is unplugged, and the next one is given its device number; nothing tells when its files were born.
+TEST_F(Bookmarks, AnItemOnTheNextVolumeWithTheSameDeviceIsAnother) {
+  Bookmark bookmark = *Bookmark::of(file("d/letter"));
+  if (bookmark.item.fileSystem == 0) GTEST_SKIP() << "no identifier of the file system here";
+  for (FileIdentity& each : bookmark.folders) each.hasBirth = false;
+  bookmark.item.hasBirth = false;
+  bookmark.item.fileSystem ^= 1;
+  const NSData data = NSData::dataWithBytes(bookmark.encoded());
+  EXPECT_EQ(resolve(data), (Resolved{at("d/letter"), true, 0, false})) << "the path wins, but it is another";
+  fs::rename(at("d/letter"), at("d/other"));
+  EXPECT_EQ(found(data), "");
+  EXPECT_EQ(resolve(data).code, NSFileNoSuchFileError);
+}
+
 TEST_F(Bookmarks, LinksAreItemsOfTheirOwn) {
   const NSData target = mark(file("target"));
   fs::create_symlink("target", at("link"));

@@ -132,7 +132,8 @@ std::string realPathOf(const std::string& path) {
 }  // namespace
 
 bool FileIdentity::isOnVolumeOf(const FileIdentity& other) const noexcept {
-  return device == other.device || (fileSystem != 0 && fileSystem == other.fileSystem);
+  if (fileSystem != 0 && other.fileSystem != 0) return fileSystem == other.fileSystem;
+  return device == other.device;
 }
 
 bool FileIdentity::isSameAs(const FileIdentity& other) const noexcept {
@@ -153,6 +154,8 @@ std::optional<FileIdentity> FileIdentity::of(int folder, const std::string& name
   FileIdentity identity;
   if (::fstatfs(item, &volume) == 0) std::memcpy(&identity.fileSystem, &volume.f_fsid, sizeof(uint64_t));
   identity.device = makedev(info.stx_dev_major, info.stx_dev_minor);
+  if (identity.fileSystem == identity.device)
+    identity.fileSystem = 0;  // XFS and FAT repeat the device's number
   identity.inode = info.stx_ino;
   identity.kind = info.stx_mode & S_IFMT;
   identity.hasBirth = info.stx_mask & STATX_BTIME;
