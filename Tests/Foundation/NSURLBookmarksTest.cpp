@@ -321,6 +321,41 @@ TEST_F(Bookmarks, AnItemOnAVolumeThatIsMountedElsewhereIsFound) {
   EXPECT_EQ(resolve(data).code, NSFileNoSuchFileError);
 }
 
+// The volume comes back elsewhere and under another device number, and its old one is another volume's now: the
+// kernel is not asked there.
+TEST_F(Bookmarks, AnItemOnAVolumeWithAnotherDeviceIsFound) {
+  fs::create_directory(at("disk"));
+  fs::create_directory(at("elsewhere"));
+  if (::mount("none", at("disk").c_str(), "tmpfs", 0, "") != 0) GTEST_SKIP() << "may not mount";
+  Bookmark bookmark = *Bookmark::of(file("disk/sub/a.txt"));
+  const bool moved = ::mount(at("disk").c_str(), at("elsewhere").c_str(), nullptr, MS_BIND, nullptr) == 0 &&
+                     ::umount(at("disk").c_str()) == 0;
+  EXPECT_TRUE(moved);
+  for (const uint64_t device : {FileIdentity::of(folder)->device, uint64_t{1}}) {
+    if (bookmark.item.fileSystem == 0) break;  // on an older kernel nothing else identifies this volume
+    bookmark.item.device = device;
+    const NSData data = NSData::dataWithBytes(bookmark.encoded());
+    EXPECT_EQ(resolve(data), (Resolved{at("elsewhere/sub/a.txt"), true, 0, false})) << device;
+    EXPECT_EQ(found(data), at("elsewhere/sub/a.txt")) << device;
+  }
+  ::umount(at("elsewhere").c_str());
+}
+
+// Of a volume without an identifier, its device number may be another one's; the handle is unknown there.
+TEST_F(Bookmarks, TheKernelsWordFromAnotherVolumeIsNotFinal) {
+  fs::create_directory(at("disk"));
+  if (::mount("none", at("disk").c_str(), "tmpfs", 0, "") != 0) GTEST_SKIP() << "may not mount";
+  Bookmark bookmark = *Bookmark::of(file("disk/sub/a.txt"));
+  fs::rename(at("disk/sub/a.txt"), at("disk/sub/b.txt"));
+  bookmark.item.fileSystem = 0;
+  bookmark.item.device = FileIdentity::of(folder)->device;
+  const Resolved place = resolve(NSData::dataWithBytes(bookmark.encoded()));
+  if (bookmark.item.hasBirth) {
+    EXPECT_EQ(place, (Resolved{at("disk/sub/b.txt"), true, 0, false}));
+  }
+  ::umount(at("disk").c_str());
+}
+
 // The search does not leave the volume: a copy of the item on another one is another item.
 TEST_F(Bookmarks, OtherVolumesAreNotSearched) {
   const NSData data = mark(file("d/a.txt"));
