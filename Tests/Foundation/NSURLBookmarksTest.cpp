@@ -2,6 +2,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <climits>
 #include <filesystem>
 #include <fstream>
 #include <random>
@@ -250,6 +251,27 @@ TEST_F(Bookmarks, WhatCannotBeMarkedIsAnError) {
   EXPECT_TRUE(markOf(NSURL::URLWithString("http://h/a")).isNil());
   EXPECT_FALSE(error.isNil());
   EXPECT_TRUE(markOf(nil).isNil());
+}
+
+// A link leads to a folder so deep that the real paths of its items are about as long as the kernel takes.
+TEST_F(Bookmarks, WhatCanBeMarkedCanBeResolved) {
+  std::string deep = folder;
+  while (deep.size() < 3850) deep += "/" + std::string(100, 'd');
+  fs::create_directories(deep);
+  fs::create_directory_symlink(deep, at("short"));
+  for (size_t length = PATH_MAX - 3; length < PATH_MAX + 3; ++length) {
+    const std::string path = at("short/" + std::string(length - deep.size() - 1, 'f'));
+    std::ofstream(path) << "x";
+    NSError error;
+    const NSData data =
+        NSURL::fileURLWithFileSystemRepresentation(path, false).bookmarkDataWithOptions(0, &error);
+    EXPECT_EQ(data.isNil(), length >= PATH_MAX) << length;
+    EXPECT_EQ(error.code(), data.isNil() ? NSInteger{NSFileReadInvalidFileNameError} : 0) << length;
+    if (!data.isNil()) {
+      EXPECT_EQ(resolve(data), (Resolved{path, false, 0, false})) << length;
+    }
+    fs::remove(path);
+  }
 }
 
 TEST_F(Bookmarks, GarbageIsAnError) {

@@ -115,7 +115,7 @@ void readHandle(Bookmark& bookmark) {
   bookmark.handle.assign(reinterpret_cast<const char*>(handle->f_handle), handle->handle_bytes);
 }
 
-// The path with the links on the way to the item resolved; "" when that fails.
+// The path with the links on the way to the item resolved; "", with errno set, when that fails.
 std::string realPathOf(const std::string& path) {
   const size_t slash = path.rfind('/');
   const std::unique_ptr<char, void (*)(void*)> folder(::realpath(path.substr(0, slash + 1).c_str(), nullptr),
@@ -174,7 +174,8 @@ std::optional<Bookmark> Bookmark::of(const std::string& absolutePath) {
   bookmark.item = *item;
   bookmark.path = absolutePath;
   bookmark.realPath = realPathOf(absolutePath);
-  if (bookmark.realPath.empty()) return std::nullopt;
+  if (bookmark.realPath.size() >= PATH_MAX) errno = ENAMETOOLONG;
+  if (!isWholePath(bookmark.realPath)) return std::nullopt;
   readHandle(bookmark);
   if (bookmark.realPath == "/") return bookmark;
   for (size_t slash = 0; slash != std::string::npos; slash = bookmark.realPath.find('/', slash + 1)) {

@@ -49,7 +49,8 @@ struct ORV_EXPORT Bookmark {
   std::string handle;
   std::vector<FileIdentity> folders;  // of realPath, from "/" down to the item's own
 
-  // Reads all of it from the disk; nothing, with errno set, for a missing item.
+  // Reads all of it from the disk; nothing, with errno set, for a missing item and for one whose real path is
+  // longer than the kernel takes (ENAMETOOLONG; links can shorten the one given).
   static std::optional<Bookmark> of(const std::string& absolutePath);
   // Nothing for anything that encoded() did not make.
   static std::optional<Bookmark> decode(std::string_view bytes);
