@@ -17,7 +17,7 @@ namespace fs = std::filesystem;
 
 // What a client leaves in the folder that it keeps in step.
 struct Trace {
-  const char* pattern;  // of a name, for fnmatch
+  const char* name;
   bool isFolder;
   const char* service;
 };
@@ -29,24 +29,37 @@ constexpr std::array kTraces = {
     Trace{".tmp.drivedownload", true, "Google Drive"},
     Trace{".nextcloudsync.log", false, "Nextcloud"},
     Trace{".owncloudsync.log", false, "ownCloud"},
-    Trace{".sync_*.db", false, "Nextcloud or ownCloud"},
-    Trace{"._sync_*.db", false, "Nextcloud or ownCloud"},
 };
+
+constexpr std::array kJournals = {".sync_*.db", "._sync_*.db"};  // patterns for fnmatch
 
 using Found = std::vector<StorageEvidence>;
 
+void addTrace(const fs::path& item, const char* service, Found& found) {
+  found.push_back({service, item.string() + " is there"});
+}
+
+bool isThere(const fs::path& item, bool isFolder) {
+  std::error_code error;
+  const fs::file_status status = fs::symlink_status(item, error);
+  return fs::exists(status) && fs::is_directory(status) == isFolder;
+}
+
+bool isJournal(const fs::path& item) {
+  const std::string name = item.filename();
+  return isThere(item, false) && std::ranges::any_of(kJournals, [&](const char* pattern) {
+           return ::fnmatch(pattern, name.c_str(), 0) == 0;
+         });
+}
+
+// Those whose names are known are asked for one by one: a folder may be entered that may not be listed.
 void addTraces(const fs::path& folder, Found& found) {
   Found here;
   std::error_code error;
-  for (fs::directory_iterator at(folder, error); !error && at != fs::directory_iterator();
-       at.increment(error)) {
-    std::error_code gone;
-    const std::string name = at->path().filename();
-    const bool isFolder = at->symlink_status(gone).type() == fs::file_type::directory;
-    for (const Trace& trace : kTraces)
-      if (trace.isFolder == isFolder && ::fnmatch(trace.pattern, name.c_str(), 0) == 0)
-        here.push_back({trace.service, at->path().string() + " is there"});
-  }
+  for (const Trace& trace : kTraces)
+    if (isThere(folder / trace.name, trace.isFolder)) addTrace(folder / trace.name, trace.service, here);
+  for (fs::directory_iterator at(folder, error); !error && at != fs::directory_iterator(); at.increment(error))
+    if (isJournal(at->path())) addTrace(at->path(), "Nextcloud or ownCloud", here);
   std::ranges::sort(here, {}, &StorageEvidence::reason);  // a folder's own order is any
   found.insert(found.end(), here.begin(), here.end());
 }

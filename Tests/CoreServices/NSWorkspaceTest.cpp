@@ -75,6 +75,17 @@ TEST(PackageNames, AreThoseOfTheRegistry) {
   EXPECT_FALSE(detail::isPackageName(""));
 }
 
+TEST(PackageNames, HaveTheExtensionsOfStrings) {
+  for (const char* name : {"x.app", "x.APP", ".x.app", "..x.app", "x..app", " .app", "a.b.app"}) {
+    EXPECT_TRUE(detail::isPackageName(name)) << name;
+    EXPECT_EQ(NSString(name).pathExtension().lowercaseString(), "app") << name;
+  }
+  for (const char* name : {".app", "..app", "...app", "app", ".", "..", "...", "x.", "x.app."}) {
+    EXPECT_FALSE(detail::isPackageName(name)) << name;
+    EXPECT_NE(NSString(name).pathExtension(), "app") << name;
+  }
+}
+
 TEST_F(NSWorkspaceFiles, TheTypeOfAFileFollowsItsExtension) {
   EXPECT_EQ(typeOf(file("a.txt")), "public.plain-text");
   EXPECT_EQ(typeOf(file("a.JPG")), "public.jpeg");

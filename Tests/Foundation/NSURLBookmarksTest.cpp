@@ -2,6 +2,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <climits>
 #include <filesystem>
 #include <fstream>
 #include <random>
@@ -175,6 +176,36 @@ TEST_F(Bookmarks, AReusedInodeIsAnotherItem) {
   EXPECT_FALSE(old.isSameAs(young));
 }
 
+TEST_F(Bookmarks, VolumesAreToldByTheirFileSystemThenByTheirDevice) {
+  const struct {
+    uint64_t fileSystem, otherFileSystem, device, otherDevice;
+    bool same;
+  } cases[] = {{5, 5, 1, 1, true}, {5, 5, 1, 2, true},  {5, 6, 1, 1, false}, {5, 6, 1, 2, false},
+               {0, 6, 1, 1, true}, {5, 0, 1, 2, false}, {0, 0, 1, 1, true},  {0, 0, 1, 2, false}};
+  for (const auto& [fileSystem, otherFileSystem, device, otherDevice, same] : cases) {
+    const FileIdentity one{fileSystem, device, 12, false, 0, 0, S_IFREG};
+    const FileIdentity other{otherFileSystem, otherDevice, 12, false, 0, 0, S_IFREG};
+    const auto names = testing::Message()
+                       << fileSystem << "," << device << " and " << otherFileSystem << "," << otherDevice;
+    EXPECT_EQ(one.isOnVolumeOf(other), same) << names;
+    EXPECT_EQ(other.isSameAs(one), same) << names;
+  }
+}
+
+// A disk is unplugged, and the next one is given its device number; nothing tells when its files were born.
+TEST_F(Bookmarks, AnItemOnTheNextVolumeWithTheSameDeviceIsAnother) {
+  Bookmark bookmark = *Bookmark::of(file("d/letter"));
+  if (bookmark.item.fileSystem == 0) GTEST_SKIP() << "no identifier of the file system here";
+  for (FileIdentity& each : bookmark.folders) each.hasBirth = false;
+  bookmark.item.hasBirth = false;
+  bookmark.item.fileSystem ^= 1;
+  const NSData data = NSData::dataWithBytes(bookmark.encoded());
+  EXPECT_EQ(resolve(data), (Resolved{at("d/letter"), true, 0, false})) << "the path wins, but it is another";
+  fs::rename(at("d/letter"), at("d/other"));
+  EXPECT_EQ(found(data), "");
+  EXPECT_EQ(resolve(data).code, NSFileNoSuchFileError);
+}
+
 TEST_F(Bookmarks, LinksAreItemsOfTheirOwn) {
   const NSData target = mark(file("target"));
   fs::create_symlink("target", at("link"));
@@ -220,6 +251,27 @@ TEST_F(Bookmarks, WhatCannotBeMarkedIsAnError) {
   EXPECT_TRUE(markOf(NSURL::URLWithString("http://h/a")).isNil());
   EXPECT_FALSE(error.isNil());
   EXPECT_TRUE(markOf(nil).isNil());
+}
+
+// A link leads to a folder so deep that the real paths of its items are about as long as the kernel takes.
+TEST_F(Bookmarks, WhatCanBeMarkedCanBeResolved) {
+  std::string deep = folder;
+  while (deep.size() < 3850) deep += "/" + std::string(100, 'd');
+  fs::create_directories(deep);
+  fs::create_directory_symlink(deep, at("short"));
+  for (size_t length = PATH_MAX - 3; length < PATH_MAX + 3; ++length) {
+    const std::string path = at("short/" + std::string(length - deep.size() - 1, 'f'));
+    std::ofstream(path) << "x";
+    NSError error;
+    const NSData data =
+        NSURL::fileURLWithFileSystemRepresentation(path, false).bookmarkDataWithOptions(0, &error);
+    EXPECT_EQ(data.isNil(), length >= PATH_MAX) << length;
+    EXPECT_EQ(error.code(), data.isNil() ? NSInteger{NSFileReadInvalidFileNameError} : 0) << length;
+    if (!data.isNil()) {
+      EXPECT_EQ(resolve(data), (Resolved{path, false, 0, false})) << length;
+    }
+    fs::remove(path);
+  }
 }
 
 TEST_F(Bookmarks, GarbageIsAnError) {
@@ -289,6 +341,41 @@ TEST_F(Bookmarks, AnItemOnAVolumeThatIsMountedElsewhereIsFound) {
   EXPECT_EQ(found(data), at("elsewhere/sub/a.txt"));
   ::umount(at("elsewhere").c_str());
   EXPECT_EQ(resolve(data).code, NSFileNoSuchFileError);
+}
+
+// The volume comes back elsewhere and under another device number, and its old one is another volume's now: the
+// kernel is not asked there.
+TEST_F(Bookmarks, AnItemOnAVolumeWithAnotherDeviceIsFound) {
+  fs::create_directory(at("disk"));
+  fs::create_directory(at("elsewhere"));
+  if (::mount("none", at("disk").c_str(), "tmpfs", 0, "") != 0) GTEST_SKIP() << "may not mount";
+  Bookmark bookmark = *Bookmark::of(file("disk/sub/a.txt"));
+  const bool moved = ::mount(at("disk").c_str(), at("elsewhere").c_str(), nullptr, MS_BIND, nullptr) == 0 &&
+                     ::umount(at("disk").c_str()) == 0;
+  EXPECT_TRUE(moved);
+  for (const uint64_t device : {FileIdentity::of(folder)->device, uint64_t{1}}) {
+    if (bookmark.item.fileSystem == 0) break;  // on an older kernel nothing else identifies this volume
+    bookmark.item.device = device;
+    const NSData data = NSData::dataWithBytes(bookmark.encoded());
+    EXPECT_EQ(resolve(data), (Resolved{at("elsewhere/sub/a.txt"), true, 0, false})) << device;
+    EXPECT_EQ(found(data), at("elsewhere/sub/a.txt")) << device;
+  }
+  ::umount(at("elsewhere").c_str());
+}
+
+// Of a volume without an identifier, its device number may be another one's; the handle is unknown there.
+TEST_F(Bookmarks, TheKernelsWordFromAnotherVolumeIsNotFinal) {
+  fs::create_directory(at("disk"));
+  if (::mount("none", at("disk").c_str(), "tmpfs", 0, "") != 0) GTEST_SKIP() << "may not mount";
+  Bookmark bookmark = *Bookmark::of(file("disk/sub/a.txt"));
+  fs::rename(at("disk/sub/a.txt"), at("disk/sub/b.txt"));
+  bookmark.item.fileSystem = 0;
+  bookmark.item.device = FileIdentity::of(folder)->device;
+  const Resolved place = resolve(NSData::dataWithBytes(bookmark.encoded()));
+  if (bookmark.item.hasBirth) {
+    EXPECT_EQ(place, (Resolved{at("disk/sub/b.txt"), true, 0, false}));
+  }
+  ::umount(at("disk").c_str());
 }
 
 // The search does not leave the volume: a copy of the item on another one is another item.

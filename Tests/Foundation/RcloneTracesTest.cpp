@@ -81,6 +81,31 @@ TEST_F(RcloneTracesTest, AFolderThatBisyncKeepsInStepIsEvidence) {
     EXPECT_EQ(found.evidenceFor(path), std::nullopt) << path;
 }
 
+TEST_F(RcloneTracesTest, TheGapInAListingsNameIsAnyOfItsDoubleDots) {
+  listing("home_ada_a..b..drive_x.path1.lst");
+  listing("home_ada_end....drive_x.path1.lst");
+  listing("home_ada_three...drive_x.path1.lst");
+  listing("my_drive_p..q..home_ada_c..d.path1.lst");
+  listing("home_ada_e..f..other_bucket.path1.lst");
+  const RcloneTraces found = traces();
+  EXPECT_EQ(found.evidenceFor("/home/ada/a..b/f"),
+            "rclone bisync keeps /home/ada/a..b in step with \"drive:\"");
+  EXPECT_EQ(found.evidenceFor("/home/ada/end.."),
+            "rclone bisync keeps /home/ada/end.. in step with \"drive:\"");
+  EXPECT_EQ(found.evidenceFor("/home/ada/three."),
+            "rclone bisync keeps /home/ada/three. in step with \"drive:\"");
+  EXPECT_EQ(found.evidenceFor("/home/ada/c..d"),
+            "rclone bisync keeps /home/ada/c..d in step with \"my drive:\"");
+  for (const char* path :
+       {"/home/ada/a", "/home/ada/b", "/home/ada/three", "/home/ada/e..f", "/home/ada/e", "/home/ada/d"})
+    EXPECT_EQ(found.evidenceFor(path), std::nullopt) << path;
+}
+
+TEST_F(RcloneTracesTest, AFolderMayBeNamedLikeARemote) {
+  listing("drive_stick..drive_x.path1.lst");
+  EXPECT_EQ(traces().evidenceFor("/drive/stick"), "rclone bisync keeps /drive/stick in step with \"drive:\"");
+}
+
 TEST_F(RcloneTracesTest, WithoutTracesNothingIsManaged) {
   EXPECT_EQ(RcloneTraces(MountTable(""), "", "/no/such").evidenceFor("/tmp"), std::nullopt);
   EXPECT_EQ(RcloneTraces::ofUser().evidenceFor(testFolder()), std::nullopt);

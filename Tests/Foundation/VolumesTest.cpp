@@ -108,6 +108,16 @@ TEST(MountTable, FindsTheMountAboveAPath) {
   EXPECT_EQ(table.mountAbove("relative"), nullptr);
 }
 
+TEST(MountTable, TellsWhatLeadsIntoANetwork) {
+  const MountTable table(line("/", "nfs4", "server:/root") + line("/net", "nfs4", "server:/x") +
+                         line("/net/disk", "ext4", "/dev/sdb1") + line("/auto", "autofs", "map") +
+                         line("/auto", "fuse.sshfs", "host:") + line("/disk", "ext4", "/dev/sdc1"));
+  for (const char* path : {"/net", "/net/a", "/net/disk", "/net/disk/a", "/auto"})
+    EXPECT_TRUE(table.leadsIntoNetwork(path)) << path;
+  for (const char* path : {"/", "/disk", "/disk/a", "/network", "relative", ""})
+    EXPECT_FALSE(table.leadsIntoNetwork(path)) << path;
+}
+
 TEST(MountTable, FindsTheMountOfAnItem) {
   const MountTable table = MountTable::current();
   if (table.mounts().empty()) GTEST_SKIP() << "no /proc here";

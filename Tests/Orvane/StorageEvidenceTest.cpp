@@ -1,7 +1,12 @@
 #include "Orvane/Detail/StorageEvidence.h"
 
+#include <linux/capability.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
 #include <filesystem>
 #include <fstream>
+#include <thread>
 
 #include "Platform/Foundation/Files/NSFileManager.h"
 #include "Platform/Foundation/Files/UbiquityProvider.h"
@@ -24,6 +29,16 @@ std::vector<std::string> servicesOf(const std::vector<detail::StorageEvidence>& 
   for (const auto& each : found)
     if (each.service != "External Location") services.push_back(each.service);
   return services;
+}
+
+// Takes root's right to read everything from this thread.
+bool obeyPermissions() {
+  if (::geteuid() != 0) return true;
+  __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+  __user_cap_data_struct sets[2]{};
+  if (::syscall(SYS_capget, &header, sets) != 0) return false;
+  sets[0].effective &= ~(1u << CAP_DAC_OVERRIDE | 1u << CAP_DAC_READ_SEARCH);
+  return ::syscall(SYS_capset, &header, sets) == 0;
 }
 
 }  // namespace
@@ -51,6 +66,25 @@ TEST(StorageEvidence, TracesInTheFoldersAboveCount) {
   fs::create_directories(folder + "/own/sub/.sync");
   EXPECT_THAT(servicesOf(detail::storageEvidenceFor(sub)),
               ElementsAre("Resilio Sync", "Nextcloud or ownCloud", "ownCloud"));
+}
+
+// What answers zuIsManagedBy has to be among the evidence.
+TEST(StorageEvidence, AFolderThatMayOnlyBeEnteredShowsItsTraces) {
+  const fs::path folder = fs::path(testFolder()) / "closed";
+  fs::create_directories(folder / ".sync");
+  std::ofstream(folder / ".owncloudsync.log") << "";
+  fs::create_directories(folder / ".nextcloudsync.log");  // of the wrong kind
+  std::ofstream(folder / ".stfolder") << "";
+  fs::permissions(folder, fs::perms(0311));
+  std::thread([&] {
+    ASSERT_TRUE(obeyPermissions());
+    std::error_code error;
+    ASSERT_EQ(fs::directory_iterator(folder, error), fs::directory_iterator());
+    ASSERT_EQ(error, std::errc::permission_denied);
+    EXPECT_THAT(servicesOf(detail::storageEvidenceFor(NSURL::fileURLWithPath(folder.string(), true))),
+                ElementsAre("ownCloud", "Resilio Sync"));
+  }).join();
+  fs::permissions(folder, fs::perms(0755));
 }
 
 TEST(StorageEvidence, AnApplicationsProviderIsEvidence) {

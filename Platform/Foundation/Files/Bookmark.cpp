@@ -115,7 +115,7 @@ void readHandle(Bookmark& bookmark) {
   bookmark.handle.assign(reinterpret_cast<const char*>(handle->f_handle), handle->handle_bytes);
 }
 
-// The path with the links on the way to the item resolved; "" when that fails.
+// The path with the links on the way to the item resolved; "", with errno set, when that fails.
 std::string realPathOf(const std::string& path) {
   const size_t slash = path.rfind('/');
   const std::unique_ptr<char, void (*)(void*)> folder(::realpath(path.substr(0, slash + 1).c_str(), nullptr),
@@ -132,7 +132,8 @@ std::string realPathOf(const std::string& path) {
 }  // namespace
 
 bool FileIdentity::isOnVolumeOf(const FileIdentity& other) const noexcept {
-  return device == other.device || (fileSystem != 0 && fileSystem == other.fileSystem);
+  if (fileSystem != 0 && other.fileSystem != 0) return fileSystem == other.fileSystem;
+  return device == other.device;
 }
 
 bool FileIdentity::isSameAs(const FileIdentity& other) const noexcept {
@@ -153,6 +154,8 @@ std::optional<FileIdentity> FileIdentity::of(int folder, const std::string& name
   FileIdentity identity;
   if (::fstatfs(item, &volume) == 0) std::memcpy(&identity.fileSystem, &volume.f_fsid, sizeof(uint64_t));
   identity.device = makedev(info.stx_dev_major, info.stx_dev_minor);
+  if (identity.fileSystem == identity.device)
+    identity.fileSystem = 0;  // XFS and FAT repeat the device's number
   identity.inode = info.stx_ino;
   identity.kind = info.stx_mode & S_IFMT;
   identity.hasBirth = info.stx_mask & STATX_BTIME;
@@ -171,7 +174,8 @@ std::optional<Bookmark> Bookmark::of(const std::string& absolutePath) {
   bookmark.item = *item;
   bookmark.path = absolutePath;
   bookmark.realPath = realPathOf(absolutePath);
-  if (bookmark.realPath.empty()) return std::nullopt;
+  if (bookmark.realPath.size() >= PATH_MAX) errno = ENAMETOOLONG;
+  if (!isWholePath(bookmark.realPath)) return std::nullopt;
   readHandle(bookmark);
   if (bookmark.realPath == "/") return bookmark;
   for (size_t slash = 0; slash != std::string::npos; slash = bookmark.realPath.find('/', slash + 1)) {

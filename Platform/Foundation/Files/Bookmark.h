@@ -18,7 +18,7 @@ namespace orv::detail {
 // least must be the same.
 struct ORV_EXPORT FileIdentity {
   uint64_t fileSystem = 0;  // its own identifier, which outlives a restart; 0 where it has none
-  uint64_t device = 0;
+  uint64_t device = 0;      // given anew, and to other volumes, with each mount
   uint64_t inode = 0;
   bool hasBirth = false;
   int64_t birthSeconds = 0;
@@ -26,6 +26,7 @@ struct ORV_EXPORT FileIdentity {
   uint32_t kind = 0;  // the type bits of the mode
 
   bool isSameAs(const FileIdentity& other) const noexcept;
+  // By the identifiers of the file systems; by the device only where one of them has none.
   bool isOnVolumeOf(const FileIdentity& other) const noexcept;
   bool isFolder() const noexcept;
 
@@ -48,7 +49,8 @@ struct ORV_EXPORT Bookmark {
   std::string handle;
   std::vector<FileIdentity> folders;  // of realPath, from "/" down to the item's own
 
-  // Reads all of it from the disk; nothing, with errno set, for a missing item.
+  // Reads all of it from the disk; nothing, with errno set, for a missing item and for one whose real path is
+  // longer than the kernel takes (ENAMETOOLONG; links can shorten the one given).
   static std::optional<Bookmark> of(const std::string& absolutePath);
   // Nothing for anything that encoded() did not make.
   static std::optional<Bookmark> decode(std::string_view bytes);

@@ -59,7 +59,7 @@ class Search {
     for (const Mount& mount : mounts_.mounts()) mountPoints_.insert(mount.point);
   }
 
-  // False when the kernel cannot be asked.
+  // True when the kernel's word is final: it found the item, or the path is "" and the item gone.
   bool byHandle(std::string& path) const;
   std::string byChain();
   std::string byNames();
@@ -68,6 +68,8 @@ class Search {
   const FileIdentity& identityAt(size_t place) const {
     return place < bookmark_.folders.size() ? bookmark_.folders[place] : bookmark_.item;
   }
+  Descriptor openHandle(const std::string& root) const;
+  bool isOnFileSystem(const std::string& folder) const;
   size_t nearestStanding() const;
   std::string descend(std::string path, size_t& place);
   std::string childOf(const std::string& folder, const FileIdentity& wanted);
@@ -85,25 +87,41 @@ class Search {
   std::set<std::pair<dev_t, ino_t>> seen_;  // folders that were searched
 };
 
-// The roots certainly lie on the item's volume, which the kernel wants to be shown.
-bool Search::byHandle(std::string& path) const {
-  if (bookmark_.handle.empty()) return false;
+// Opens the item by the kernel's handle on the volume of a folder; errno tells why not.
+Descriptor Search::openHandle(const std::string& root) const {
   alignas(file_handle) std::array<char, sizeof(file_handle) + 128> space{};
   auto* handle = reinterpret_cast<file_handle*>(space.data());
   handle->handle_bytes = static_cast<unsigned>(bookmark_.handle.size());
   handle->handle_type = bookmark_.handleType;
   std::memcpy(handle->f_handle, bookmark_.handle.data(), bookmark_.handle.size());
+  const Descriptor volume(::open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  return Descriptor(volume < 0 ? -1 : ::open_by_handle_at(volume, handle, O_PATH | O_CLOEXEC));
+}
+
+// A volume that does not know the handle may just be the wrong one: that the item is gone is believed only of
+// the file system it was on, and only when no other place of it opens the handle (which is the case for an item
+// that was removed but is held open, and for one that is not to be seen from there).
+bool Search::byHandle(std::string& path) const {
+  bool isGone = false, isOpened = false;
+  if (bookmark_.handle.empty()) return false;
   for (const std::string& root : roots()) {
-    const Descriptor volume(::open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (volume < 0) continue;
-    const Descriptor item(::open_by_handle_at(volume, handle, O_PATH | O_CLOEXEC));
-    if (item < 0) return errno == ESTALE;
+    const Descriptor item = openHandle(root);
+    if (item < 0) {
+      isGone = isGone || (errno == ESTALE && isOnFileSystem(root));
+      continue;
+    }
+    isOpened = true;
     path = pathOfDescriptor(item);
     if (path.starts_with('/') && isAt(path, bookmark_.item)) return true;
     path.clear();
-    return false;  // removed but held open, or not to be seen from here
   }
-  return false;
+  return isGone && !isOpened;
+}
+
+// Whether a folder is certainly, not just by its device number, on the item's volume.
+bool Search::isOnFileSystem(const std::string& folder) const {
+  const auto identity = FileIdentity::of(folder);
+  return identity && identity->fileSystem != 0 && identity->fileSystem == bookmark_.item.fileSystem;
 }
 
 // The deepest folder of the chain that is still in its place.
@@ -213,7 +231,8 @@ std::string Search::below(const std::string& root) {
   return item;
 }
 
-// The folders to search below, in their order: all on the item's volume.
+// The folders to search below, in their order: all on the item's volume. A device number finds a network file
+// system's other mounts; what else leads into one is not touched.
 std::vector<std::string> Search::roots() const {
   std::vector<std::string> above{"/"};  // the chain's folders
   for (size_t i = 0; i + 1 < names_.size(); ++i) above.push_back(joined(above.back(), names_[i]));
@@ -225,7 +244,8 @@ std::vector<std::string> Search::roots() const {
   candidates.push_back(std::filesystem::canonical(NSHomeDirectory().fileSystemRepresentation(), error));
   candidates.insert(candidates.end(), near, above.end());
   for (const Mount& mount : mounts_.mounts())
-    if (mount.device == bookmark_.item.device) candidates.push_back(mount.point);
+    if (mount.device == bookmark_.item.device || !mounts_.leadsIntoNetwork(mount.point))
+      candidates.push_back(mount.point);
   std::erase_if(candidates, [&](const std::string& folder) {
     const auto identity = FileIdentity::of(folder);
     return !identity || !identity->isFolder() || !identity->isOnVolumeOf(bookmark_.item);

@@ -16,8 +16,10 @@ struct BookmarkSearchLimits {
 // Where the item is now; "" when it is not found. Asks, in this order: the kernel, by the item's handle; its
 // folders, each of which may have been renamed or moved in the next one; then all names below the nearest
 // folder that still stands and the one above it, below the home folder, below the other folders above up to the
-// volume's root, and below other places where its volume is mounted. The search stays on the volume, does not
-// follow links, goes through near folders before far ones and ends at the limit.
+// volume's root, and below other places where its volume is mounted, be it under another device number. That
+// the item is gone is believed of the kernel only on the item's own volume. The search stays on the volume,
+// asks no network file system but the item's, does not follow links, goes through near folders before far ones
+// and ends at the limit.
 ORV_EXPORT std::string findMovedItem(const Bookmark& bookmark, const BookmarkSearchLimits& limits = {});
 
 }  // namespace orv::detail

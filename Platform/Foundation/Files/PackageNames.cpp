@@ -37,7 +37,8 @@ const std::vector<Extension>& packageExtensions() {
 
 bool orv::detail::isPackageName(std::string_view name) noexcept {
   const size_t dot = name.rfind('.');
-  if (dot == std::string_view::npos || dot == 0) return false;
+  // Behind dots alone stands no extension: a name such as ".app" or "..app" is all name.
+  if (dot == std::string_view::npos || name.find_first_not_of('.') >= dot) return false;
   const std::string_view given = name.substr(dot + 1);
   if (given.empty() || given.size() > kLongest) return false;
   return std::ranges::binary_search(packageExtensions(), folded(given));

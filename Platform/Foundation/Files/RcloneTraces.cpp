@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <utility>
+#include <vector>
 
 #include "Platform/Foundation/Files/FileBytes.h"
 #include "Platform/Foundation/Files/NSFileManager.h"
@@ -66,15 +68,18 @@ std::string canonicalName(std::string_view place) {
   return name;
 }
 
-// The two places in the name of a listing, "PLACE..PLACE.path1.lst".
-bool readListingName(std::string_view name, std::string_view& first, std::string_view& second) {
-  if (!name.ends_with(".path1.lst")) return false;
-  name.remove_suffix(std::string_view(".path1.lst").size());
-  const size_t gap = name.find("..");
-  if (gap == std::string_view::npos) return false;
-  first = name.substr(0, gap);
-  second = name.substr(gap + 2);
-  return true;
+using Places = std::pair<std::string_view, std::string_view>;
+
+// What the name of a listing, "PLACE..PLACE.path1.lst", may mean: one pair of places for each "..", which may
+// as well belong to the name of a folder.
+std::vector<Places> readListingName(std::string_view name) {
+  constexpr std::string_view kEnd = ".path1.lst";
+  std::vector<Places> readings;
+  if (!name.ends_with(kEnd)) return readings;
+  name.remove_suffix(kEnd.size());
+  for (size_t gap = name.find(".."); gap != std::string_view::npos; gap = name.find("..", gap + 1))
+    readings.emplace_back(name.substr(0, gap), name.substr(gap + 2));
+  return readings;
 }
 
 // The path, or the folder above it, that a listing's name means; empty when it means none of them.
@@ -135,18 +140,24 @@ std::string RcloneTraces::cloudRemoteAt(std::string_view place) const {
   return {};
 }
 
-// For the folder or one above it that a listing names together with a remote of the service.
+// What the listing of a folder, or of one above it, and a place says when that lies on a remote of the service.
+std::optional<std::string> RcloneTraces::evidenceOfPair(std::string_view folder, std::string_view place,
+                                                        const std::string& path) const {
+  const std::string remote = cloudRemoteAt(place);
+  const std::string kept = remote.empty() ? remote : folderNamed(folder, path);
+  if (kept.empty()) return std::nullopt;
+  return "rclone bisync keeps " + kept + " in step with \"" + remote + "\"";
+}
+
 std::optional<std::string> RcloneTraces::bisyncEvidence(const std::string& path) const {
   std::error_code error;
   const std::filesystem::path listings = std::filesystem::path(cacheFolder_) / "bisync";
   for (const auto& entry : std::filesystem::directory_iterator(listings, error)) {
     const std::string file = entry.path().filename();
-    std::string_view first, second;
-    if (!readListingName(file, first, second)) continue;
-    const std::string remote = cloudRemoteAt(first).empty() ? cloudRemoteAt(second) : cloudRemoteAt(first);
-    if (remote.empty()) continue;
-    const std::string folder = folderNamed(cloudRemoteAt(first).empty() ? first : second, path);
-    if (!folder.empty()) return "rclone bisync keeps " + folder + " in step with \"" + remote + "\"";
+    for (const auto& [first, second] : readListingName(file)) {
+      if (auto evidence = evidenceOfPair(second, first, path)) return evidence;
+      if (auto evidence = evidenceOfPair(first, second, path)) return evidence;
+    }
   }
   return std::nullopt;
 }

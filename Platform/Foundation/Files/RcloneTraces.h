@@ -35,6 +35,8 @@ class ORV_EXPORT RcloneTraces {
  private:
   std::optional<std::string> mountEvidence(const std::string& path) const;
   std::optional<std::string> bisyncEvidence(const std::string& path) const;
+  std::optional<std::string> evidenceOfPair(std::string_view folder, std::string_view place,
+                                            const std::string& path) const;
   std::string cloudRemoteAt(std::string_view place) const;
 
   MountTable mounts_;

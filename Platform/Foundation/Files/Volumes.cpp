@@ -189,6 +189,12 @@ const Mount* MountTable::mountAbove(std::string_view path) const {
   return best;
 }
 
+bool MountTable::leadsIntoNetwork(std::string_view path) const {
+  return std::ranges::any_of(mounts_, [&](const Mount& mount) {
+    return mount.point != "/" && isBelow(path, mount.point) && isNetworkType(mount.type);
+  });
+}
+
 VolumeKind kindOfVolume(const MountTable& table, const Mount& mount, const std::string& sysfs) {
   if (isNetworkType(mount.type)) return VolumeKind::Network;
   const std::set<fs::path> disks = disksBelow(deviceOf(mount, sysfs));

@@ -37,6 +37,9 @@ class ORV_EXPORT MountTable {
   // The one whose mount point is the longest beginning of an absolute path, by whole components; of several at
   // one point the last, which hides the others. Asks nothing.
   const Mount* mountAbove(std::string_view path) const;
+  // Whether the way to an absolute path leads into a network file system, so that asking for it can hang; one
+  // that carries "/" itself does not count. Asks nothing.
+  bool leadsIntoNetwork(std::string_view path) const;
 
  private:
   std::vector<Mount> mounts_;

@@ -129,7 +129,8 @@ class ORV_EXPORT NSURL : public orv::Value {
 
   // A bookmark: data that finds the item again after it was renamed or moved on its volume. It holds the path,
   // the item's identity (inode, birth time) and those of its folders, and a digest of all that. The options are
-  // for later use: 0. nil with an error for a missing item (260) and a URL that is not a file's.
+  // for later use: 0. nil with an error for a missing item (260), one whose path is too long once its links are
+  // resolved (258), and a URL that is not a file's.
   NSData bookmarkDataWithOptions(NSUInteger options, NSError* error = nullptr) const;
   // The item of a bookmark: at its old path, or where it is now on its volume. `isStale` is set to whether the
   // bookmark should be made anew: the item was found elsewhere, or another item of its kind took its place (as
