@@ -105,6 +105,22 @@ TEST_F(OrvItems, MoveReplacesOnlyByForce) {
   EXPECT_EQ(printed({"move", "--force", "other", "t"}), "");
   EXPECT_EQ(readFile(place("t")), "other");
   EXPECT_FALSE(fs::exists(place("other")));
+  for (const auto& entry : fs::directory_iterator(place("t").parent_path()))
+    EXPECT_FALSE(entry.path().filename().string().starts_with(".orv-")) << entry;
+}
+
+TEST_F(OrvItems, ForceNeverReplacesWhatTheSameRunHasMade) {
+  for (const char* name : {"a/x", "b/x"}) writeFile(name, name);
+  fs::create_directories(place("d"));
+  expectFailure({"move", "--force", "a/x", "b/x", "d/"}, 1, "has just been given the name");
+  EXPECT_EQ(readFile(place("d/x")), "a/x");
+  EXPECT_EQ(readFile(place("b/x")), "b/x");
+}
+
+TEST_F(OrvItems, ForceNeverRemovesALinkOutOfTheTargetThatIsToBeMoved) {
+  fs::create_symlink("/", place("t/out"));
+  expectFailure({"move", "--force", "t/out", "t"}, 1, "would remove what is to be copied");
+  EXPECT_TRUE(fs::is_symlink(place("t/out")));
 }
 
 TEST_F(OrvItems, MoveCrossesVolumes) {

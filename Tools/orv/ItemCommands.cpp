@@ -1,10 +1,12 @@
 #include <fcntl.h>
+#include <stdio.h>
 #include <sys/stat.h>
 
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
+#include <set>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -91,7 +93,10 @@ struct TransferOptions {
   bool force = false;
 };
 
-using Transfer = bool (*)(const std::string& from, const std::string& to, NSError* error);
+struct Transfer {
+  bool (*run)(const std::string& from, const std::string& to, NSError* error);
+  bool (*undo)(const std::string& made, const std::string& from);
+};
 
 std::string withoutSlashes(std::string path) {
   while (path.size() > 1 && path.ends_with('/')) path.pop_back();
@@ -113,11 +118,25 @@ bool moveOne(const std::string& from, const std::string& to, NSError* error) {
   return manager()->moveItemAtPath(nameOf(from), nameOf(to), error);
 }
 
+constexpr Transfer kCopy{copyOne, [](const std::string& made, const std::string&) {
+                           return manager()->removeItemAtPath(nameOf(made));
+                         }};
+constexpr Transfer kMove{
+    moveOne, [](const std::string& made, const std::string& from) { return moveOne(made, from, nullptr); }};
+
+// The item's own place, with the links on the way resolved, but not the item itself.
+fs::path placeOf(const std::string& path) {
+  std::error_code error;
+  const fs::path absolute = fs::absolute(withoutSlashes(path), error);
+  const fs::path name = absolute.filename();
+  if (name.empty() || name == "." || name == "..") return fs::weakly_canonical(absolute, error);
+  return fs::weakly_canonical(absolute.parent_path(), error) / name;
+}
+
 // True when removing the target would remove the source or what holds it.
 bool holds(const std::string& target, const std::string& source) {
-  std::error_code error;
-  const std::string outer = fs::weakly_canonical(target, error).string();
-  const std::string inner = fs::weakly_canonical(withoutSlashes(source), error).string();
+  const std::string outer = placeOf(target).string();
+  const std::string inner = placeOf(source).string();
   return inner == outer || inner.starts_with(outer.ends_with('/') ? outer : outer + "/");
 }
 
@@ -126,40 +145,68 @@ bool exists(const std::string& path) {
   return ::lstat(path.c_str(), &info) == 0;
 }
 
-// Gives what has the target's name a hidden one beside it, which is answered; "" when there is nothing.
-bool setAside(const std::string& target, std::string& aside, NSError* error) {
-  if (!exists(target)) return true;
-  const fs::path folder = fs::path(withoutSlashes(target)).parent_path();
-  aside = (folder / (".orv-" + bytesOf(Orv::uidShort()))).string();
-  return moveOne(withoutSlashes(target), aside, error);
-}
-
-// What stood at the target goes when the item is there, and comes back when that fails.
-bool transferOver(Transfer transfer, const std::string& source, const std::string& target, NSError* error) {
-  std::string aside;
-  if (!setAside(target, aside, error)) return false;
-  const bool done = transfer(source, target, error);
-  if (aside.empty()) return done;
-  if (!done) return moveOne(aside, withoutSlashes(target), nullptr), false;
-  return manager()->removeItemAtPath(nameOf(aside), error);
-}
-
-void runOne(const TransferOptions& options, Transfer transfer, const std::string& source, Output& output) {
-  const std::string target = placeFor(source, options);
-  OrvLogInfo("from %@ to %@", nameOf(source), nameOf(target));
-  if (options.force && exists(source) && exists(target) && holds(target, source))
-    return output.fail(target, "replacing it would remove what is to be copied");
+// Where a file system cannot exchange two names, the target goes and the item beside it gets its name.
+bool takeOver(const std::string& aside, const std::string& target, Output& output) {
   NSError error;
-  const bool done =
-      options.force ? transferOver(transfer, source, target, &error) : transfer(source, target, &error);
-  if (!done) output.fail(source, bytesOf(error.localizedDescription()));
+  if (manager()->removeItemAtPath(nameOf(target), &error) && moveOne(aside, target, &error)) return true;
+  output.fail(target, bytesOf(error.localizedDescription()));
+  return false;
 }
 
-void runTransfer(const TransferOptions& options, Transfer transfer, Output& output) {
-  for (const std::string& source : options.sources) runOne(options, transfer, source, output);
+bool exchange(const std::string& aside, const std::string& target, Output& output) {
+  if (::renameat2(AT_FDCWD, aside.c_str(), AT_FDCWD, target.c_str(), RENAME_EXCHANGE) == 0) return true;
+  if (errno == EINVAL || errno == ENOSYS) return takeOver(aside, target, output);
+  output.failWithErrno(target, errno);
+  return false;
 }
 
-void addTransfer(CLI::App& program, const char* name, const char* text, Transfer transfer, Output& output) {
+void removeOld(const std::string& old, const std::string& target, Output& output) {
+  NSError error;
+  if (!manager()->removeItemAtPath(nameOf(old), &error))
+    output.fail(target, "was replaced, but what stood there is left in " + old + ": " +
+                            bytesOf(error.localizedDescription()));
+}
+
+// Transfers to a hidden name beside the target and exchanges the two: at every moment the whole old or the
+// whole new item stands at the target. What cannot be done leaves both as they were.
+void transferOver(const Transfer& transfer, const std::string& source, const std::string& target,
+                  Output& output) {
+  const std::string place = withoutSlashes(target);
+  const std::string aside = (fs::path(place).parent_path() / (".orv-" + bytesOf(Orv::uidShort()))).string();
+  NSError error;
+  if (!transfer.run(source, aside, &error)) return output.fail(source, bytesOf(error.localizedDescription()));
+  if (exchange(aside, place, output)) {
+    if (exists(aside)) removeOld(aside, target, output);
+  } else if (!transfer.undo(aside, source)) {
+    output.fail(source, "is left in " + aside);
+  }
+}
+
+void runOne(const TransferOptions& options, const Transfer& transfer, const std::string& source,
+            const std::string& target, Output& output) {
+  OrvLogInfo("from %@ to %@", nameOf(source), nameOf(target));
+  const bool replaces = options.force && exists(source) && exists(target);
+  if (replaces && holds(target, source))
+    return output.fail(target, "replacing it would remove what is to be copied");
+  if (replaces) return transferOver(transfer, source, target, output);
+  NSError error;
+  if (!transfer.run(source, target, &error)) output.fail(source, bytesOf(error.localizedDescription()));
+}
+
+// One item after the other; what this run has just made is not replaced.
+void runTransfer(const TransferOptions& options, const Transfer& transfer, Output& output) {
+  std::set<std::string> taken;
+  for (const std::string& source : options.sources) {
+    const std::string target = placeFor(source, options);
+    if (taken.insert(placeOf(target).string()).second)
+      runOne(options, transfer, source, target, output);
+    else
+      output.fail(source, "another item has just been given the name " + target);
+  }
+}
+
+void addTransfer(CLI::App& program, const char* name, const char* text, const Transfer& transfer,
+                 Output& output) {
   auto options = std::make_shared<TransferOptions>();
   CLI::App* command = program.add_subcommand(name, text);
   command
@@ -246,9 +293,9 @@ void addCompare(CLI::App& program, Output& output) {
 
 void addItemCommands(CLI::App& program, Output& output) {
   addFolders(program, output);
-  addTransfer(program, "copy", "Copy files and folders; what is there is not replaced", copyOne, output);
+  addTransfer(program, "copy", "Copy files and folders; what is there is not replaced", kCopy, output);
   addTransfer(program, "move", "Move files and folders, between volumes, too; what is there is not replaced",
-              moveOne, output);
+              kMove, output);
   addRemove(program, output);
   addCompare(program, output);
 }
