@@ -136,6 +136,9 @@ TEST_F(FileAttributes, AFileThatMayNotBeReadKeepsItsListToo) {
 
 TEST_F(FileAttributes, WithTheGroupTheListIsLostAndNobodyGetsIn) {
   if (::getuid() != 0) GTEST_SKIP() << "needs a second user";
+  ASSERT_TRUE(set(
+      file, kAccess,
+      listOf({{ACL_USER_OBJ, 6}, {ACL_USER, 0, kNamed}, {ACL_GROUP_OBJ, 4}, {ACL_MASK, 4}, {ACL_OTHER, 4}})));
   ASSERT_EQ(::chmod(folder.c_str(), 0777), 0);
   fs::current_path(folder);
   EXPECT_EQ(as(kStranger, [] { return detail::replaceFile("file", "new"); }), 0);
