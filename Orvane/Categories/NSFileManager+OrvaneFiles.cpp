@@ -16,6 +16,7 @@
 
 using namespace orv;
 using detail::DigestAlgorithm;
+using detail::FileAction;
 using detail::pathOfLocation;
 
 namespace {
@@ -31,6 +32,15 @@ ItemKind kindOf(const Value& url) {
   const bool isMissing = errno == ENOENT || errno == ENOTDIR;
   return isMissing || !url.as<NSURL>().checkResourceIsReachable() ? ItemKind::Unreachable
                                                                   : ItemKind::Unreadable;
+}
+
+// True for the URL of a file; else the error tells of the value that was given.
+bool isPlace(const Value& given, FileAction action, NSError& error) {
+  return given.as<NSURL>().isFileURL() || detail::fail(&error, detail::invalidPathError(action, given));
+}
+
+bool arePlaces(const Value& from, const Value& to, FileAction action, NSError& error) {
+  return isPlace(from, action, error) && isPlace(to, action, error);
 }
 
 // Reads the file; one that changes meanwhile is reported and digested as read.
@@ -60,7 +70,9 @@ NSURL NSFileManager::zuMakeDirs(const Value& url) const {
   if (url.isNil()) return nil;
   ORV_ASSERT_URL(url);
   NSError error;
-  if (zuIsDir(url) || createDirectoryAtURL(url.as<NSURL>(), true, &error)) return url.as<NSURL>();
+  const NSURL folder = url.as<NSURL>();
+  if (zuIsDir(url)) return folder;
+  if (isPlace(url, FileAction::Create, error) && createDirectoryAtURL(folder, true, &error)) return folder;
   OrvLogWarning("Failed to make dirs at %@ error=%@", url, error);
   return nil;
 }
@@ -71,7 +83,8 @@ bool NSFileManager::zuCopy(const Value& from, const Value& to) const {
   ORV_ASSERT_URL(to);
   try {
     NSError error;
-    if (copyItemAtURL(from.as<NSURL>(), to.as<NSURL>(), &error)) return true;
+    if (arePlaces(from, to, FileAction::Copy, error) && copyItemAtURL(from.as<NSURL>(), to.as<NSURL>(), &error))
+      return true;
     OrvLogWarning("Failed to copy from %@ to %@ error=%@", from, to, error);
   } catch (const std::exception& exception) {
     OrvLogInfo("Failed to copy from %@ to %@ exception=%@", from, to, detail::describeException(exception));
@@ -88,7 +101,9 @@ bool NSFileManager::zuForceCopy(const Value& from, const Value& to) const {
       if (fileExistsAtPath(pathOfLocation(to))) defaultManager()->zuRemove(to);
     };
     NSError error;
-    if (copyItemOverURL(from.as<NSURL>(), to.as<NSURL>(), makeRoom, &error)) return true;
+    if (arePlaces(from, to, FileAction::Copy, error) &&
+        copyItemOverURL(from.as<NSURL>(), to.as<NSURL>(), makeRoom, &error))
+      return true;
     OrvLogInfo("Failed to copy from %@ to %@ error-%@", from, to, error);
   } catch (const std::exception& exception) {
     OrvLogInfo("Failed to copy from %@ to %@ ex=%@", from, to, detail::describeException(exception));
@@ -101,7 +116,8 @@ bool NSFileManager::zuMove(const Value& from, const Value& to) const {
   ORV_ASSERT_URL(from);
   ORV_ASSERT_URL(to);
   NSError error;
-  if (moveItemAtURL(from.as<NSURL>(), to.as<NSURL>(), &error)) return true;
+  if (arePlaces(from, to, FileAction::Move, error) && moveItemAtURL(from.as<NSURL>(), to.as<NSURL>(), &error))
+    return true;
   OrvLogInfo("Error moving from %@ to %@; %@", from, to, error.localizedDescription());
   return false;
 }
@@ -110,7 +126,7 @@ bool NSFileManager::zuRemove(const Value& url) const {
   if (url.isNil()) return false;
   ORV_ASSERT_URL(url);
   NSError error;
-  if (removeItemAtURL(url.as<NSURL>(), &error)) return true;
+  if (isPlace(url, FileAction::Remove, error) && removeItemAtURL(url.as<NSURL>(), &error)) return true;
   OrvLogInfo("Failed to remove files at %@ error=%@", url, error);
   return false;
 }

@@ -1,6 +1,7 @@
 // NSFileManager(Orvane): folders for what is not kept.
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <string>
@@ -29,21 +30,43 @@ PrivateFolder& privateFolder() {
   return *folder;
 }
 
-// The folder, made for this user only when it is missing; those above it are made as usual.
-NSURL madeForThisUser(const NSFileManager& manager, const NSURL& url) {
+// Makes a folder for this user only where nothing has its name; those above it are made as usual.
+void makeForThisUser(const NSFileManager& manager, const NSURL& url) {
   std::string path;
-  if (detail::itemPath(url.path(), path) && !manager.fileExistsAtPath(url.path())) {
-    manager.createDirectoryAtURL(url.URLByDeletingLastPathComponent(), true);
-    detail::errorOf([&] { return ::mkdir(path.c_str(), 0700); });  // a failure shows in what follows
-  }
-  return manager.zuMakeDirs(url);
+  if (!detail::itemPath(url.path(), path) || manager.fileExistsAtPath(url.path())) return;
+  manager.createDirectoryAtURL(url.URLByDeletingLastPathComponent(), true);
+  detail::errorOf([&] { return ::mkdir(path.c_str(), 0700); });  // a failure shows in what follows
+}
+
+enum class Owner { Nobody, ThisUser, Other };
+
+// Whose folder has the name. What is no folder, as a link to one, is somebody else's: others may have put it
+// there.
+Owner ownerOf(const NSURL& url) {
+  std::string path;
+  struct stat info;
+  if (!detail::itemPath(url.path(), path) || ::lstat(path.c_str(), &info) != 0) return Owner::Nobody;
+  return S_ISDIR(info.st_mode) && info.st_uid == ::geteuid() ? Owner::ThisUser : Owner::Other;
+}
+
+// The folder, made for this user only when it is missing.
+NSURL madeForThisUser(const NSFileManager& manager, const NSURL& url) {
+  makeForThisUser(manager, url);
+  if (ownerOf(url) != Owner::Other) return manager.zuMakeDirs(url);
+  OrvLogWarning("Failed to make dirs at %@ because somebody else's item has the name", url);
+  return nil;
 }
 
 }  // namespace
 
 NSURL NSFileManager::zuTempFolder() const {
-  return madeForThisUser(*this,
-                         temporaryDirectory().URLByAppendingPathComponent(appSpecificFolderName(), true));
+  const NSURL folder = temporaryDirectory();
+  const NSString name = appSpecificFolderName();
+  const NSURL usual = folder.URLByAppendingPathComponent(name, true);
+  makeForThisUser(*this, usual);
+  if (ownerOf(usual) != Owner::Other) return madeForThisUser(*this, usual);
+  const NSString own = name + "-" + NSString(std::to_string(::geteuid()));
+  return madeForThisUser(*this, folder.URLByAppendingPathComponent(own, true));
 }
 
 NSURL NSFileManager::zuTempFolderForURL(const NSURL& url) const {

@@ -367,7 +367,8 @@ TEST(NSDataFiles, NoOtherGroupGainsAccess) {
     gid_t group;
     mode_t mode, expected;
     gid_t expectedGroup;
-  } const cases[] = {{kShared, 0640, 0640, kShared}, {0, 0640, 0600, kOwn}, {0, 0664, 0644, kOwn}};
+  } const cases[] = {
+      {kShared, 0640, 0640, kShared}, {0, 0640, 0600, kOwn}, {0, 0664, 0644, kOwn}, {0, 0604, 0600, kOwn}};
   const fs::path before = fs::current_path();
   fs::current_path(testFolder());
   ASSERT_EQ(::chmod(".", 0777), 0);

@@ -134,7 +134,7 @@ TEST_F(NSFileManagerTest, RemovesFilesLinksAndTrees) {
   EXPECT_TRUE(manager->removeItemAtURL(NSURL::fileURLWithPath(in("keep"))));
   EXPECT_FALSE(manager->removeItemAtPath(in("keep"), &error));
   EXPECT_EQ(code(), NSFileNoSuchFileError);
-  EXPECT_EQ(error.localizedDescription(), "“keep” couldn’t be removed.");
+  EXPECT_EQ(error.localizedDescription(), "“keep” couldn’t be removed because there is no such file.");
   EXPECT_FALSE(manager->removeItemAtPath(nil));
   EXPECT_FALSE(manager->removeItemAtPath("/"));
   EXPECT_FALSE(manager->removeItemAtURL(nil, &error));
@@ -174,6 +174,12 @@ TEST_F(NSFileManagerTest, MovesWithoutReplacing) {
   EXPECT_EQ(code(), NSFileWriteFileExistsError);
   EXPECT_FALSE(manager->moveItemAtPath(in("none"), in("c"), &error));
   EXPECT_EQ(code(), NSFileNoSuchFileError);
+  EXPECT_EQ(error.localizedDescription(), NSString("“none” couldn’t be moved to “") +
+                                              NSString(folder).lastPathComponent() +
+                                              "” because there is no such file.");
+  EXPECT_FALSE(manager->moveItemAtPath(in("a"), in("none/c"), &error));
+  EXPECT_EQ(code(), NSFileNoSuchFileError);
+  EXPECT_EQ(error.localizedDescription(), "The file “c” couldn’t be saved because there is no such folder.");
   EXPECT_FALSE(manager->moveItemAtPath(in("d"), in("d/inside"), &error));
   EXPECT_EQ(code(), NSFileWriteUnknownError);
   EXPECT_EQ(readFile(in("a")), "A");
@@ -278,6 +284,7 @@ TEST_F(NSFileManagerTest, CopyingFailsWithoutTouchingAnything) {
   EXPECT_EQ(code(), NSFileReadNoSuchFileError);
   EXPECT_FALSE(manager->copyItemAtPath(in("f"), in("none/x"), &error));
   EXPECT_EQ(code(), NSFileNoSuchFileError);
+  EXPECT_EQ(error.localizedDescription(), "The file “x” couldn’t be saved because there is no such folder.");
   EXPECT_FALSE(manager->copyItemAtPath(in("d"), in("d/inside"), &error));
   EXPECT_EQ(code(), NSFileWriteUnknownError);
   EXPECT_FALSE(fs::exists(in("d/inside")));
@@ -354,6 +361,7 @@ TEST_F(NSFileManagerTest, SetsDateAndPermissions) {
   EXPECT_EQ(f[NSFilePosixPermissions], Value(0600));
   EXPECT_FALSE(manager->setAttributesOfItemAtPath(NSDictionary::dictionary(), in("none"), &error));
   EXPECT_EQ(code(), NSFileNoSuchFileError);
+  EXPECT_EQ(error.localizedDescription(), "The file “none” couldn’t be saved because there is no such file.");
   EXPECT_FALSE(fs::exists(in("none")));
 }
 

@@ -144,6 +144,11 @@ TEST_F(OrvItems, RemoveTakesWholeFoldersAndNoLinkTargets) {
   expectFailure({"remove", "t"}, 1, "“t” couldn’t be removed");
 }
 
+TEST_F(OrvItems, AnEmptyPathIsRefusedAsWhatItIs) {
+  for (const char* force : {"--", "--force"})
+    expectFailure({"remove", force, ""}, 1, "an empty path names nothing");
+}
+
 TEST_F(OrvItems, RemoveSparesTheHomeFolder) {
   printed({"folders"});
   const fs::path home = fs::path(testFolder()) / "world" / "HOME";

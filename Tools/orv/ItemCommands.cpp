@@ -232,6 +232,7 @@ struct RemoveOptions {
 };
 
 void removeOne(const std::string& path, bool force, Output& output) {
+  if (path.empty()) return output.fail("''", "an empty path names nothing");
   OrvLogInfo("removing %@", nameOf(path));
   struct stat info;
   const bool isLink = ::lstat(withoutSlashes(path).c_str(), &info) == 0 && S_ISLNK(info.st_mode);

@@ -10,6 +10,7 @@
 #include <new>
 #include <utility>
 
+#include "Platform/Foundation/Files/FileAttributes.h"
 #include "Platform/Foundation/Files/ItemPlace.h"
 #include "Platform/Foundation/Values/Detail/DataRep.h"
 
@@ -115,25 +116,48 @@ int giveName(int descriptor, int folder, std::string& name) {
   return error;
 }
 
-// Takes over the old file's owner and group as far as that is allowed, and its permissions as far as they then
-// let nobody in who was kept out before.
-int takeOver(int descriptor, const struct stat& old) {
+// The file that is replaced: it stays open, so that what it is can be taken over.
+struct OldFile {
+  File file;
+  struct stat status {};
+};
+
+// Also of a file that may not be read.
+int openFacts(int folder, const char* name, int flags) {
+  flags |= O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+  const int descriptor = retried([&] { return ::openat(folder, name, flags | O_RDONLY); });
+  return descriptor >= 0 ? descriptor : retried([&] { return ::openat(folder, name, flags | O_PATH); });
+}
+
+// Gives the new file the old one's owner and group, or at least its group, when that is allowed.
+void takeOwner(int descriptor, const struct stat& old) {
+  if (::fchown(descriptor, old.st_uid, old.st_gid) != 0)
+    static_cast<void>(::fchown(descriptor, static_cast<uid_t>(-1), old.st_gid));
+}
+
+// Another group gets no more than everybody; the old one's members are then of everybody.
+mode_t withoutGroup(mode_t mode) {
+  const mode_t everybody = mode & mode >> 3 & 07;
+  return (mode & ~mode_t{077}) | everybody << 3 | everybody;
+}
+
+// Takes over the old file's attributes, owner and group as far as that is allowed, and its permissions and
+// access list as far as they then let nobody in who was kept out before.
+int takeOver(int descriptor, const OldFile& old) {
   struct stat fresh {};
+  takeOwner(descriptor, old.status);
   if (::fstat(descriptor, &fresh) != 0) return errno;
-  if ((fresh.st_uid == old.st_uid && fresh.st_gid == old.st_gid) ||
-      ::fchown(descriptor, old.st_uid, old.st_gid) == 0)
-    return ::fchmod(descriptor, old.st_mode & 07777) == 0 ? 0 : errno;
+  const bool sameOwner = fresh.st_uid == old.status.st_uid, sameGroup = fresh.st_gid == old.status.st_gid;
+  copyAttributesButAccess(old.file.get(), descriptor);
   // The set-user-ID bits only mean what they meant while the owner stays.
-  mode_t mode = old.st_mode & 0777;
-  const bool sameGroup =
-      fresh.st_gid == old.st_gid || ::fchown(descriptor, static_cast<uid_t>(-1), old.st_gid) == 0;
-  // Another group gets no more than everybody.
-  if (!sameGroup) mode &= 0707 | (mode & 07) << 3;
-  return ::fchmod(descriptor, mode) == 0 ? 0 : errno;
+  mode_t mode = old.status.st_mode & (sameOwner && sameGroup ? 07777 : 0777);
+  const auto take = sameGroup ? takeAccessList : dropAccessList;
+  if (const int error = take(old.file.get(), descriptor, mode)) return error;
+  return ::fchmod(descriptor, sameGroup ? mode : withoutGroup(mode)) == 0 ? 0 : errno;
 }
 
 // Writes and syncs the new file in the old one's place.
-int fillTemporary(File& file, const struct stat* old, std::string_view contents) {
+int fillTemporary(File& file, const OldFile* old, std::string_view contents) {
   if (old)
     if (const int error = takeOver(file.get(), *old)) return error;
   if (const int error = writeFully(file.get(), contents)) return error;
@@ -141,7 +165,7 @@ int fillTemporary(File& file, const struct stat* old, std::string_view contents)
 }
 
 // The file under its temporary name, complete; the name stays empty when there is none to remove.
-int makeTemporary(int folder, const struct stat* old, std::string_view contents, std::string& name) {
+int makeTemporary(int folder, const OldFile* old, std::string_view contents, std::string& name) {
   // Nobody else may read the contents before the old file's permissions hold.
   const mode_t mode = old ? 0600 : 0666;
   File file(createTemporary(folder, mode, name));
@@ -167,18 +191,29 @@ int writeInto(int folder, const std::string& name, std::string_view contents) {
   return file.close();
 }
 
-int replaceInFolder(int folder, const std::string& name, std::string_view contents) {
-  struct stat status {};
-  const bool exists = ::fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
-  if (exists && S_ISDIR(status.st_mode)) return EISDIR;
-  if (exists && isPipeOrDevice(status.st_mode)) return writeInto(folder, name, contents);
-  if (exists && !S_ISREG(status.st_mode) && !S_ISLNK(status.st_mode)) return EINVAL;
-  const struct stat* old = exists && S_ISREG(status.st_mode) ? &status : nullptr;
+// Writes the new file and gives it the name.
+int putInPlace(int folder, const std::string& name, const OldFile* old, std::string_view contents) {
   std::string temporary;
   int error = makeTemporary(folder, old, contents, temporary);
   if (error == 0) error = errorOf([&] { return ::renameat(folder, temporary.c_str(), folder, name.c_str()); });
   if (error != 0 && !temporary.empty()) errorOf([&] { return ::unlinkat(folder, temporary.c_str(), 0); });
   return error;
+}
+
+int replaceRegular(int folder, const std::string& name, std::string_view contents) {
+  OldFile old{File(openFacts(folder, name.c_str(), O_NOFOLLOW))};
+  if (!old.file.isOpen() && errno == ENOENT) return putInPlace(folder, name, nullptr, contents);
+  if (!old.file.isOpen() || ::fstat(old.file.get(), &old.status) != 0) return errno;
+  return putInPlace(folder, name, &old, contents);
+}
+
+int replaceInFolder(int folder, const std::string& name, std::string_view contents) {
+  struct stat status {};
+  const bool exists = ::fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
+  if (!exists || S_ISLNK(status.st_mode)) return putInPlace(folder, name, nullptr, contents);
+  if (S_ISDIR(status.st_mode)) return EISDIR;
+  if (isPipeOrDevice(status.st_mode)) return writeInto(folder, name, contents);
+  return S_ISREG(status.st_mode) ? replaceRegular(folder, name, contents) : EINVAL;
 }
 
 // What a link says, as seen from the link's own place.
@@ -199,11 +234,11 @@ bool isLink(const std::string& path) {
 int copyAs(const std::string& path, const std::string& name) {
   NSData contents;
   if (const int error = readFile(path, contents)) return error;
-  struct stat status {};
-  if (::stat(path.c_str(), &status) != 0) return errno;
+  OldFile old{File(openFacts(AT_FDCWD, path.c_str(), 0))};
+  if (!old.file.isOpen() || ::fstat(old.file.get(), &old.status) != 0) return errno;
   File copy(retried([&] { return ::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600); }));
   if (!copy.isOpen()) return errno;
-  int error = fillTemporary(copy, &status, contents.view());
+  int error = fillTemporary(copy, &old, contents.view());
   if (error == 0) error = copy.close();
   if (error != 0) ::unlink(name.c_str());
   return error;

@@ -12,12 +12,13 @@ namespace orv::detail {
 // Reads to the end, also where the file's size is not known beforehand. EISDIR for a folder.
 ORV_EXPORT int readFile(const std::string& path, NSData& contents);
 
-// Writes a new file beside the target, syncs it, gives it the old file's owner, group and permissions (those of
-// a group that cannot be kept shrink to those of everybody), renames it over the
+// Writes a new file beside the target, syncs it, gives it the old file's extended attributes, owner, group,
+// permissions and access list as far as the system allows, renames it over the
 // target and syncs the folder: at every moment the target is the old or the new file in full. A symbolic link
 // at the target is replaced by the file. After an error the old file is untouched and nothing is left behind.
 // Where the file system can hold a file without a name, a process that is killed while writing leaves none,
-// too. A pipe or a device is written to instead, and blocks as it likes; EINVAL for a socket.
+// too. A pipe or a device is written to instead, and blocks as it likes; EINVAL for a socket. Where the group
+// or the access list cannot be kept the permissions shrink: nobody gets in whom the old file kept out.
 ORV_EXPORT int replaceFile(const std::string& path, std::string_view contents);
 
 // The same, but a symbolic link stays and the file it names is replaced, or made where there is none.

@@ -2,15 +2,13 @@
 
 #include <linux/fs.h>
 #include <sys/ioctl.h>
-#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <limits>
-#include <string>
-#include <vector>
 
+#include "Platform/Foundation/Files/FileAttributes.h"
 #include "Platform/Foundation/Files/Retry.h"
 
 namespace orv::detail {
@@ -43,26 +41,6 @@ int writeAll(int descriptor, const char* bytes, size_t size, off_t at) {
     at += written;
   }
   return 0;
-}
-
-void copyAttribute(int from, int to, const char* name) {
-  std::vector<char> value(static_cast<size_t>(std::max<ssize_t>(::fgetxattr(from, name, nullptr, 0), 0)));
-  const ssize_t length = ::fgetxattr(from, name, value.data(), value.size());
-  if (length >= 0) static_cast<void>(::fsetxattr(to, name, value.data(), static_cast<size_t>(length), 0));
-}
-
-// True when there are any.
-bool copyAttributes(int from, int to) {
-  const ssize_t size = ::flistxattr(from, nullptr, 0);
-  if (size <= 0) return false;
-  std::vector<char> names(static_cast<size_t>(size));
-  const ssize_t got = ::flistxattr(from, names.data(), names.size());
-  for (ssize_t at = 0; at < got;) {
-    const char* name = names.data() + at;
-    at += static_cast<ssize_t>(std::char_traits<char>::length(name)) + 1;
-    copyAttribute(from, to, name);
-  }
-  return true;
 }
 
 }  // namespace

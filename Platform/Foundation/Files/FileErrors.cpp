@@ -44,8 +44,11 @@ NSInteger codeFor(int number, FileAction action) {
 }
 
 // Why, as the end of a sentence; empty where the sentence says it all.
-NSString reasonFor(NSInteger code) {
+NSString reasonFor(NSInteger code, FileAction action) {
   switch (code) {
+    case NSFileNoSuchFileError:
+      return action == FileAction::Create ? " because there is no such folder"
+                                          : " because there is no such file";
     case NSFileReadNoSuchFileError: return " because there is no such file";
     case NSFileReadNoPermissionError: return " because you don’t have permission to view it";
     case NSFileReadInvalidFileNameError:
@@ -63,10 +66,11 @@ NSString quoted(const NSString& name) { return NSString("“") + name + "”"; }
 NSString sentence(NSInteger code, FileAction action, const NSString& path, const NSString& target) {
   const NSString name = quoted(path.lastPathComponent());
   const NSString folder = quoted(target.stringByDeletingLastPathComponent().lastPathComponent());
-  const NSString reason = reasonFor(code) + ".";
+  const NSString reason = reasonFor(code, action) + ".";
   switch (action) {
     case FileAction::Open: return NSString("The file ") + name + " couldn’t be opened" + reason;
-    case FileAction::Create: return NSString("The file ") + name + " couldn’t be saved" + reason;
+    case FileAction::Create:
+    case FileAction::Change: return NSString("The file ") + name + " couldn’t be saved" + reason;
     case FileAction::Remove: return name + " couldn’t be removed" + reason;
     case FileAction::Move: return name + " couldn’t be moved to " + folder + reason;
     case FileAction::Copy: return name + " couldn’t be copied to " + folder + reason;

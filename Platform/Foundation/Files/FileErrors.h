@@ -26,8 +26,9 @@ enum : NSInteger {
 
 namespace orv::detail {
 
-// What was being done when the system refused; it chooses the code's range and the sentence.
-enum class FileAction { Open, Create, Remove, Move, Copy };
+// What was being done when the system refused; it chooses the code's range and the sentence. What is missing
+// while something is created is its folder, else the item itself.
+enum class FileAction { Open, Create, Change, Remove, Move, Copy };
 
 // The error for an errno value: a code of NSCocoaErrorDomain, with its text, the path and the system's own
 // error as details. `target` is the other end of a move or copy.
@@ -37,7 +38,7 @@ NSError fileError(int number, FileAction action, const NSString& path, const NSS
 bool fail(NSError* out, const NSError& error);
 bool fail(NSError* out, int number, FileAction action, const NSString& path, const NSString& target = nil);
 
-// The error of a value that is not a file URL, or a nil path.
+// The error of a value that is not a file URL, or a nil path; it tells of the value.
 NSError invalidPathError(FileAction action, const Value& given);
 
 // The path as the operating system takes it: false for nil, "" and a path with a zero byte in it.

@@ -213,15 +213,15 @@ NSDictionary NSFileManager::attributesOfItemAtPath(const NSString& path, NSError
 bool NSFileManager::setAttributesOfItemAtPath(const NSDictionary& attributes, const NSString& path,
                                               NSError* error) const {
   std::string bytes;
-  if (!systemPath(path, bytes)) return fail(error, ENOENT, FileAction::Create, path);
-  if (::access(bytes.c_str(), F_OK) != 0) return fail(error, errno, FileAction::Create, path);
+  if (!systemPath(path, bytes)) return fail(error, ENOENT, FileAction::Change, path);
+  if (::access(bytes.c_str(), F_OK) != 0) return fail(error, errno, FileAction::Change, path);
   if (const auto permissions = attributes[NSFilePosixPermissions].as<NSNumber>())
     if (::chmod(bytes.c_str(), permissions.unsignedIntValue() & 07777) != 0)
-      return fail(error, errno, FileAction::Create, path);
+      return fail(error, errno, FileAction::Change, path);
   if (const auto date = attributes[NSFileModificationDate].as<NSDate>()) {
     const std::array<timespec, 2> times{timespec{0, UTIME_OMIT}, timeOf(date)};
     if (::utimensat(AT_FDCWD, bytes.c_str(), times.data(), 0) != 0)
-      return fail(error, errno, FileAction::Create, path);
+      return fail(error, errno, FileAction::Change, path);
   }
   return true;
 }

@@ -200,7 +200,9 @@ class ORV_EXPORT NSFileManager : public NSObject {
   //
   // Folders for what is not kept. Those that are made are open to this user only.
 
-  // The application's folder in the temporary folder.
+  // The application's folder in the temporary folder: its appSpecificFolderName. Where somebody else's folder,
+  // or what is no folder, has that name, it is "<name>-<user ID>" beside it; nil with one Warning where that is
+  // taken, too. A folder of this user is taken as it is.
   NSURL zuTempFolder() const;
   // A new folder on the URL's volume, from which a file can be renamed to it; nil with one Warning on failure.
   NSURL zuTempFolderForURL(const NSURL& url) const;

@@ -30,8 +30,7 @@ bool exists(const ItemPlace& place) {
 // The error of a move or copy: what is missing decides whose error it is.
 bool failBetween(NSError* error, int number, FileAction action, const NSString& from,
                  const ItemPlace& fromPlace, const NSString& to) {
-  if (action == FileAction::Copy && number == ENOENT && exists(fromPlace))
-    return fail(error, ENOENT, FileAction::Create, to);
+  if (number == ENOENT && exists(fromPlace)) return fail(error, ENOENT, FileAction::Create, to);
   return fail(error, number, action, from, to);
 }
 

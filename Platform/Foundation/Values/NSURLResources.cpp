@@ -200,9 +200,9 @@ bool NSURL::getResourceValue(const NSString& key, Value* value, NSError* error) 
 bool NSURL::setResourceValue(const Value& value, const NSString& key, NSError* error) const {
   Item item;
   std::vector<std::string> names;
-  if (!readItem(*this, item, error, FileAction::Create)) return false;
+  if (!readItem(*this, item, error, FileAction::Change)) return false;
   if (key != NSURLTagNamesKey) return detail::fail(error, unsupported(nil));
   if (!readTags(value, names, error)) return false;
   const int number = detail::writeFileTags(item.path, names);
-  return number == 0 || detail::fail(error, number, FileAction::Create, path());
+  return number == 0 || detail::fail(error, number, FileAction::Change, path());
 }

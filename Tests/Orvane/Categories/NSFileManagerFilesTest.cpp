@@ -165,6 +165,18 @@ TEST_F(NSFileManagerFiles, RemovesOnlyWhatItIsAskedFor) {
                                          HasSubstr(" error=Error Domain="))));
 }
 
+TEST_F(NSFileManagerFiles, WhatIsNoPlaceIsNamedInTheLog) {
+  const auto isNamed = HasSubstr("“a string” is not the place of a file.");
+  manager->zuRemove("a string");
+  manager->zuMove("a string", url("x"));
+  manager->zuMove(url("x"), "a string");
+  manager->zuForceCopy("a string", url("x"));
+  EXPECT_THAT(infos(), ElementsAre(isNamed, isNamed, isNamed, isNamed));
+  manager->zuMakeDirs("a string");
+  manager->zuCopy(url("x"), "a string");
+  EXPECT_THAT(warnings(), testing::Contains(isNamed).Times(2)) << "besides the assertions";
+}
+
 TEST_F(NSFileManagerFiles, FileAndFolderExcludeEachOther) {
   write("f");
   fs::create_directory(folder + "/d");

@@ -1,7 +1,10 @@
 #include <stdlib.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <filesystem>
+#include <fstream>
+#include <functional>
 #include <set>
 #include <thread>
 #include <vector>
@@ -55,6 +58,50 @@ TEST_F(NSFileManagerTemporary, NewFoldersAreEmptyAndDifferent) {
     EXPECT_EQ(modeOf(folder), 0700u);
     EXPECT_EQ(manager->zuListDir(folder).count(), 0u);
   }
+}
+
+// In a folder shared with others anybody can take a name first.
+TEST_F(NSFileManagerTemporary, WhatOthersPutThereIsNotTaken) {
+  LogLines log;
+  const std::string usual = std::string(::getenv("TMPDIR")) + "/org.example.notes";
+  const std::string own = usual + "-" + std::to_string(::geteuid());
+  const std::string foreign = testFolder() + "/foreign";
+  const auto plantFile = [&](const std::string& path) { std::ofstream(path) << "x"; };
+  const auto plantLink = [&](const std::string& path) { fs::create_directory_symlink(foreign, path); };
+  const auto plantDanglingLink = [&](const std::string& path) { fs::create_symlink(foreign + "/no", path); };
+  const auto plantFolder = [&](const std::string& path) {
+    fs::create_directory(path);
+    EXPECT_EQ(::chown(path.c_str(), 54321, 54321), 0);
+    EXPECT_EQ(::chmod(path.c_str(), 0777), 0);
+  };
+  std::vector<std::function<void(const std::string&)>> plants{plantFile, plantLink, plantDanglingLink};
+  if (::geteuid() == 0) plants.push_back(plantFolder);
+  fs::create_directory(foreign);
+  for (const auto& plant : plants) {
+    fs::remove_all(usual);
+    plant(usual);
+    EXPECT_EQ(manager->zuTempFolder().path(), own);
+    EXPECT_EQ(modeOf(NSURL::fileURLWithPath(own)), 0700u);
+    EXPECT_THAT(log.takeMessages(OrvLogLevelWarning), IsEmpty());
+    fs::remove_all(own);
+    plant(own);
+    EXPECT_TRUE(manager->zuTempFolder().isNil());
+    EXPECT_THAT(log.takeMessages(OrvLogLevelWarning),
+                ElementsAre(StartsWith("Failed to make dirs at file://")));
+    EXPECT_TRUE(fs::is_empty(foreign));
+    fs::remove_all(own);
+  }
+  fs::remove_all(usual);
+}
+
+TEST_F(NSFileManagerTemporary, AFolderOfThisUserIsTakenAsItIs) {
+  const std::string usual = std::string(::getenv("TMPDIR")) + "/org.example.notes";
+  fs::remove_all(usual);
+  fs::create_directory(usual);
+  ASSERT_EQ(::chmod(usual.c_str(), 0750), 0);
+  EXPECT_EQ(manager->zuTempFolder().path(), usual);
+  EXPECT_EQ(modeOf(NSURL::fileURLWithPath(usual)), 0750u);
+  fs::remove_all(usual);
 }
 
 TEST_F(NSFileManagerTemporary, WithoutATemporaryFolderThereIsNone) {
