@@ -134,7 +134,7 @@ TEST_F(NSFileManagerTest, RemovesFilesLinksAndTrees) {
   EXPECT_TRUE(manager->removeItemAtURL(NSURL::fileURLWithPath(in("keep"))));
   EXPECT_FALSE(manager->removeItemAtPath(in("keep"), &error));
   EXPECT_EQ(code(), NSFileNoSuchFileError);
-  EXPECT_EQ(error.localizedDescription(), "“keep” couldn’t be removed because there is no such file.");
+  EXPECT_EQ(error.localizedDescription(), "“keep” couldn’t be removed.");
   EXPECT_FALSE(manager->removeItemAtPath(nil));
   EXPECT_FALSE(manager->removeItemAtPath("/"));
   EXPECT_FALSE(manager->removeItemAtURL(nil, &error));

@@ -47,6 +47,7 @@ NSInteger codeFor(int number, FileAction action) {
 NSString reasonFor(NSInteger code, FileAction action) {
   switch (code) {
     case NSFileNoSuchFileError:
+      if (action == FileAction::Remove) return "";
       return action == FileAction::Create ? " because there is no such folder"
                                           : " because there is no such file";
     case NSFileReadNoSuchFileError: return " because there is no such file";
