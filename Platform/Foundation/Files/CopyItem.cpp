@@ -41,14 +41,14 @@ int checkFile(int descriptor, struct stat& info) {
   return S_ISREG(info.st_mode) ? 0 : EBUSY;  // it was another kind of item a moment ago
 }
 
-int copyLink(int fromFolder, const char* from, int toFolder, const char* to) {
+// `info` tells what the link was.
+int copyLink(int fromFolder, const char* from, int toFolder, const char* to, struct stat& info) {
   std::array<char, PATH_MAX + 1> place;
   const ssize_t size = ::readlinkat(fromFolder, from, place.data(), place.size() - 1);
   if (size < 0) return errno;
   place[static_cast<size_t>(size)] = '\0';
+  if (::fstatat(fromFolder, from, &info, AT_SYMLINK_NOFOLLOW) != 0) return errno;
   if (const int error = errorOf([&] { return ::symlinkat(place.data(), toFolder, to); })) return error;
-  struct stat info;
-  if (::fstatat(fromFolder, from, &info, AT_SYMLINK_NOFOLLOW) != 0) return 0;
   const std::array<timespec, 2> times{info.st_atim, info.st_mtim};
   static_cast<void>(::utimensat(toFolder, to, times.data(), AT_SYMLINK_NOFOLLOW));
   static_cast<void>(::fchownat(toFolder, to, info.st_uid, info.st_gid, AT_SYMLINK_NOFOLLOW));
@@ -61,7 +61,7 @@ int copyLink(int fromFolder, const char* from, int toFolder, const char* to) {
 // be filled, and filling it changes its date.
 class TreeCopier {
  public:
-  explicit TreeCopier(SpecialFiles special) : special_(special) {}
+  TreeCopier(SpecialFiles special, CopyRecord* record) : special_(special), record_(record) {}
 
   // Into an empty folder.
   int copy(const ItemPlace& from, int toFolder, const char* to);
@@ -71,17 +71,21 @@ class TreeCopier {
     struct stat info;
     std::string entries;  // a type and a name with a zero byte behind, each
     size_t at = 0;
+    size_t number = 0;  // in the record
   };
 
-  int begin();
+  int begin(const char* name);
+  size_t note(const char* name, const struct stat& info);
   int readEntries(Level& level);
   int step();
   int copyEntry(unsigned char type, const char* name);
   int copyFile(const char* name);
+  int copyLinkEntry(const char* name);
   int enter(const char* name);
   int leave();
 
   const SpecialFiles special_;
+  CopyRecord* const record_;
   struct stat target_ {};
   FileCopier copier_;
   FolderReader reader_;
@@ -96,18 +100,23 @@ int TreeCopier::copy(const ItemPlace& from, int toFolder, const char* to) {
   int error = pushOpened(from_, openFolder(from.folder(), from.name()));
   if (error == 0) error = pushOpened(to_, openFolder(toFolder, to));
   if (error == 0 && ::fstat(to_.innermost(), &target_) != 0) error = errno;
-  if (error == 0) error = begin();
+  if (error == 0) error = begin("");
   while (error == 0 && !levels_.empty()) error = step();
   return error;
 }
 
-int TreeCopier::begin() {
+int TreeCopier::begin(const char* name) {
   Level level;
   if (::fstat(from_.innermost(), &level.info) != 0) return errno;
   if (isSame(level.info, target_)) return EINVAL;  // moved into the source meanwhile
   if (const int error = readEntries(level)) return error;
+  level.number = note(name, level.info);
   levels_.push_back(std::move(level));
   return 0;
+}
+
+size_t TreeCopier::note(const char* name, const struct stat& info) {
+  return record_ ? record_->add(levels_.empty() ? CopyRecord::kOutside : levels_.back().number, name, info) : 0;
 }
 
 int TreeCopier::readEntries(Level& level) {
@@ -133,7 +142,7 @@ int TreeCopier::copyEntry(unsigned char type, const char* name) {
   switch (type) {
     case DT_REG: return copyFile(name);
     case DT_DIR: return enter(name);
-    case DT_LNK: return copyLink(from_.innermost(), name, to_.innermost(), name);
+    case DT_LNK: return copyLinkEntry(name);
     case DT_UNKNOWN: return ENOENT;
     default: return special_ == SpecialFiles::LeftOut ? 0 : EINVAL;
   }
@@ -145,14 +154,24 @@ int TreeCopier::copyFile(const char* name) {
   struct stat info;
   if (const int error = checkFile(from, info)) return error;
   const Descriptor to(createFile(to_.innermost(), name, info.st_mode & 0777));
-  return to < 0 ? errno : copier_.copy(from, to);
+  if (to < 0) return errno;
+  const int error = copier_.copy(from, to, &info);
+  if (error == 0) note(name, info);
+  return error;
+}
+
+int TreeCopier::copyLinkEntry(const char* name) {
+  struct stat info;
+  const int error = copyLink(from_.innermost(), name, to_.innermost(), name, info);
+  if (error == 0) note(name, info);
+  return error;
 }
 
 int TreeCopier::enter(const char* name) {
   int error = makeFolder(to_.innermost(), name);
   if (error == 0) error = to_.enter(name);
   if (error == 0) error = from_.enter(name);
-  return error == 0 ? begin() : error;
+  return error == 0 ? begin(name) : error;
 }
 
 int TreeCopier::leave() {
@@ -181,20 +200,21 @@ bool liesWithin(int folder, const struct stat& root) {
   return false;
 }
 
-int copyFolderAside(const ItemPlace& from, int folder, SpecialFiles special, std::string& name) {
+int copyFolderAside(const ItemPlace& from, int folder, SpecialFiles special, std::string& name,
+                    CopyRecord* record) {
   struct stat info;
   if (const int error = from.status(info)) return error;
   if (liesWithin(folder, info)) return EINVAL;
   int error = makeHidden(name, [&](const char* hidden) { return ::mkdirat(folder, hidden, 0700); });
   if (error != 0) return error;
-  error = TreeCopier(special).copy(from, folder, name.c_str());
+  error = TreeCopier(special, record).copy(from, folder, name.c_str());
   if (error != 0) discardItem(folder, name.c_str());
   return error;
 }
 
 // ---- files ------------------------------------------------------------------------------------
 
-int copyFileAside(int source, int folder, std::string& name) {
+int copyFileAside(int source, int folder, std::string& name, CopyRecord* record) {
   int descriptor = -1;
   int error = makeHidden(name, [&](const char* hidden) {
     descriptor = createFile(folder, hidden, 0600);
@@ -202,8 +222,20 @@ int copyFileAside(int source, int folder, std::string& name) {
   });
   const Descriptor target(descriptor);
   if (target < 0) return error;
-  error = FileCopier().copy(source, target);
-  if (error != 0) discardItem(folder, name.c_str());
+  struct stat info;
+  error = FileCopier().copy(source, target, &info);
+  if (error != 0) return discardItem(folder, name.c_str()), error;
+  if (record) record->add(CopyRecord::kOutside, "", info);
+  return error;
+}
+
+int copyLinkAside(const ItemPlace& from, int folder, std::string& name, CopyRecord* record) {
+  struct stat info;
+  const int error = makeHidden(name, [&](const char* hidden) {
+    errno = copyLink(from.folder(), from.name(), folder, hidden, info);
+    return errno == 0 ? 0 : -1;
+  });
+  if (error == 0 && record) record->add(CopyRecord::kOutside, "", info);
   return error;
 }
 
@@ -232,7 +264,7 @@ int copyOpenFile(int source, const ItemPlace& to) {
     if (!cannotLink) return error;
   }
   std::string aside;
-  const int error = copyFileAside(source, to.folder(), aside);
+  const int error = copyFileAside(source, to.folder(), aside, nullptr);
   return error != 0 ? error : giveName(aside, to);
 }
 
@@ -256,7 +288,7 @@ bool goesWith(const ItemPlace& item, const struct stat& info, const ItemPlace& r
 
 int copyFolder(const ItemPlace& from, const ItemPlace& to) {
   std::string aside;
-  const int error = copyFolderAside(from, to.folder(), SpecialFiles::LeftOut, aside);
+  const int error = copyFolderAside(from, to.folder(), SpecialFiles::LeftOut, aside, nullptr);
   return error != 0 ? error : giveName(aside, to);
 }
 
@@ -271,7 +303,7 @@ int copyItem(const ItemPlace& from, const ItemPlace& to) {
   switch (info.st_mode & S_IFMT) {
     case S_IFDIR: return copyFolder(from, to);
     case S_IFREG: return copyFile(from, to);
-    case S_IFLNK: return copyLink(from.folder(), from.name(), to.folder(), to.name());
+    case S_IFLNK: return copyLink(from.folder(), from.name(), to.folder(), to.name(), info);
     default: return EINVAL;
   }
 }
@@ -293,22 +325,18 @@ int copyItemOver(const ItemPlace& from, const ItemPlace& to, const std::function
   return giveName(aside, to);
 }
 
-int copyAside(const ItemPlace& from, int folder, SpecialFiles special, std::string& name) {
+int copyAside(const ItemPlace& from, int folder, SpecialFiles special, std::string& name, CopyRecord* record) {
   struct stat info;
   if (const int error = from.status(info)) return error;
   switch (info.st_mode & S_IFMT) {
-    case S_IFDIR: return copyFolderAside(from, folder, special, name);
-    case S_IFLNK:
-      return makeHidden(name, [&](const char* hidden) {
-        errno = copyLink(from.folder(), from.name(), folder, hidden);
-        return errno == 0 ? 0 : -1;
-      });
+    case S_IFDIR: return copyFolderAside(from, folder, special, name, record);
+    case S_IFLNK: return copyLinkAside(from, folder, name, record);
     case S_IFREG: break;
     default: return EINVAL;
   }
   const Descriptor source(openForCopy(from.folder(), from.name()));
   const int error = checkFile(source, info);
-  return error != 0 ? error : copyFileAside(source, folder, name);
+  return error != 0 ? error : copyFileAside(source, folder, name, record);
 }
 
 }  // namespace orv::detail

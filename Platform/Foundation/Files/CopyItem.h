@@ -3,6 +3,7 @@
 #include <functional>
 #include <string>
 
+#include "Platform/Foundation/Files/CopyRecord.h"
 #include "Platform/Foundation/Files/ItemPlace.h"
 
 // Copying whole items, by open folders on both sides, so that paths may be of any length. Each answers 0 or the
@@ -21,7 +22,8 @@ int copyItem(const ItemPlace& from, const ItemPlace& to);
 // EEXIST when it is still there after the call.
 int copyItemOver(const ItemPlace& from, const ItemPlace& to, const std::function<void()>& makeRoom);
 
-// The same into an open folder under a hidden name, which is answered.
-int copyAside(const ItemPlace& from, int folder, SpecialFiles special, std::string& name);
+// The same into an open folder under a hidden name, which is answered. `record`, if any, takes what was copied.
+int copyAside(const ItemPlace& from, int folder, SpecialFiles special, std::string& name,
+              CopyRecord* record = nullptr);
 
 }  // namespace orv::detail

@@ -80,7 +80,7 @@ void copyFacts(int from, int to, const struct stat& info) {
   static_cast<void>(::futimens(to, times.data()));
 }
 
-int FileCopier::copy(int from, int to) {
+int FileCopier::copy(int from, int to, struct stat* copied) {
   constexpr int kMostAttempts = 2;
   struct stat before, after;
   int error = statusOf(from, before);
@@ -88,6 +88,7 @@ int FileCopier::copy(int from, int to) {
     if (attempt > 0) error = setSize(to, 0);
     if (error == 0) error = copyContents(from, to, before);
     if (error == 0) error = statusOf(from, after);
+    if (copied) *copied = before;
     if (error == 0 && isUnchanged(before, after)) return copyFacts(from, to, before), 0;
     before = after;
   }

@@ -16,8 +16,9 @@ class FileCopier {
  public:
   // Fills a new, empty file with the contents of another and gives it the other's facts: by sharing the
   // contents where the file system can, else inside the kernel, else through a buffer. Holes stay holes. A file
-  // that changes while it is read is copied once more; EBUSY when it changes again.
-  int copy(int from, int to);
+  // that changes while it is read is copied once more; EBUSY when it changes again. `copied`, if any, tells
+  // what the file was when it was copied.
+  int copy(int from, int to, struct stat* copied = nullptr);
 
  private:
   int copyContents(int from, int to, const struct stat& info);

@@ -130,9 +130,11 @@ class ORV_EXPORT NSFileManager : public NSObject {
   bool removeItemAtURL(const NSURL& url, NSError* error = nullptr) const;
   // Never replaces the target and never moves into it. On one volume the item is renamed. Between volumes it is
   // copied aside, forced to the disk and compared before it gets its name, that is forced to the disk, too, and
-  // only then the source goes: at every moment one of the two is whole. A failure leaves the source as it was
-  // and no target; where it is the removal of a folder that fails halfway, the whole target stays beside what
-  // is left. What holds a socket, a pipe or a device cannot be moved so.
+  // only then of the source goes what was copied and has not changed since: at every moment one of the two is
+  // whole. A failure leaves the source as it was and no target. The target stays, whole, beside the source or
+  // what is left of it, when removing a folder fails halfway and when somebody changed either meanwhile: what
+  // others wrote is never removed. What holds a socket, a pipe or a device cannot be moved so. A path that ends
+  // in "." or ".." is refused.
   bool moveItemAtPath(const NSString& from, const NSString& to, NSError* error = nullptr) const;
   bool moveItemAtURL(const NSURL& from, const NSURL& to, NSError* error = nullptr) const;
   // Files and whole trees, with holes, permissions, dates and extended attributes, and the owner where that is
