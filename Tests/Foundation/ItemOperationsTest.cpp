@@ -326,6 +326,36 @@ TEST_F(ItemOperations, AKilledCopyNeverShowsHalfAFile) {
   }
 }
 
+// The access list of a folder, for what is made in it: its user 1001 may do everything.
+bool openForAnother(const std::string& folder) {
+  struct [[gnu::packed]] Entry {
+    uint16_t tag, permissions;
+    uint32_t id;
+  };
+  const struct [[gnu::packed]] {
+    uint32_t version = 2;
+    Entry entries[5] = {{1, 7, ~0u}, {2, 7, 1001}, {4, 5, ~0u}, {0x10, 7, ~0u}, {0x20, 0, ~0u}};
+  } list;
+  return ::setxattr(folder.c_str(), "system.posix_acl_default", &list, sizeof list, 0) == 0;
+}
+
+TEST_F(ItemOperations, ACopyIsNoMoreOpenThanTheOriginal) {
+  fs::create_directories(in("t/sub"));
+  fs::create_directories(in("target"));
+  writeFile(in("t/sub/f"), "secret");
+  fs::permissions(in("t/sub/f"), fs::perms(0640));
+  if (!openForAnother(in("target"))) GTEST_SKIP() << "there are no access lists here";
+  ASSERT_TRUE(copy("t", "target/t")) << error;
+  ASSERT_TRUE(copy("t/sub/f", "target/f")) << error;
+  for (const char* name : {"target/t", "target/t/sub", "target/t/sub/f", "target/f"})
+    for (const char* list : {"system.posix_acl_access", "system.posix_acl_default"})
+      EXPECT_LT(::getxattr(in(name).c_str(), list, nullptr, 0), 0) << name << " " << list;
+  EXPECT_EQ(statusOf(in("target/f")).st_mode & 07777, 0640u);
+  ASSERT_TRUE(openForAnother(in("t/sub")));  // what the original has is kept
+  ASSERT_TRUE(copy("t", "target/u")) << error;
+  EXPECT_GT(::getxattr(in("target/u/sub").c_str(), "system.posix_acl_default", nullptr, 0), 0);
+}
+
 TEST_F(ItemOperations, AMoveToAnotherVolumeKeepsEverything) {
   const std::string other = otherVolume(folder);
   if (other.empty()) GTEST_SKIP() << "there is one volume only";

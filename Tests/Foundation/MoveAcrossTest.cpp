@@ -203,6 +203,48 @@ TEST_F(MoveAcross, DotsAreRefused) {
   EXPECT_TRUE(fs::is_empty(other));
 }
 
+// The volume of the tests' folder may keep less of them than the other one.
+TEST_F(MoveAcross, AttributesThatCannotBeKeptAreAFailure) {
+  const std::string large(30'000, 'n');
+  fs::create_directories(at("t/sub"));
+  write(at("t/sub/doc"), "one");
+  const auto give = [&](const std::string& path, const std::string& value) {
+    return ::setxattr(path.c_str(), "user.note", value.data(), value.size(), 0) == 0;
+  };
+  const auto move = [&](const char* name) { return manager->moveItemAtPath(at(name), in("m"), &error); };
+  write(in("probe"), "");
+  if (!give(at("t"), large) || give(in("probe"), large)) GTEST_SKIP() << "both volumes keep the same";
+  fs::remove(in("probe"));
+  EXPECT_FALSE(move("t"));
+  EXPECT_EQ(error.code(), NSFileWriteOutOfSpaceError);
+  ASSERT_TRUE(give(at("t"), "small") && give(at("t/sub/doc"), large));
+  EXPECT_FALSE(move("t"));
+  EXPECT_FALSE(move("t/sub/doc"));
+  EXPECT_EQ(read(at("t/sub/doc")), "one");
+  EXPECT_TRUE(fs::is_empty(folder));
+  EXPECT_TRUE(manager->copyItemAtPath(at("t"), in("copy"), &error)) << error;  // a copy takes what it can
+  ASSERT_TRUE(give(at("t/sub/doc"), "small"));
+  EXPECT_TRUE(move("t")) << error;
+  for (const char* name : {"m", "m/sub/doc"}) {
+    char value[16];
+    EXPECT_EQ(::getxattr(in(name).c_str(), "user.note", value, sizeof value), 5) << name;
+  }
+}
+
+TEST_F(MoveAcross, AttributesOfReadOnlyFilesAreKept) {
+  fs::create_directories(in("t"));
+  write(in("t/doc"), "one");
+  if (::setxattr(in("t/doc").c_str(), "user.note", "n", 1, 0) != 0) GTEST_SKIP() << "there are no attributes";
+  for (const char* name : {"t", "t/doc"}) giveToNobody(in(name));
+  fs::permissions(in("t/doc"), fs::perms(0444));
+  for (const std::string& path : {folder, other}) fs::permissions(path, fs::perms(0777));
+  const int status = asNobody([&] { return manager->moveItemAtPath("t", at("t")) ? 0 : 1; });
+  if (status == 77) GTEST_SKIP() << "there are no privileges to drop";
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(modeOf(at("t/doc")), 0444u);
+  EXPECT_EQ(::getxattr(at("t/doc").c_str(), "user.note", nullptr, 0), 1);
+}
+
 TEST_F(MoveAcross, NoLinkIsFollowedToOpenAFolder) {
   fs::create_directories(in("t/closed"));
   write(in("t/closed/doc"), "one");

@@ -18,6 +18,10 @@ namespace {
 
 bool isSame(const struct stat& a, const struct stat& b) { return a.st_dev == b.st_dev && a.st_ino == b.st_ino; }
 
+Attributes attributesFor(Losses losses) {
+  return losses == Losses::Refused ? Attributes::Required : Attributes::AsPossible;
+}
+
 int openForCopy(int folder, const char* name) {
   // A pipe that took the file's place meanwhile would be waited for.
   return retried([&] { return ::openat(folder, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC); });
@@ -61,7 +65,7 @@ int copyLink(int fromFolder, const char* from, int toFolder, const char* to, str
 // be filled, and filling it changes its date.
 class TreeCopier {
  public:
-  TreeCopier(SpecialFiles special, CopyRecord* record) : special_(special), record_(record) {}
+  TreeCopier(Losses losses, CopyRecord* record) : losses_(losses), record_(record) {}
 
   // Into an empty folder.
   int copy(const ItemPlace& from, int toFolder, const char* to);
@@ -84,10 +88,10 @@ class TreeCopier {
   int enter(const char* name);
   int leave();
 
-  const SpecialFiles special_;
+  const Losses losses_;
   CopyRecord* const record_;
   struct stat target_ {};
-  FileCopier copier_;
+  FileCopier copier_{attributesFor(losses_)};
   FolderReader reader_;
   FolderStack from_;
   FolderStack to_;
@@ -144,16 +148,17 @@ int TreeCopier::copyEntry(unsigned char type, const char* name) {
     case DT_DIR: return enter(name);
     case DT_LNK: return copyLinkEntry(name);
     case DT_UNKNOWN: return ENOENT;
-    default: return special_ == SpecialFiles::LeftOut ? 0 : EINVAL;
+    default: return losses_ == Losses::LeftOut ? 0 : EINVAL;
   }
 }
 
-// Nobody else reads the new file before it is whole: its outermost folder is closed to everybody.
+// Nobody else reads the new file before it is whole: its outermost folder is closed to everybody. The owner may
+// write it until then, as attributes need that.
 int TreeCopier::copyFile(const char* name) {
   const Descriptor from(openForCopy(from_.innermost(), name));
   struct stat info;
   if (const int error = checkFile(from, info)) return error;
-  const Descriptor to(createFile(to_.innermost(), name, info.st_mode & 0777));
+  const Descriptor to(createFile(to_.innermost(), name, (info.st_mode & 0777) | 0600));
   if (to < 0) return errno;
   const int error = copier_.copy(from, to, &info);
   if (error == 0) note(name, info);
@@ -175,11 +180,12 @@ int TreeCopier::enter(const char* name) {
 }
 
 int TreeCopier::leave() {
-  copyFacts(from_.innermost(), to_.innermost(), levels_.back().info);
+  const int lost = copyFacts(from_.innermost(), to_.innermost(), levels_.back().info);
   levels_.pop_back();
-  const int error = from_.leave();
+  int error = from_.leave();
   const int second = to_.leave();
-  return error != 0 ? error : second;
+  if (error == 0) error = second;
+  return error == 0 && losses_ == Losses::Refused ? lost : error;
 }
 
 int openToPass(int folder, const char* name) {
@@ -200,21 +206,20 @@ bool liesWithin(int folder, const struct stat& root) {
   return false;
 }
 
-int copyFolderAside(const ItemPlace& from, int folder, SpecialFiles special, std::string& name,
-                    CopyRecord* record) {
+int copyFolderAside(const ItemPlace& from, int folder, Losses losses, std::string& name, CopyRecord* record) {
   struct stat info;
   if (const int error = from.status(info)) return error;
   if (liesWithin(folder, info)) return EINVAL;
   int error = makeHidden(name, [&](const char* hidden) { return ::mkdirat(folder, hidden, 0700); });
   if (error != 0) return error;
-  error = TreeCopier(special, record).copy(from, folder, name.c_str());
+  error = TreeCopier(losses, record).copy(from, folder, name.c_str());
   if (error != 0) discardItem(folder, name.c_str());
   return error;
 }
 
 // ---- files ------------------------------------------------------------------------------------
 
-int copyFileAside(int source, int folder, std::string& name, CopyRecord* record) {
+int copyFileAside(int source, int folder, Losses losses, std::string& name, CopyRecord* record) {
   int descriptor = -1;
   int error = makeHidden(name, [&](const char* hidden) {
     descriptor = createFile(folder, hidden, 0600);
@@ -223,7 +228,7 @@ int copyFileAside(int source, int folder, std::string& name, CopyRecord* record)
   const Descriptor target(descriptor);
   if (target < 0) return error;
   struct stat info;
-  error = FileCopier().copy(source, target, &info);
+  error = FileCopier(attributesFor(losses)).copy(source, target, &info);
   if (error != 0) return discardItem(folder, name.c_str()), error;
   if (record) record->add(CopyRecord::kOutside, "", info);
   return error;
@@ -264,7 +269,7 @@ int copyOpenFile(int source, const ItemPlace& to) {
     if (!cannotLink) return error;
   }
   std::string aside;
-  const int error = copyFileAside(source, to.folder(), aside, nullptr);
+  const int error = copyFileAside(source, to.folder(), Losses::LeftOut, aside, nullptr);
   return error != 0 ? error : giveName(aside, to);
 }
 
@@ -288,7 +293,7 @@ bool goesWith(const ItemPlace& item, const struct stat& info, const ItemPlace& r
 
 int copyFolder(const ItemPlace& from, const ItemPlace& to) {
   std::string aside;
-  const int error = copyFolderAside(from, to.folder(), SpecialFiles::LeftOut, aside, nullptr);
+  const int error = copyFolderAside(from, to.folder(), Losses::LeftOut, aside, nullptr);
   return error != 0 ? error : giveName(aside, to);
 }
 
@@ -315,7 +320,7 @@ int copyItemOver(const ItemPlace& from, const ItemPlace& to, const std::function
   if (const int error = from.status(info)) return error;
   if (goesWith(from, info, to, taken)) return EINVAL;
   std::string aside;
-  if (const int error = copyAside(from, to.folder(), SpecialFiles::LeftOut, aside)) return error;
+  if (const int error = copyAside(from, to.folder(), Losses::LeftOut, aside)) return error;
   try {
     makeRoom();
   } catch (...) {
@@ -325,18 +330,18 @@ int copyItemOver(const ItemPlace& from, const ItemPlace& to, const std::function
   return giveName(aside, to);
 }
 
-int copyAside(const ItemPlace& from, int folder, SpecialFiles special, std::string& name, CopyRecord* record) {
+int copyAside(const ItemPlace& from, int folder, Losses losses, std::string& name, CopyRecord* record) {
   struct stat info;
   if (const int error = from.status(info)) return error;
   switch (info.st_mode & S_IFMT) {
-    case S_IFDIR: return copyFolderAside(from, folder, special, name, record);
+    case S_IFDIR: return copyFolderAside(from, folder, losses, name, record);
     case S_IFLNK: return copyLinkAside(from, folder, name, record);
     case S_IFREG: break;
     default: return EINVAL;
   }
   const Descriptor source(openForCopy(from.folder(), from.name()));
   const int error = checkFile(source, info);
-  return error != 0 ? error : copyFileAside(source, folder, name, record);
+  return error != 0 ? error : copyFileAside(source, folder, losses, name, record);
 }
 
 }  // namespace orv::detail

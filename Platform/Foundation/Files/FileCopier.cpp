@@ -9,6 +9,7 @@
 #include <array>
 #include <limits>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Platform/Foundation/Files/Retry.h"
@@ -45,14 +46,17 @@ int writeAll(int descriptor, const char* bytes, size_t size, off_t at) {
   return 0;
 }
 
-void copyAttribute(int from, int to, const char* name) {
+// 0, or the errno when an attribute of the user's cannot be kept; the system's are kept where it allows that.
+int copyAttribute(int from, int to, const char* name) {
   std::vector<char> value(static_cast<size_t>(std::max<ssize_t>(::fgetxattr(from, name, nullptr, 0), 0)));
   const ssize_t length = ::fgetxattr(from, name, value.data(), value.size());
-  if (length >= 0) static_cast<void>(::fsetxattr(to, name, value.data(), static_cast<size_t>(length), 0));
+  const bool isKept = length >= 0 && ::fsetxattr(to, name, value.data(), static_cast<size_t>(length), 0) == 0;
+  const bool isGone = length < 0 && errno == ENODATA;
+  return isKept || isGone || !std::string_view(name).starts_with("user.") ? 0 : errno;
 }
 
-// True when there are any.
-bool copyAttributes(int from, int to) {
+// True when there are any. `lost` becomes the errno for one of the user's that cannot be kept.
+bool copyAttributes(int from, int to, int& lost) {
   const ssize_t size = ::flistxattr(from, nullptr, 0);
   if (size <= 0) return false;
   std::vector<char> names(static_cast<size_t>(size));
@@ -60,24 +64,34 @@ bool copyAttributes(int from, int to) {
   for (ssize_t at = 0; at < got;) {
     const char* name = names.data() + at;
     at += static_cast<ssize_t>(std::char_traits<char>::length(name)) + 1;
-    copyAttribute(from, to, name);
+    if (const int error = copyAttribute(from, to, name)) lost = error;
   }
   return true;
 }
 
+// Access lists that the copy has from its folder and the original has not would open it to others.
+void removeInheritedLists(int from, int to) {
+  for (const char* name : {"system.posix_acl_access", "system.posix_acl_default"})
+    if (::fgetxattr(from, name, nullptr, 0) < 0) static_cast<void>(::fremovexattr(to, name));
+}
+
 }  // namespace
 
-void copyFacts(int from, int to, const struct stat& info) {
+int copyFacts(int from, int to, const struct stat& info) {
   struct stat fresh {};
   static_cast<void>(::fstat(to, &fresh));
   bool sameOwner = fresh.st_uid == info.st_uid && fresh.st_gid == info.st_gid;
   if (!sameOwner) sameOwner = ::fchown(to, info.st_uid, info.st_gid) == 0;
-  const bool hasAttributes = copyAttributes(from, to);
+  int lost = 0;
+  const bool inherits = ::flistxattr(to, nullptr, 0) > 0;
+  if (inherits) removeInheritedLists(from, to);
+  const bool hasAttributes = copyAttributes(from, to, lost);
   // The set-user-ID bits only mean what they meant while the owner stays. An access list changes permissions.
   const mode_t mode = info.st_mode & (sameOwner ? 07777 : 01777);
-  if (hasAttributes || (fresh.st_mode & 07777) != mode) static_cast<void>(::fchmod(to, mode));
+  if (inherits || hasAttributes || (fresh.st_mode & 07777) != mode) static_cast<void>(::fchmod(to, mode));
   const std::array<timespec, 2> times{info.st_atim, info.st_mtim};
   static_cast<void>(::futimens(to, times.data()));
+  return lost;
 }
 
 int FileCopier::copy(int from, int to, struct stat* copied) {
@@ -89,10 +103,15 @@ int FileCopier::copy(int from, int to, struct stat* copied) {
     if (error == 0) error = copyContents(from, to, before);
     if (error == 0) error = statusOf(from, after);
     if (copied) *copied = before;
-    if (error == 0 && isUnchanged(before, after)) return copyFacts(from, to, before), 0;
+    if (error == 0 && isUnchanged(before, after)) return finish(from, to, before);
     before = after;
   }
   return error != 0 ? error : EBUSY;
+}
+
+int FileCopier::finish(int from, int to, const struct stat& info) const {
+  const int lost = copyFacts(from, to, info);
+  return attributes_ == Attributes::Required ? lost : 0;
 }
 
 int FileCopier::copyContents(int from, int to, const struct stat& info) {

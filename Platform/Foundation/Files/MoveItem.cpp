@@ -83,7 +83,7 @@ int Crossing::run() {
 // Makes the target, whole and on the disk.
 int Crossing::makeTarget() {
   std::string aside;
-  if (const int error = copyAside(from_, to_.folder(), SpecialFiles::Refused, aside, &record_)) return error;
+  if (const int error = copyAside(from_, to_.folder(), Losses::Refused, aside, &record_)) return error;
   int error = forceCopy(to_.folder(), aside.c_str());
   if (error == 0) error = verifyCopy(from_, to_.folder(), aside.c_str());
   if (error == 0 && ::fstatat(to_.folder(), aside.c_str(), &made_, AT_SYMLINK_NOFOLLOW) != 0) error = errno;
