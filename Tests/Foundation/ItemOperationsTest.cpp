@@ -130,6 +130,30 @@ TEST_F(ItemOperations, ACopyKeepsHoles) {
   EXPECT_LT(statusOf(in("hole copy")).st_blocks, 64);
 }
 
+// Reading the hole would take minutes.
+TEST_F(ItemOperations, HolesAreComparedWithoutReading) {
+  constexpr off_t kSize = off_t{1} << 40, kMiddle = kSize / 2 + 5;
+  const auto put = [&](const char* name, off_t at, const char* text) {
+    const int file = ::open(in(name).c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
+    EXPECT_EQ(::pwrite(file, text, 1, at), 1);
+    ::close(file);
+  };
+  const auto areEqual = [&] { return manager->contentsEqualAtPath(in("a"), in("b")); };
+  put("a", 0, "a");
+  put("b", 0, "a");
+  for (const char* name : {"a", "b"})
+    if (::truncate(in(name).c_str(), kSize) != 0) GTEST_SKIP() << "no file may be so large";
+  EXPECT_TRUE(areEqual());
+  put("b", kMiddle, "");
+  EXPECT_TRUE(areEqual()) << "a zero is what a hole reads as";
+  put("a", kMiddle, "x");
+  EXPECT_FALSE(areEqual());
+  put("b", kMiddle, "x");
+  EXPECT_TRUE(areEqual());
+  put("b", kSize - 1, "z");
+  EXPECT_FALSE(areEqual());
+}
+
 TEST_F(ItemOperations, FilesOfEverySizeAreCopiedWhole) {
   for (const size_t size :
        {0u, 1u, 4095u, 4096u, 131'072u, 131'073u, 262'143u, 262'144u, 262'145u, 1'500'000u}) {
