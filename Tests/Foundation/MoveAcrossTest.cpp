@@ -123,6 +123,27 @@ TEST_F(MoveAcross, WhatReplacesTheSourceMeanwhileStays) {
   EXPECT_EQ(read(at("doc")), "one");
 }
 
+TEST_F(MoveAcross, TagsThatTheSourceGetsMeanwhileStay) {
+  write(in("doc"), "one");
+  whileForced = [&] { return ::setxattr(in("doc").c_str(), "user.xdg.tags", "red", 3, 0); };
+  EXPECT_FALSE(move("doc"));
+  EXPECT_EQ(read(in("doc")), "one");
+  EXPECT_EQ(::getxattr(in("doc").c_str(), "user.xdg.tags", nullptr, 0), 3);
+}
+
+TEST_F(MoveAcross, FilesMayHaveSeveralNames) {
+  fs::create_directories(in("t/sub"));
+  write(in("t/doc"), "one");
+  for (const char* name : {"t/again", "t/sub/third", "outside"}) fs::create_hard_link(in("t/doc"), in(name));
+  EXPECT_TRUE(move("t")) << error;
+  for (const char* name : {"t/doc", "t/again", "t/sub/third"}) {
+    EXPECT_EQ(read(at(name)), "one");
+    EXPECT_EQ(fs::hard_link_count(at(name)), 1u);
+  }
+  EXPECT_EQ(read(in("outside")), "one");
+  EXPECT_FALSE(fs::exists(in("t")));
+}
+
 TEST_F(MoveAcross, WhatIsAddedToTheSourceMeanwhileStays) {
   fs::create_directories(in("t/sub"));
   write(in("t/sub/doc"), "one");

@@ -1,6 +1,8 @@
 #include "Platform/Foundation/Files/MoveItem.h"
 
 #include <fcntl.h>
+#include <linux/magic.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #include <string>
@@ -52,6 +54,19 @@ int verifyCopy(const ItemPlace& from, int folder, const char* name) {
 
 bool isSame(const struct stat& a, const struct stat& b) { return a.st_dev == b.st_dev && a.st_ino == b.st_ino; }
 
+// Whether the folder's file system keeps inode numbers, and dates of change as exact as they are at first.
+bool keepsIdentity(int folder) {
+  struct statfs info;
+  if (::fstatfs(folder, &info) != 0) return false;
+  switch (static_cast<unsigned long>(info.f_type)) {
+    case EXT4_SUPER_MAGIC:
+    case XFS_SUPER_MAGIC:
+    case BTRFS_SUPER_MAGIC:
+    case TMPFS_MAGIC: return true;
+    default: return false;
+  }
+}
+
 // The move of an item to another volume.
 class Crossing {
  public:
@@ -75,6 +90,7 @@ int Crossing::run() {
   if (const int error = checkRemovable(from_)) return error;
   if (const int error = makeTarget()) return error;
   bool removedAny = false;
+  record_.expectIdentity(keepsIdentity(from_.folder()));
   const int error = discardCopied(from_.folder(), from_.name(), record_, removedAny);
   if (error != 0 && !removedAny) takeBack();  // else it is the only whole one
   return error;
@@ -100,6 +116,7 @@ void Crossing::takeBack() {
   struct stat now;
   if (to_.status(now) != 0 || !isSame(now, made_)) return;
   bool removedAny = false;
+  record_.expectIdentity(false);
   if (verifyCopy(from_, to_.folder(), to_.name()) == 0)
     discardCopied(to_.folder(), to_.name(), record_, removedAny);
 }
