@@ -130,6 +130,30 @@ TEST_F(ItemOperations, ACopyKeepsHoles) {
   EXPECT_LT(statusOf(in("hole copy")).st_blocks, 64);
 }
 
+// Reading the hole would take minutes.
+TEST_F(ItemOperations, HolesAreComparedWithoutReading) {
+  constexpr off_t kSize = off_t{1} << 40, kMiddle = kSize / 2 + 5;
+  const auto put = [&](const char* name, off_t at, const char* text) {
+    const int file = ::open(in(name).c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
+    EXPECT_EQ(::pwrite(file, text, 1, at), 1);
+    ::close(file);
+  };
+  const auto areEqual = [&] { return manager->contentsEqualAtPath(in("a"), in("b")); };
+  put("a", 0, "a");
+  put("b", 0, "a");
+  for (const char* name : {"a", "b"})
+    if (::truncate(in(name).c_str(), kSize) != 0) GTEST_SKIP() << "no file may be so large";
+  EXPECT_TRUE(areEqual());
+  put("b", kMiddle, "");
+  EXPECT_TRUE(areEqual()) << "a zero is what a hole reads as";
+  put("a", kMiddle, "x");
+  EXPECT_FALSE(areEqual());
+  put("b", kMiddle, "x");
+  EXPECT_TRUE(areEqual());
+  put("b", kSize - 1, "z");
+  EXPECT_FALSE(areEqual());
+}
+
 TEST_F(ItemOperations, FilesOfEverySizeAreCopiedWhole) {
   for (const size_t size :
        {0u, 1u, 4095u, 4096u, 131'072u, 131'073u, 262'143u, 262'144u, 262'145u, 1'500'000u}) {
@@ -324,6 +348,36 @@ TEST_F(ItemOperations, AKilledCopyNeverShowsHalfAFile) {
     }
     fs::remove(in("copy"));
   }
+}
+
+// The access list of a folder, for what is made in it: its user 1001 may do everything.
+bool openForAnother(const std::string& folder) {
+  struct [[gnu::packed]] Entry {
+    uint16_t tag, permissions;
+    uint32_t id;
+  };
+  const struct [[gnu::packed]] {
+    uint32_t version = 2;
+    Entry entries[5] = {{1, 7, ~0u}, {2, 7, 1001}, {4, 5, ~0u}, {0x10, 7, ~0u}, {0x20, 0, ~0u}};
+  } list;
+  return ::setxattr(folder.c_str(), "system.posix_acl_default", &list, sizeof list, 0) == 0;
+}
+
+TEST_F(ItemOperations, ACopyIsNoMoreOpenThanTheOriginal) {
+  fs::create_directories(in("t/sub"));
+  fs::create_directories(in("target"));
+  writeFile(in("t/sub/f"), "secret");
+  fs::permissions(in("t/sub/f"), fs::perms(0640));
+  if (!openForAnother(in("target"))) GTEST_SKIP() << "there are no access lists here";
+  ASSERT_TRUE(copy("t", "target/t")) << error;
+  ASSERT_TRUE(copy("t/sub/f", "target/f")) << error;
+  for (const char* name : {"target/t", "target/t/sub", "target/t/sub/f", "target/f"})
+    for (const char* list : {"system.posix_acl_access", "system.posix_acl_default"})
+      EXPECT_LT(::getxattr(in(name).c_str(), list, nullptr, 0), 0) << name << " " << list;
+  EXPECT_EQ(statusOf(in("target/f")).st_mode & 07777, 0640u);
+  ASSERT_TRUE(openForAnother(in("t/sub")));  // what the original has is kept
+  ASSERT_TRUE(copy("t", "target/u")) << error;
+  EXPECT_GT(::getxattr(in("target/u/sub").c_str(), "system.posix_acl_default", nullptr, 0), 0);
 }
 
 TEST_F(ItemOperations, AMoveToAnotherVolumeKeepsEverything) {

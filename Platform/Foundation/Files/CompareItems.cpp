@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <climits>
 #include <cstring>
@@ -23,6 +24,15 @@ int openForReading(int folder, const char* name, int flags) {
   return retried([&] { return ::openat(folder, name, O_RDONLY | O_NOFOLLOW | O_CLOEXEC | flags); });
 }
 
+bool hasHoles(const struct stat& info) { return info.st_blocks < info.st_size / 512; }
+
+// Where the hole ends that the file has from here, if any; its end when no more data comes.
+off_t nextData(int file, off_t at) {
+  const off_t data = ::lseek(file, at, SEEK_DATA);
+  if (data >= 0) return data;
+  return errno == ENXIO ? ::lseek(file, 0, SEEK_END) : at;
+}
+
 // Compares one pair of files after the other.
 class FileComparer {
  public:
@@ -32,7 +42,7 @@ class FileComparer {
   // Fits the processor's cache, so that what was read is still there when it is compared.
   static constexpr size_t kSize = 256 * 1024;
 
-  int compareBytes(int a, int b, bool& equal);
+  int compareBytes(int a, int b, bool hasHoles, bool& equal);
   ssize_t comparePiece(int b, off_t at, size_t size, bool& equal);
 
   std::unique_ptr<char[]> bytesA_;
@@ -51,14 +61,15 @@ int FileComparer::compare(int folderA, const char* nameA, int folderB, const cha
   if (equal || !S_ISREG(infoA.st_mode) || !S_ISREG(infoB.st_mode) || infoA.st_size != infoB.st_size) return 0;
   if (static_cast<size_t>(infoA.st_size) > kSize)
     for (const int file : {a.number(), b.number()}) ::posix_fadvise(file, 0, 0, POSIX_FADV_SEQUENTIAL);
-  return compareBytes(a, b, equal);
+  return compareBytes(a, b, hasHoles(infoA) && hasHoles(infoB), equal);
 }
 
-int FileComparer::compareBytes(int a, int b, bool& equal) {
+int FileComparer::compareBytes(int a, int b, bool hasHoles, bool& equal) {
   if (!bytesA_) bytesA_ = std::make_unique_for_overwrite<char[]>(kSize);
   if (!bytesB_) bytesB_ = std::make_unique_for_overwrite<char[]>(kSize);
   equal = true;
   for (off_t at = 0; equal;) {
+    if (hasHoles) at = std::max(at, std::min(nextData(a, at), nextData(b, at)));
     const ssize_t got = retried([&] { return ::pread(a, bytesA_.get(), kSize, at); });
     if (got < 0 || comparePiece(b, at, static_cast<size_t>(got), equal) < 0) return equal = false, errno;
     if (got == 0) break;

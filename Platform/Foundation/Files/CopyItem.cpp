@@ -18,6 +18,10 @@ namespace {
 
 bool isSame(const struct stat& a, const struct stat& b) { return a.st_dev == b.st_dev && a.st_ino == b.st_ino; }
 
+Attributes attributesFor(Losses losses) {
+  return losses == Losses::Refused ? Attributes::Required : Attributes::AsPossible;
+}
+
 int openForCopy(int folder, const char* name) {
   // A pipe that took the file's place meanwhile would be waited for.
   return retried([&] { return ::openat(folder, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC); });
@@ -41,14 +45,14 @@ int checkFile(int descriptor, struct stat& info) {
   return S_ISREG(info.st_mode) ? 0 : EBUSY;  // it was another kind of item a moment ago
 }
 
-int copyLink(int fromFolder, const char* from, int toFolder, const char* to) {
+// `info` tells what the link was.
+int copyLink(int fromFolder, const char* from, int toFolder, const char* to, struct stat& info) {
   std::array<char, PATH_MAX + 1> place;
   const ssize_t size = ::readlinkat(fromFolder, from, place.data(), place.size() - 1);
   if (size < 0) return errno;
   place[static_cast<size_t>(size)] = '\0';
+  if (::fstatat(fromFolder, from, &info, AT_SYMLINK_NOFOLLOW) != 0) return errno;
   if (const int error = errorOf([&] { return ::symlinkat(place.data(), toFolder, to); })) return error;
-  struct stat info;
-  if (::fstatat(fromFolder, from, &info, AT_SYMLINK_NOFOLLOW) != 0) return 0;
   const std::array<timespec, 2> times{info.st_atim, info.st_mtim};
   static_cast<void>(::utimensat(toFolder, to, times.data(), AT_SYMLINK_NOFOLLOW));
   static_cast<void>(::fchownat(toFolder, to, info.st_uid, info.st_gid, AT_SYMLINK_NOFOLLOW));
@@ -61,7 +65,7 @@ int copyLink(int fromFolder, const char* from, int toFolder, const char* to) {
 // be filled, and filling it changes its date.
 class TreeCopier {
  public:
-  explicit TreeCopier(SpecialFiles special) : special_(special) {}
+  TreeCopier(Losses losses, CopyRecord* record) : losses_(losses), record_(record) {}
 
   // Into an empty folder.
   int copy(const ItemPlace& from, int toFolder, const char* to);
@@ -71,19 +75,23 @@ class TreeCopier {
     struct stat info;
     std::string entries;  // a type and a name with a zero byte behind, each
     size_t at = 0;
+    size_t number = 0;  // in the record
   };
 
-  int begin();
+  int begin(const char* name);
+  size_t note(const char* name, const struct stat& info);
   int readEntries(Level& level);
   int step();
   int copyEntry(unsigned char type, const char* name);
   int copyFile(const char* name);
+  int copyLinkEntry(const char* name);
   int enter(const char* name);
   int leave();
 
-  const SpecialFiles special_;
+  const Losses losses_;
+  CopyRecord* const record_;
   struct stat target_ {};
-  FileCopier copier_;
+  FileCopier copier_{attributesFor(losses_)};
   FolderReader reader_;
   FolderStack from_;
   FolderStack to_;
@@ -96,18 +104,23 @@ int TreeCopier::copy(const ItemPlace& from, int toFolder, const char* to) {
   int error = pushOpened(from_, openFolder(from.folder(), from.name()));
   if (error == 0) error = pushOpened(to_, openFolder(toFolder, to));
   if (error == 0 && ::fstat(to_.innermost(), &target_) != 0) error = errno;
-  if (error == 0) error = begin();
+  if (error == 0) error = begin("");
   while (error == 0 && !levels_.empty()) error = step();
   return error;
 }
 
-int TreeCopier::begin() {
+int TreeCopier::begin(const char* name) {
   Level level;
   if (::fstat(from_.innermost(), &level.info) != 0) return errno;
   if (isSame(level.info, target_)) return EINVAL;  // moved into the source meanwhile
   if (const int error = readEntries(level)) return error;
+  level.number = note(name, level.info);
   levels_.push_back(std::move(level));
   return 0;
+}
+
+size_t TreeCopier::note(const char* name, const struct stat& info) {
+  return record_ ? record_->add(levels_.empty() ? CopyRecord::kOutside : levels_.back().number, name, info) : 0;
 }
 
 int TreeCopier::readEntries(Level& level) {
@@ -133,34 +146,46 @@ int TreeCopier::copyEntry(unsigned char type, const char* name) {
   switch (type) {
     case DT_REG: return copyFile(name);
     case DT_DIR: return enter(name);
-    case DT_LNK: return copyLink(from_.innermost(), name, to_.innermost(), name);
+    case DT_LNK: return copyLinkEntry(name);
     case DT_UNKNOWN: return ENOENT;
-    default: return special_ == SpecialFiles::LeftOut ? 0 : EINVAL;
+    default: return losses_ == Losses::LeftOut ? 0 : EINVAL;
   }
 }
 
-// Nobody else reads the new file before it is whole: its outermost folder is closed to everybody.
+// Nobody else reads the new file before it is whole: its outermost folder is closed to everybody. The owner may
+// write it until then, as attributes need that.
 int TreeCopier::copyFile(const char* name) {
   const Descriptor from(openForCopy(from_.innermost(), name));
   struct stat info;
   if (const int error = checkFile(from, info)) return error;
-  const Descriptor to(createFile(to_.innermost(), name, info.st_mode & 0777));
-  return to < 0 ? errno : copier_.copy(from, to);
+  const Descriptor to(createFile(to_.innermost(), name, (info.st_mode & 0777) | 0600));
+  if (to < 0) return errno;
+  const int error = copier_.copy(from, to, &info);
+  if (error == 0) note(name, info);
+  return error;
+}
+
+int TreeCopier::copyLinkEntry(const char* name) {
+  struct stat info;
+  const int error = copyLink(from_.innermost(), name, to_.innermost(), name, info);
+  if (error == 0) note(name, info);
+  return error;
 }
 
 int TreeCopier::enter(const char* name) {
   int error = makeFolder(to_.innermost(), name);
   if (error == 0) error = to_.enter(name);
   if (error == 0) error = from_.enter(name);
-  return error == 0 ? begin() : error;
+  return error == 0 ? begin(name) : error;
 }
 
 int TreeCopier::leave() {
-  copyFacts(from_.innermost(), to_.innermost(), levels_.back().info);
+  const int lost = copyFacts(from_.innermost(), to_.innermost(), levels_.back().info);
   levels_.pop_back();
-  const int error = from_.leave();
+  int error = from_.leave();
   const int second = to_.leave();
-  return error != 0 ? error : second;
+  if (error == 0) error = second;
+  return error == 0 && losses_ == Losses::Refused ? lost : error;
 }
 
 int openToPass(int folder, const char* name) {
@@ -181,20 +206,20 @@ bool liesWithin(int folder, const struct stat& root) {
   return false;
 }
 
-int copyFolderAside(const ItemPlace& from, int folder, SpecialFiles special, std::string& name) {
+int copyFolderAside(const ItemPlace& from, int folder, Losses losses, std::string& name, CopyRecord* record) {
   struct stat info;
   if (const int error = from.status(info)) return error;
   if (liesWithin(folder, info)) return EINVAL;
   int error = makeHidden(name, [&](const char* hidden) { return ::mkdirat(folder, hidden, 0700); });
   if (error != 0) return error;
-  error = TreeCopier(special).copy(from, folder, name.c_str());
+  error = TreeCopier(losses, record).copy(from, folder, name.c_str());
   if (error != 0) discardItem(folder, name.c_str());
   return error;
 }
 
 // ---- files ------------------------------------------------------------------------------------
 
-int copyFileAside(int source, int folder, std::string& name) {
+int copyFileAside(int source, int folder, Losses losses, std::string& name, CopyRecord* record) {
   int descriptor = -1;
   int error = makeHidden(name, [&](const char* hidden) {
     descriptor = createFile(folder, hidden, 0600);
@@ -202,8 +227,20 @@ int copyFileAside(int source, int folder, std::string& name) {
   });
   const Descriptor target(descriptor);
   if (target < 0) return error;
-  error = FileCopier().copy(source, target);
-  if (error != 0) discardItem(folder, name.c_str());
+  struct stat info;
+  error = FileCopier(attributesFor(losses)).copy(source, target, &info);
+  if (error != 0) return discardItem(folder, name.c_str()), error;
+  if (record) record->add(CopyRecord::kOutside, "", info);
+  return error;
+}
+
+int copyLinkAside(const ItemPlace& from, int folder, std::string& name, CopyRecord* record) {
+  struct stat info;
+  const int error = makeHidden(name, [&](const char* hidden) {
+    errno = copyLink(from.folder(), from.name(), folder, hidden, info);
+    return errno == 0 ? 0 : -1;
+  });
+  if (error == 0 && record) record->add(CopyRecord::kOutside, "", info);
   return error;
 }
 
@@ -232,7 +269,7 @@ int copyOpenFile(int source, const ItemPlace& to) {
     if (!cannotLink) return error;
   }
   std::string aside;
-  const int error = copyFileAside(source, to.folder(), aside);
+  const int error = copyFileAside(source, to.folder(), Losses::LeftOut, aside, nullptr);
   return error != 0 ? error : giveName(aside, to);
 }
 
@@ -256,7 +293,7 @@ bool goesWith(const ItemPlace& item, const struct stat& info, const ItemPlace& r
 
 int copyFolder(const ItemPlace& from, const ItemPlace& to) {
   std::string aside;
-  const int error = copyFolderAside(from, to.folder(), SpecialFiles::LeftOut, aside);
+  const int error = copyFolderAside(from, to.folder(), Losses::LeftOut, aside, nullptr);
   return error != 0 ? error : giveName(aside, to);
 }
 
@@ -271,7 +308,7 @@ int copyItem(const ItemPlace& from, const ItemPlace& to) {
   switch (info.st_mode & S_IFMT) {
     case S_IFDIR: return copyFolder(from, to);
     case S_IFREG: return copyFile(from, to);
-    case S_IFLNK: return copyLink(from.folder(), from.name(), to.folder(), to.name());
+    case S_IFLNK: return copyLink(from.folder(), from.name(), to.folder(), to.name(), info);
     default: return EINVAL;
   }
 }
@@ -283,7 +320,7 @@ int copyItemOver(const ItemPlace& from, const ItemPlace& to, const std::function
   if (const int error = from.status(info)) return error;
   if (goesWith(from, info, to, taken)) return EINVAL;
   std::string aside;
-  if (const int error = copyAside(from, to.folder(), SpecialFiles::LeftOut, aside)) return error;
+  if (const int error = copyAside(from, to.folder(), Losses::LeftOut, aside)) return error;
   try {
     makeRoom();
   } catch (...) {
@@ -293,22 +330,18 @@ int copyItemOver(const ItemPlace& from, const ItemPlace& to, const std::function
   return giveName(aside, to);
 }
 
-int copyAside(const ItemPlace& from, int folder, SpecialFiles special, std::string& name) {
+int copyAside(const ItemPlace& from, int folder, Losses losses, std::string& name, CopyRecord* record) {
   struct stat info;
   if (const int error = from.status(info)) return error;
   switch (info.st_mode & S_IFMT) {
-    case S_IFDIR: return copyFolderAside(from, folder, special, name);
-    case S_IFLNK:
-      return makeHidden(name, [&](const char* hidden) {
-        errno = copyLink(from.folder(), from.name(), folder, hidden);
-        return errno == 0 ? 0 : -1;
-      });
+    case S_IFDIR: return copyFolderAside(from, folder, losses, name, record);
+    case S_IFLNK: return copyLinkAside(from, folder, name, record);
     case S_IFREG: break;
     default: return EINVAL;
   }
   const Descriptor source(openForCopy(from.folder(), from.name()));
   const int error = checkFile(source, info);
-  return error != 0 ? error : copyFileAside(source, folder, name);
+  return error != 0 ? error : copyFileAside(source, folder, losses, name, record);
 }
 
 }  // namespace orv::detail

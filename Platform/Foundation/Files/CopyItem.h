@@ -3,14 +3,15 @@
 #include <functional>
 #include <string>
 
+#include "Platform/Foundation/Files/CopyRecord.h"
 #include "Platform/Foundation/Files/ItemPlace.h"
 
 // Copying whole items, by open folders on both sides, so that paths may be of any length. Each answers 0 or the
 // errno of a failure, after which nothing is left of the copy.
 namespace orv::detail {
 
-// What becomes of sockets, pipes and devices inside a folder.
-enum class SpecialFiles { LeftOut, Refused };
+// What becomes of sockets, pipes and devices inside a folder, and of extended attributes that cannot be kept.
+enum class Losses { LeftOut, Refused };
 
 // A file, a link or a folder to a name that is not taken. EINVAL for anything else and for a folder that would
 // come into itself, EBUSY for a file that keeps changing.
@@ -21,7 +22,8 @@ int copyItem(const ItemPlace& from, const ItemPlace& to);
 // EEXIST when it is still there after the call.
 int copyItemOver(const ItemPlace& from, const ItemPlace& to, const std::function<void()>& makeRoom);
 
-// The same into an open folder under a hidden name, which is answered.
-int copyAside(const ItemPlace& from, int folder, SpecialFiles special, std::string& name);
+// The same into an open folder under a hidden name, which is answered. `record`, if any, takes what was copied.
+int copyAside(const ItemPlace& from, int folder, Losses losses, std::string& name,
+              CopyRecord* record = nullptr);
 
 }  // namespace orv::detail

@@ -51,9 +51,13 @@ int setAttribute(int file, const char* name, const Bytes& value) {
   return ::fsetxattr(file, name, value.data(), value.size(), 0) == 0 ? 0 : errno;
 }
 
-void copyAttribute(int from, int to, const char* name) {
+// 0, or the errno when one of the user's own cannot be kept; one that has just gone is not lost.
+int copyAttribute(int from, int to, const char* name) {
   Bytes value;
-  if (readAttribute(from, name, value) == 0) static_cast<void>(setAttribute(to, name, value));
+  int error = readAttribute(from, name, value);
+  if (error == ENODATA) return 0;
+  if (error == 0) error = setAttribute(to, name, value);
+  return std::string_view(name).starts_with("user.") ? error : 0;
 }
 
 bool isNone(int error) { return error == ENODATA || error == EOPNOTSUPP; }
@@ -104,20 +108,33 @@ mode_t withoutList(mode_t mode, const Bytes& list) {
   return (mode & ~mode_t{077}) | group << 3 | others;
 }
 
-}  // namespace
-
-bool copyAttributesButAccess(int from, int to) {
+// True when there are any.
+bool copyAllButAccess(int from, int to, int& lost) {
   Bytes names;
   readSized(names, [&](char* bytes, size_t size) { return listAttributes(from, bytes, size); });
   for (const char *name = names.data(), *end = name + names.size(); name < end; name += std::strlen(name) + 1)
-    if (std::string_view(name) != kAccessList) copyAttribute(from, to, name);
+    if (std::string_view(name) != kAccessList)
+      if (const int error = copyAttribute(from, to, name)) lost = error;
   return !names.empty();
 }
 
-bool copyAttributes(int from, int to) {
-  if (!copyAttributesButAccess(from, to)) return false;
+}  // namespace
+
+bool copyAttributesButAccess(int from, int to) {
+  int lost = 0;
+  return copyAllButAccess(from, to, lost);
+}
+
+bool copyAttributes(int from, int to, int* lost) {
+  int ignored = 0;
+  if (!copyAllButAccess(from, to, lost ? *lost : ignored)) return false;
   copyAttribute(from, to, kAccessList);
   return true;
+}
+
+void removeInheritedAccess(int from, int to) {
+  for (const char* name : {kAccessList, "system.posix_acl_default"})
+    if (::fgetxattr(from, name, nullptr, 0) < 0) static_cast<void>(::fremovexattr(to, name));
 }
 
 int takeAccessList(int from, int to, mode_t& mode) {

@@ -2,6 +2,7 @@
 
 #include <linux/fs.h>
 #include <sys/ioctl.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -45,20 +46,24 @@ int writeAll(int descriptor, const char* bytes, size_t size, off_t at) {
 
 }  // namespace
 
-void copyFacts(int from, int to, const struct stat& info) {
+int copyFacts(int from, int to, const struct stat& info) {
   struct stat fresh {};
   static_cast<void>(::fstat(to, &fresh));
   bool sameOwner = fresh.st_uid == info.st_uid && fresh.st_gid == info.st_gid;
   if (!sameOwner) sameOwner = ::fchown(to, info.st_uid, info.st_gid) == 0;
-  const bool hasAttributes = copyAttributes(from, to);
+  int lost = 0;
+  const bool inherits = ::flistxattr(to, nullptr, 0) > 0;
+  if (inherits) removeInheritedAccess(from, to);
+  const bool hasAttributes = copyAttributes(from, to, &lost);
   // The set-user-ID bits only mean what they meant while the owner stays. An access list changes permissions.
   const mode_t mode = info.st_mode & (sameOwner ? 07777 : 01777);
-  if (hasAttributes || (fresh.st_mode & 07777) != mode) static_cast<void>(::fchmod(to, mode));
+  if (inherits || hasAttributes || (fresh.st_mode & 07777) != mode) static_cast<void>(::fchmod(to, mode));
   const std::array<timespec, 2> times{info.st_atim, info.st_mtim};
   static_cast<void>(::futimens(to, times.data()));
+  return lost;
 }
 
-int FileCopier::copy(int from, int to) {
+int FileCopier::copy(int from, int to, struct stat* copied) {
   constexpr int kMostAttempts = 2;
   struct stat before, after;
   int error = statusOf(from, before);
@@ -66,10 +71,16 @@ int FileCopier::copy(int from, int to) {
     if (attempt > 0) error = setSize(to, 0);
     if (error == 0) error = copyContents(from, to, before);
     if (error == 0) error = statusOf(from, after);
-    if (error == 0 && isUnchanged(before, after)) return copyFacts(from, to, before), 0;
+    if (copied) *copied = before;
+    if (error == 0 && isUnchanged(before, after)) return finish(from, to, before);
     before = after;
   }
   return error != 0 ? error : EBUSY;
+}
+
+int FileCopier::finish(int from, int to, const struct stat& info) const {
+  const int lost = copyFacts(from, to, info);
+  return attributes_ == Attributes::Required ? lost : 0;
 }
 
 int FileCopier::copyContents(int from, int to, const struct stat& info) {

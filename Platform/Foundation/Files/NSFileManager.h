@@ -130,17 +130,21 @@ class ORV_EXPORT NSFileManager : public NSObject {
   bool removeItemAtURL(const NSURL& url, NSError* error = nullptr) const;
   // Never replaces the target and never moves into it. On one volume the item is renamed. Between volumes it is
   // copied aside, forced to the disk and compared before it gets its name, that is forced to the disk, too, and
-  // only then the source goes: at every moment one of the two is whole. A failure leaves the source as it was
-  // and no target; where it is the removal of a folder that fails halfway, the whole target stays beside what
-  // is left. What holds a socket, a pipe or a device cannot be moved so.
+  // only then of the source goes what was copied and has not changed since: at every moment one of the two is
+  // whole. A failure leaves the source as it was and no target. The target stays, whole, beside the source or
+  // what is left of it, when removing a folder fails halfway and when somebody changed either meanwhile: what
+  // others wrote is never removed. What holds a socket, a pipe, a device or an extended attribute named "user."
+  // that the other volume cannot keep is not moved there. Several names of one file become files of their own.
+  // A path that ends in "." or ".." is refused.
   bool moveItemAtPath(const NSString& from, const NSString& to, NSError* error = nullptr) const;
   bool moveItemAtURL(const NSURL& from, const NSURL& to, NSError* error = nullptr) const;
   // Files and whole trees, with holes, permissions, dates and extended attributes, and the owner where that is
-  // allowed; links as links. Sockets, pipes and devices inside a folder are left out. Where the file system
-  // can, the copy shares the contents. Never replaces the target, also one that appears meanwhile. The copy is
-  // made under a hidden name in the target's folder and renamed when it is whole: after a failure, such as an
-  // unreadable item or a file that keeps changing while it is read, there is none. A folder cannot be copied
-  // into itself. The copy is not forced to the disk.
+  // allowed; links as links. Left out are sockets, pipes and devices inside a folder, attributes that the
+  // target cannot keep, and access lists that the target's folder would add. Hard links become files of their
+  // own. Where the file system can, the copy shares the contents. Never replaces the target, also one that
+  // appears meanwhile. The copy is made under a hidden name in the target's folder and renamed when it is
+  // whole: after a failure, such as an unreadable item or a file that keeps changing while it is read, there is
+  // none. A folder cannot be copied into itself. The copy is not forced to the disk.
   bool copyItemAtPath(const NSString& from, const NSString& to, NSError* error = nullptr) const;
   bool copyItemAtURL(const NSURL& from, const NSURL& to, NSError* error = nullptr) const;
   // The same over what is at the target: `makeRoom` is called to remove it once the copy is whole beside it, so

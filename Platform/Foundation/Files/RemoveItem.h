@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Foundation/Files/CopyRecord.h"
 #include "Platform/Foundation/Files/ItemPlace.h"
 
 // Removing, by open folders: no link is followed, also one that takes a folder's place meanwhile, and the paths
@@ -7,13 +8,16 @@
 // below the item, and a volume mounted inside is one (EBUSY) that leaves the volume alone.
 namespace orv::detail {
 
-// A file, a link, or a folder with everything in it. A failure ends it halfway. `removedAny`, if any, tells
-// whether anything is gone.
-int removeItem(int folder, const char* name, bool* removedAny = nullptr);
+// A file, a link, or a folder with everything in it. A failure ends it halfway.
+int removeItem(int folder, const char* name);
 
-// The same for what is no longer needed, a half copy or what was moved away: folders that are closed to it are
-// opened first.
-int discardItem(int folder, const char* name, bool* removedAny = nullptr);
+// The same for a half copy: folders that are closed to it are opened first. Those that a failure leaves have
+// the permissions they had.
+int discardItem(int folder, const char* name);
+
+// The same for what was copied, only as far as the record holds it unchanged: EBUSY at the first item that is
+// new or another. Each is looked at just before it goes. `removedAny` tells whether anything is gone.
+int discardCopied(int folder, const char* name, const CopyRecord& record, bool& removedAny);
 
 // The item at a place; "/" and a name that ends in dots are refused.
 int removeItemAt(const ItemPlace& place);
