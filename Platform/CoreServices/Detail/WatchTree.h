@@ -99,6 +99,8 @@ class WatchTree {
   void arrive(FolderId folder, std::string_view name, uint32_t cookie);
   void vanish(FolderId folder, std::string_view name);
   void forgetWatch(FolderId folder);
+  void unmount(FolderId folder);
+  bool stands(FolderId folder);
 
   // Folders
   int addWatch(const std::string& path, uint32_t mask);
@@ -113,6 +115,8 @@ class WatchTree {
   void end(FolderId folder);
   bool isAlias(FolderId folder, const std::string& path) const;
   void takeLeaving(FolderId folder);
+  void markClosed(FolderId folder);
+  void retryClosed(FolderId folder);
 
   // Scans
   void scanLater(const Scan& scan);

@@ -80,6 +80,7 @@ void WatchTree::recheck(FolderId parent, const std::string& name) {
 // False when the folder is not there.
 bool WatchTree::look(const Scan& scan) {
   if (!list_.open(folders_.path(scan.folder))) return false;
+  folders_.set(scan.folder, FolderTable::Closed, false);
   while (list_.next()) {
     const FolderList::Kind kind = list_.kind();
     if (scan.look == Look::All)
@@ -181,6 +182,7 @@ void WatchTree::poll() {
   std::sort(folders.begin(), folders.end());
   for (const FolderId folder : folders)
     if (polled_.contains(folder)) pollFolder(folder, since);
+  rootsChanged_ = true;  // one may have come or gone in them
   polledAt_ = started;
   if (polled_.empty()) warned_ = false;
   const int64_t now = Moment::now().steady;
