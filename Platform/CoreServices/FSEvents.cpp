@@ -88,8 +88,11 @@ class Subscription : public detail::WatchClient, public std::enable_shared_from_
     loop->perform(stream, "deliver", nil, 0, [self = shared_from_this()] { self->deliver(); });
   }
 
+  // Nobody takes what waits when the loop has ended.
   bool isFree() override {
+    const bool isHeard = static_cast<bool>(loop_.lock());
     const std::lock_guard lock(mutex_);
+    if (!isHeard) batch_.clear();
     return batch_.empty();
   }
 
@@ -153,8 +156,9 @@ bool FSEventStream::start() {
   subscription->fileEvents = (flags & kFSEventStreamCreateFlagFileEvents) != 0;
   subscription->noDefer = (flags & kFSEventStreamCreateFlagNoDefer) != 0;
   subscription->latency = latency;
-  WatchService::shared().add(subscription);
-  return true;
+  if (WatchService::shared().add(subscription)) return true;
+  subscription = nullptr;
+  return false;
 }
 
 void FSEventStream::stop() {

@@ -189,8 +189,7 @@ class AsNobody {
  public:
   explicit AsNobody(const std::string& folder) {
     if (::geteuid() != 0) return;
-    constexpr auto kOpen = fs::perms::others_read | fs::perms::others_exec;
-    constexpr auto kOpen = fs::perms::others_read | fs::perms::others_exec;
+    constexpr auto kOpen = static_cast<fs::perms>(0055);  // the group stays
     for (fs::path above = folder; above.has_relative_path(); above = above.parent_path())
       if ((fs::status(above).permissions() & kOpen) != kOpen)
         fs::permissions(above, kOpen, fs::perm_options::add);

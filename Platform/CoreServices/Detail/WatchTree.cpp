@@ -245,7 +245,8 @@ FolderId WatchTree::enterUnwatched(const Found& found, int error, Look look, boo
   if (!isShortage(error) && !(error == -EACCES && look == Look::Nothing)) return kNoFolder;
   FolderList::Facts facts;
   if (!FolderList::factsOf(path_, facts) || !facts.isFolder) return kNoFolder;
-  if (isShortage(error) && !std::exchange(warned_, true)) reportWatchLimit(path_, watches_);
+  if (isShortage(error) && !std::exchange(warned_, true))
+    inotify_.isOpen() ? reportWatchLimit(path_, watches_) : reportInstanceLimit(path_);
   if (polled_.empty()) polledAt_ = Moment::now();
   nextPoll_ = std::min(nextPoll_, Moment::now().steady + 1'000'000'000);
   if (found.known != kNoFolder) {
@@ -345,7 +346,9 @@ int64_t WatchTree::nextDue() const {
 }
 
 WatchTree::Numbers WatchTree::numbers() const {
-  return {folders_.count(), watches_, polled_.size(), folders_.bytes(), comparisons_};
+  size_t waiting = 0;
+  for (const WatchClient* client : clients_) waiting += client->waiting.entries().size();
+  return {folders_.count(), watches_, polled_.size(), folders_.bytes(), comparisons_, waiting};
 }
 
 // ---- Notes

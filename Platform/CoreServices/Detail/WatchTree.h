@@ -30,6 +30,7 @@ class WatchTree {
     size_t polled = 0;
     size_t bytes = 0;
     size_t comparisons = 0;  // after lost events
+    size_t waiting = 0;      // items in batches that were not offered yet
   };
 
   explicit WatchTree(Inotify& inotify) : inotify_(inotify) {}

@@ -177,6 +177,7 @@ void WatchTree::dropUnvisited(FolderId parent) {
 void WatchTree::poll() {
   const Moment started = Moment::now();
   const int64_t since = polledAt_.earliestDate();
+  inotify_.open();  // there may have been no instance until now
   std::vector<FolderId> folders;
   for (const auto& [folder, inode] : polled_) folders.push_back(folder);
   std::sort(folders.begin(), folders.end());
