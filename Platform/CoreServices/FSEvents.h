@@ -21,15 +21,16 @@
 //
 // 1. Watching is recursive. A folder that is created and filled at once, or moved into the tree, is seen whole:
 //    everything in it is reported. Links below the root are reported and never followed; the root's own path is
-//    resolved when the stream starts.
+//    resolved when the stream starts, and again while no folder is found there.
 // 2. Events wait for `latency` seconds after the first of them and arrive in one call: one event for each path,
 //    with the flags of all that happened to it, ordered by their numbers. Paths are absolute and resolved,
 //    without a trailing slash. What was removed or renamed away comes with its old path, a rename inside the
 //    tree as two events. An item whose folder is renamed while its event waits comes with its new path.
 // 3. The callback runs on the run loop's thread, while that runs its loop. After FSEventStreamStop it is not
 //    called again; stopped by another thread, a call that is under way ends.
-// 4. A root that is missing, removed or moved away is waited for: when a folder stands at its path again,
-//    everything in it is reported.
+// 4. A root that is missing, removed or moved away is waited for: when a folder, or a link to one, stands at
+// its
+//    path again, everything in it is reported.
 // 5. When changes come faster than they can be read, the kernel drops some. Then the trees are compared with
 //    the time up to which everything is known: what changed since is reported with
 //    kFSEventStreamEventFlagKernelDropped. The names of files that were removed meanwhile are not known; the
@@ -111,7 +112,8 @@ using FSEventStreamCallback = void (*)(ConstFSEventStreamRef stream, void* conte
                                        const FSEventStreamEventId* eventIds);
 
 // A stream that is not running yet, to be released by the caller. Null when there is no callback or no path;
-// elements that are no strings, and empty ones, are no paths. A path need not exist. `sinceWhen` other than
+// elements that are no strings, and empty ones, are no paths; nor are relative ones when the process's working
+// folder has been removed. A path need not exist. `sinceWhen` other than
 // kFSEventStreamEventIdSinceNow is taken as it: no history is kept.
 ORV_EXPORT FSEventStreamRef FSEventStreamCreate(FSEventStreamCallback callback,
                                                 const FSEventStreamContext* context,

@@ -93,6 +93,59 @@ TEST_F(FSEventsPlaces, AMissingRootBelowAFolderWithoutAWatchIsFound) {
   detail::WatchService::shared().setLimit(SIZE_MAX);
 }
 
+// ---- Roots behind links
+
+TEST_F(FSEventsPlaces, AMissingRootIsFoundBehindALinkThatIsMadeLater) {
+  const std::string link = own + "/link";
+  fs::create_directories(root + "/below");
+  for (const char* rest : {"", "/below"}) {
+    for (const bool shared : {false, true}) {
+      const std::string target = root + rest;
+      EventCollector events({link + rest});
+      std::unique_ptr<EventCollector> outer;
+      if (shared) outer = std::make_unique<EventCollector>(std::vector<std::string>{own});
+      fs::create_directory_symlink("tree", link);
+      EXPECT_TRUE(events.waitFor(target, kRootChanged)) << rest << shared;
+      touch(target + "/file");
+      EXPECT_TRUE(events.waitFor(target + "/file")) << rest << shared;
+      fs::remove(target + "/file");
+      fs::remove(link);
+    }
+  }
+}
+
+TEST_F(FSEventsPlaces, ALinkToNothingIsARootThatIsMissing) {
+  fs::create_symlink(root + "/../tree/later", own + "/link");
+  EventCollector events({own + "/link"});
+  fs::create_directory(root + "/later");
+  touch(root + "/later/file");
+  EXPECT_TRUE(events.waitFor(root + "/later/file"));
+}
+
+TEST_F(FSEventsPlaces, ALinkToItselfIsNoFolder) {
+  fs::create_symlink("loop", root + "/loop");
+  EventCollector events({root + "/loop", root});
+  ASSERT_TRUE(events.started);
+  EXPECT_TRUE(events.settle(root));
+}
+
+TEST_F(FSEventsPlaces, RelativePathsAreNoneWhenTheWorkingFolderIsGone) {
+  const fs::path before = fs::current_path();
+  const auto create = [&](const NSArray& paths) {
+    return FSEventStreamCreate(
+        [](ConstFSEventStreamRef, void*, size_t, void*, const uint32_t*, const uint64_t*) {}, nullptr, paths,
+        kFSEventStreamEventIdSinceNow, 0, 0);
+  };
+  fs::create_directory(own + "/gone");
+  fs::current_path(own + "/gone");
+  fs::remove(own + "/gone");
+  EXPECT_EQ(create({"relative"}), nullptr);
+  const FSEventStreamRef stream = create({"relative", root});
+  EXPECT_NE(stream, nullptr);
+  FSEventStreamRelease(stream);
+  fs::current_path(before);
+}
+
 // ---- Exchanged folders
 
 void exchange(const std::string& one, const std::string& other) {

@@ -73,8 +73,8 @@ void WatchTree::handleOwn(FolderId folder, uint32_t mask) {
 
 void WatchTree::handleChild(FolderId folder, std::string_view name, const inotify_event& event) {
   note(folder, name, itemFlags(event.mask));
+  if (concernsRoot(folder, name, event.mask)) rootsChanged_ = true;
   if (!(event.mask & IN_ISDIR)) return;
-  if (!(event.mask & IN_ATTRIB) && leadsToRoot(folder, name)) rootsChanged_ = true;
   if (event.mask & IN_MOVED_FROM) return leave(folder, name, event.cookie);
   if (event.mask & IN_MOVED_TO) return arrive(folder, name, event.cookie);
   if (event.mask & IN_DELETE) return vanish(folder, name);
@@ -85,9 +85,8 @@ void WatchTree::handleChild(FolderId folder, std::string_view name, const inotif
 
 // In a folder that lies above a root.
 void WatchTree::handleOnTheWay(FolderId folder, std::string_view name, const inotify_event& event) {
-  if (!(event.mask & IN_ISDIR)) return;
-  if (event.mask & IN_MOVED_FROM) leave(folder, name, event.cookie);
-  if (leadsToRoot(folder, name)) rootsChanged_ = true;
+  if ((event.mask & IN_ISDIR) && (event.mask & IN_MOVED_FROM)) leave(folder, name, event.cookie);
+  if (concernsRoot(folder, name, event.mask)) rootsChanged_ = true;
 }
 
 void WatchTree::leave(FolderId folder, std::string_view name, uint32_t cookie) {

@@ -62,7 +62,8 @@ class WatchTree {
 
   struct Root {
     WatchClient* client;
-    std::string path;
+    std::string given;
+    std::string path;  // where that leads, looked up anew as long as there is no folder
     FolderId folder = kNoFolder;
     bool present = false;
   };
@@ -140,11 +141,13 @@ class WatchTree {
   // Roots
   void checkRoots();
   void checkRoot(Root& root, bool starting);
+  FolderId find(Root& root);
   FolderId follow(const std::string& path);
   void tellRoot(const Root& root);
   void markRoots();
   void prune();
   bool leadsToRoot(FolderId folder, std::string_view name) const;
+  bool concernsRoot(FolderId folder, std::string_view name, uint32_t mask) const;
 
   // Notes
   const std::vector<WatchClient*>& clientsOf(FolderId folder);
