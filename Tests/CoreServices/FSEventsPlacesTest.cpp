@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -161,6 +162,21 @@ TEST_F(FSEventsPlaces, BothOfTwoExchangedFoldersStayWatched) {
     touch(root + name);
     EXPECT_TRUE(events.waitFor(root + name)) << name;
   }
+}
+
+TEST_F(FSEventsPlaces, ExchangedFoldersWithoutWatchesAreLookedThrough) {
+  for (const char* name : {"/a/in-a", "/c/in-c"}) fs::create_directories(root + name);
+  const size_t way = static_cast<size_t>(std::count(root.begin(), root.end(), '/')) + 1;
+  detail::WatchService::shared().setLimit(way);  // enough for the root alone
+  EventCollector events({root});
+  EXPECT_EQ(detail::WatchService::shared().numbers().watches, way);
+  exchange(root + "/a", root + "/c");
+  ASSERT_TRUE(events.settle(root));
+  for (const char* name : {"/a/f", "/c/f", "/a/in-c/f", "/c/in-a/f"}) {
+    touch(root + name);
+    EXPECT_TRUE(events.waitFor(root + name)) << name;
+  }
+  detail::WatchService::shared().setLimit(SIZE_MAX);
 }
 
 TEST_F(FSEventsPlaces, ChainsOfExchangesBlindNobody) {

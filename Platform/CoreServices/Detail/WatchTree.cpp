@@ -100,8 +100,10 @@ void WatchTree::leave(FolderId folder, std::string_view name, uint32_t cookie) {
 // Whether a folder is where it is thought to be. Folders that are exchanged are told of one after the other,
 // so what is said to leave a place may be what has just arrived there.
 bool WatchTree::stands(FolderId folder) {
-  if (folders_.watch(folder) < 0) return false;
-  const int watch = inotify_.add(folders_.path(folder).c_str(), kSameMask);
+  FolderList::Facts facts;
+  const std::string path = folders_.path(folder);
+  if (folders_.watch(folder) < 0) return FolderList::factsOf(path, facts) && isUnwatched(folder, facts.inode);
+  const int watch = inotify_.add(path.c_str(), kSameMask);
   if (watch >= 0 && folders_.withWatch(watch) == kNoFolder) inotify_.remove(watch);
   return watch == folders_.watch(folder);
 }
@@ -129,6 +131,12 @@ void WatchTree::forgetWatch(FolderId folder) {
   if (folder == FolderTable::top()) return;
   takeLeaving(folder);
   drop(folder);
+}
+
+// Whether a folder is the one without a watch that has this inode.
+bool WatchTree::isUnwatched(FolderId folder, uint64_t inode) const {
+  const auto polled = polled_.find(folder);
+  return polled != polled_.end() && polled->second == inode;
 }
 
 // A folder went with its volume. What lay under it, if it was the volume's top, is there again.
@@ -248,10 +256,11 @@ FolderId WatchTree::enterUnwatched(const Found& found, int error, Look look, boo
     inotify_.isOpen() ? reportWatchLimit(path_, watches_) : reportInstanceLimit(path_);
   if (polled_.empty()) polledAt_ = Moment::now();
   nextPoll_ = std::min(nextPoll_, Moment::now().steady + 1'000'000'000);
-  if (found.known != kNoFolder) {
+  if (found.known != kNoFolder && (!isShortage(error) || isUnwatched(found.known, facts.inode))) {
     if (deep) scanLater({found.known, look, true});
     return found.known;
   }
+  if (found.known != kNoFolder) displace(found.known);
   const FolderId folder = folders_.add(found.parent, found.name);
   polled_[folder] = facts.inode;
   scanLater({folder, lookForNew(found.parent, look), false});

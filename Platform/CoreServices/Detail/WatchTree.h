@@ -103,6 +103,7 @@ class WatchTree {
   void forgetWatch(FolderId folder);
   void unmount(FolderId folder);
   bool stands(FolderId folder);
+  bool isUnwatched(FolderId folder, uint64_t inode) const;
 
   // Folders
   int addWatch(const std::string& path, uint32_t mask);
