@@ -9,3 +9,11 @@ void orv::detail::reportWatchLimit(const std::string& path, size_t watches) {
       "else is left over is looked through about once a second",
       watches, NSString::stringWithFileSystemRepresentation(path));
 }
+
+void orv::detail::reportInstanceLimit(const std::string& path) {
+  OrvLogWarning(
+      "File events: no inotify instance is left (fs.inotify.max_user_instances, or this process's limit of "
+      "open "
+      "files). Until there is one, %@ and all that is watched is looked through about once a second",
+      NSString::stringWithFileSystemRepresentation(path));
+}

@@ -13,9 +13,12 @@ namespace {
 
 constexpr double kLatency = 0.25;  // seconds
 
-// The path of a file URL, or a string as it is; nil for anything else.
+// The path of a file URL, or a string as it is; nil for an empty one and for anything else.
 NSString pathOf(const Value& location) {
-  if (location.isKindOf<NSString>()) return location.as<NSString>();
+  if (location.isKindOf<NSString>()) {
+    const auto path = location.as<NSString>();
+    return path.length() > 0 ? path : NSString();
+  }
   const auto url = location.as<NSURL>();
   return url.isFileURL() ? url.path() : NSString();
 }
@@ -79,6 +82,7 @@ void OrvDirectoryObserver::forcedCheck() {
   const uint64_t current = refreshes_;
   for (const Value& folder : observedDirectories_.allObjects()) {
     if (current != refreshes_) return;
+    if (!pathOf(folder)) continue;
     const NSArray files = NSFileManager::defaultManager()->zuListAllVisibleFilesInSubFolders(zxFileURL(folder));
     OrvLogInfo("Forced check of %@, found %d entries.", folder, files.count());
     if (files.count() > 0) fileChanges(pathsOf(files));

@@ -36,8 +36,8 @@ class ORV_EXPORT OrvDirectoryObserver : public NSObject {
   ~OrvDirectoryObserver() override;
   NSString className() const override { return "OrvDirectoryObserver"; }
 
-  // Watches these folders and no others. File URLs and path strings are taken; anything else is dropped. A
-  // relative path is one below the process's working folder.
+  // Watches these folders and no others. File URLs and path strings are taken; anything else, and an
+  // empty path, is dropped. A relative path is one below the process's working folder.
   void observeDirectories(const NSArray& urlsOrPaths);
   void stopObservingDirectories();
   // Starts anew over `observedDirectories`, with the look at what is there.

@@ -20,16 +20,6 @@ using detail::WatchService;
 
 constexpr double kLongestLatency = 1e6;  // seconds
 
-// Absolute, without links as far as it exists, without a slash at the end; "" for "/".
-std::string resolvedPath(const fs::path& given) {
-  std::error_code error;
-  fs::path path = fs::weakly_canonical(given, error);
-  if (error) path = given.lexically_normal();
-  std::string text = path.string();
-  while (text.ends_with('/')) text.pop_back();
-  return text;
-}
-
 int64_t nanoseconds(double seconds) {
   return std::isnan(seconds) ? 0 : std::llround(std::clamp(seconds, 0.0, kLongestLatency) * 1e9);
 }
@@ -88,8 +78,11 @@ class Subscription : public detail::WatchClient, public std::enable_shared_from_
     loop->perform(stream, "deliver", nil, 0, [self = shared_from_this()] { self->deliver(); });
   }
 
+  // Nobody takes what waits when the loop has ended.
   bool isFree() override {
+    const bool isHeard = static_cast<bool>(loop_.lock());
     const std::lock_guard lock(mutex_);
+    if (!isHeard) batch_.clear();
     return batch_.empty();
   }
 
@@ -125,12 +118,14 @@ class Subscription : public detail::WatchClient, public std::enable_shared_from_
   bool ended_ = false;
 };
 
+// Relative paths are dropped when the working folder has been removed.
 std::vector<fs::path> locationsOf(const NSArray& paths) {
   std::vector<fs::path> locations;
   for (const Value& each : paths) {
     const std::string path = each.as<NSString>().fileSystemRepresentation();
     std::error_code error;
-    if (!path.empty()) locations.push_back(fs::absolute(path, error));
+    fs::path location = path.empty() ? fs::path() : fs::absolute(path, error);
+    if (!error && location.is_absolute()) locations.push_back(std::move(location));
   }
   return locations;
 }
@@ -148,13 +143,14 @@ void FSEventStream::schedule(const Ref<NSRunLoop>& runLoop, const NSString& mode
 bool FSEventStream::start() {
   if (invalid || subscription || !loop.lock()) return false;
   subscription = std::make_shared<Subscription>(Ref<FSEventStream>(this), loop);
-  for (const fs::path& location : locations) subscription->paths.push_back(resolvedPath(location));
+  for (const fs::path& location : locations) subscription->paths.push_back(location.string());
   subscription->watchRoot = (flags & kFSEventStreamCreateFlagWatchRoot) != 0;
   subscription->fileEvents = (flags & kFSEventStreamCreateFlagFileEvents) != 0;
   subscription->noDefer = (flags & kFSEventStreamCreateFlagNoDefer) != 0;
   subscription->latency = latency;
-  WatchService::shared().add(subscription);
-  return true;
+  if (WatchService::shared().add(subscription)) return true;
+  subscription = nullptr;
+  return false;
 }
 
 void FSEventStream::stop() {

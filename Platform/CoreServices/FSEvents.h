@@ -21,25 +21,32 @@
 //
 // 1. Watching is recursive. A folder that is created and filled at once, or moved into the tree, is seen whole:
 //    everything in it is reported. Links below the root are reported and never followed; the root's own path is
-//    resolved when the stream starts.
+//    resolved when the stream starts, and again while no folder is found there.
 // 2. Events wait for `latency` seconds after the first of them and arrive in one call: one event for each path,
 //    with the flags of all that happened to it, ordered by their numbers. Paths are absolute and resolved,
 //    without a trailing slash. What was removed or renamed away comes with its old path, a rename inside the
 //    tree as two events. An item whose folder is renamed while its event waits comes with its new path.
 // 3. The callback runs on the run loop's thread, while that runs its loop. After FSEventStreamStop it is not
 //    called again; stopped by another thread, a call that is under way ends.
-// 4. A root that is missing, removed or moved away is waited for: when a folder stands at its path again,
-//    everything in it is reported.
+// 4. A root that is missing, removed or moved away is waited for: when a folder, or a link to one, stands at
+// its
+//    path again, everything in it is reported.
 // 5. When changes come faster than they can be read, the kernel drops some. Then the trees are compared with
 //    the time up to which everything is known: what changed since is reported with
 //    kFSEventStreamEventFlagKernelDropped. The names of files that were removed meanwhile are not known; the
 //    folder that they were removed from is reported. No copy of the tree is kept for it.
-// 6. When the system allows no more watches (fs.inotify.max_user_watches), one Warning is logged and the
-// folders
-//    that are left over are looked through about once a second.
+// 6. When the system allows no more watches (fs.inotify.max_user_watches), or no inotify instance, one Warning
+// is
+//    logged and the folders that are left over are looked through about once a second, until they can be
+//    watched.
+// 7. When a volume inside a tree is unmounted, its folders come with kFSEventStreamEventFlagUnmount, and what
+// lies
+//    under it is reported as new. In a child that was forked and runs no other program, the parent's streams
+//    are silent and can only be stopped and released; new ones work.
 //
-// Not seen is what is changed through a memory map alone, what others change on a network volume, and what lies
-// below folders whose paths are longer than the system takes (4,095 bytes).
+// Not seen is what is changed through a memory map alone, or through a hard link that lies outside the tree;
+// what others change on a network volume; a volume that is mounted inside the tree while the stream runs; and
+// what lies below folders whose paths are longer than the system takes (4,095 bytes).
 //
 // Threads: everything may be called on every thread; one stream is to be used by one thread at a time. All
 // streams of a process share one inotify instance, one reading thread, and the watches of folders that several
@@ -75,7 +82,7 @@ enum : FSEventStreamEventFlags {
   kFSEventStreamEventFlagHistoryDone = 0x10,
   kFSEventStreamEventFlagRootChanged = 0x20,  // the event's path is the root's and its number 0
   kFSEventStreamEventFlagMount = 0x40,
-  kFSEventStreamEventFlagUnmount = 0x80,
+  kFSEventStreamEventFlagUnmount = 0x80,  // the folder went with its volume
   kFSEventStreamEventFlagItemCreated = 0x100,
   kFSEventStreamEventFlagItemRemoved = 0x200,
   kFSEventStreamEventFlagItemInodeMetaMod = 0x400,  // permissions, owner, dates or extended attributes
@@ -105,7 +112,8 @@ using FSEventStreamCallback = void (*)(ConstFSEventStreamRef stream, void* conte
                                        const FSEventStreamEventId* eventIds);
 
 // A stream that is not running yet, to be released by the caller. Null when there is no callback or no path;
-// elements that are no strings, and empty ones, are no paths. A path need not exist. `sinceWhen` other than
+// elements that are no strings, and empty ones, are no paths; nor are relative ones when the process's working
+// folder has been removed. A path need not exist. `sinceWhen` other than
 // kFSEventStreamEventIdSinceNow is taken as it: no history is kept.
 ORV_EXPORT FSEventStreamRef FSEventStreamCreate(FSEventStreamCallback callback,
                                                 const FSEventStreamContext* context,
@@ -118,7 +126,8 @@ ORV_EXPORT void FSEventStreamScheduleWithRunLoop(FSEventStreamRef stream, const 
                                                  const NSString& mode);
 
 // Returns when everything that exists is watched: changes from then on are reported. False for a stream that
-// is not scheduled, is running, or was invalidated.
+// is not scheduled, is running, or was invalidated, and when no descriptor or no thread is left for the first
+// one.
 ORV_EXPORT bool FSEventStreamStart(FSEventStreamRef stream);
 // Drops what was not delivered. A stream may be started again.
 ORV_EXPORT void FSEventStreamStop(FSEventStreamRef stream);

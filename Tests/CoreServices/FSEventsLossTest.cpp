@@ -1,7 +1,9 @@
 // What must not be lost: events that the kernel drops, folders that get no watch, and anything at all while a
 // tree is turned upside down.
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <stdio.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -218,7 +220,7 @@ class Soak {
       : root_(std::move(root)), other_(std::move(other)), random_(seed) {}
 
   void step() {
-    switch (pick(13)) {
+    switch (pick(14)) {
       case 0:
       case 1:
       case 2: return write(folder() + "/" + name());
@@ -231,6 +233,7 @@ class Soak {
       case 9: return removeFile();
       case 10: return removeFolder();
       case 11: return renameFolder(other_);
+      case 12: return exchange();
       default: return moveIn();
     }
   }
@@ -269,6 +272,12 @@ class Soak {
   void renameFolder(const std::string& into) {
     const std::string from = any(true);
     if (from != root_) fs::rename(from, into + "/" + name(), error_);
+  }
+  void exchange() {
+    const std::string from = any(true);
+    const std::string to = any(pick(4) > 0);
+    if (from != root_ && to != root_)
+      ::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_EXCHANGE);
   }
   void removeFile() {
     const std::string path = file();
@@ -341,6 +350,14 @@ class FSEventsSoak : public FSEventsLoss {
  protected:
   using Work = std::function<void(Soak&)>;
 
+  // Nobody may have become blind: each folder is heard of once more.
+  void touchEverywhere() const {
+    std::vector<std::string> folders = {root};
+    for (const auto& entry : fs::recursive_directory_iterator(root))
+      if (entry.is_directory() && !entry.is_symlink()) folders.push_back(entry.path().string());
+    for (const std::string& folder : folders) touch(folder + "/last", "x");
+  }
+
   // Rounds of a few hundred steps, each followed by a comparison of what was told with what is there.
   void run(double seconds, const Work& work) {
     EventCollector events({root}, 0.02);
@@ -353,6 +370,7 @@ class FSEventsSoak : public FSEventsLoss {
       Soak soak(root, other, seed);
       work(soak);
       ASSERT_TRUE(events.settle(root));
+      touchEverywhere();
       const bool complete = events.waitUntil([&] { return mirror.missed(root).empty(); });
       ASSERT_TRUE(complete) << "seed " << seed << ": " << mirror.missed(root).front();
       for (const auto& entry : fs::directory_iterator(root)) fs::remove_all(entry.path());

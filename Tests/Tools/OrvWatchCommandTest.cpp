@@ -72,17 +72,35 @@ TEST(OrvWatch, NewFilesArePrinted) {
 TEST(OrvWatch, TheCommandGetsThePathsOfABatch) {
   writeFile("t/with blank", "x");
   writeFile("t/$(other)", "x");
-  const std::string script = "printf '<%s>' \"$#\"; printf '[%s]' before";
+  const std::string script = "printf '<%s>' \"$#\"; printf '[%s]' before \"$@\"";
   EXPECT_EQ(printed({"watch", place("t").string(), "--count", "1", "--exec", script}),
             place("t/$(other)").string() + "\n" + place("t/with blank").string() + "\n<2>[before][" +
                 place("t/$(other)").string() + "][" + place("t/with blank").string() + "]");
 }
 
+TEST(OrvWatch, ACommandThatDoesNotAskForThePathsGetsNoArguments) {
+  writeFile("t/a", "x");
+  EXPECT_EQ(printed({"watch", place("t").string(), "--count", "1", "--exec", "printf '%s' built"}),
+            place("t/a").string() + "\nbuilt");
+}
+
 TEST(OrvWatch, ACommandThatFailsIsTold) {
   writeFile("t/a", "x");
-  const ProcessResult result = runOrv({"watch", "t", "--count", "1", "--exec", "exit 7 #"});
+  const ProcessResult result = runOrv({"watch", "t", "--count", "1", "--exec", "exit 7"});
   EXPECT_EQ(result.exitStatus, 1);
-  EXPECT_EQ(result.error, "orv: exit 7 #: exit status 7\n");
+  EXPECT_EQ(result.error, "orv: exit 7: exit status 7\n");
+}
+
+TEST(OrvWatch, WhatIsNoFolderIsAFailure) {
+  writeFile("t/a", "x");
+  const ProcessResult alone = runOrv({"watch", "t/a"});
+  EXPECT_EQ(alone.exitStatus, 1);
+  EXPECT_EQ(alone.output, "");
+  EXPECT_EQ(alone.error, "orv: t/a: not a folder\n");
+  const ProcessResult others = runOrv({"watch", "t/a", "t", "--count", "1"});
+  EXPECT_EQ(others.exitStatus, 1);
+  EXPECT_NE(others.output, "");
+  EXPECT_EQ(others.error, "orv: t/a: not a folder\n");
 }
 
 TEST(OrvWatch, AFolderMayAppearLater) {

@@ -1,5 +1,6 @@
 #include <signal.h>
 #include <spawn.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -70,12 +71,11 @@ class Attributes {
   posix_spawnattr_t attributes_;
 };
 
-// Runs a line of the shell with arguments and waits for its end: its exit status, 128 and the signal when one
-// ended it, or a negative errno.
+// Runs a line of the shell, which finds the paths in "$@", and waits for its end: its exit status, 128 and the
+// signal when one ended it, or a negative errno.
 int runShell(const std::string& line, Paths::const_iterator first, Paths::const_iterator last) {
-  const std::string script = line + " \"$@\"";
   std::vector<char*> arguments;
-  for (const char* text : {"sh", "-c", script.c_str(), "sh"}) arguments.push_back(const_cast<char*>(text));
+  for (const char* text : {"sh", "-c", line.c_str(), "sh"}) arguments.push_back(const_cast<char*>(text));
   for (auto path = first; path != last; ++path) arguments.push_back(const_cast<char*>(path->c_str()));
   arguments.push_back(nullptr);
   const Attributes attributes;
@@ -95,16 +95,25 @@ class Watch {
   void run() {
     observer_ = OrvDirectoryObserver::initWithCallback([this](const NSArray& paths) { deliver(paths); });
     NSMutableArray folders = NSMutableArray::array();
-    for (const std::string& folder : options_.folders) {
-      if (::access(folder.c_str(), F_OK) != 0) output_.tell(folder, "not there yet, and waited for");
-      folders.addObject(nameOf(folder));
-    }
+    for (const std::string& folder : options_.folders)
+      if (canBeWatched(folder)) folders.addObject(nameOf(folder));
+    if (folders.count() == 0) return;
     observer_->observeDirectories(folders);
     if (!ended_) NSRunLoop::mainRunLoop()->run();
     observer_->stopObservingDirectories();
   }
 
  private:
+  bool canBeWatched(const std::string& folder) {
+    struct stat info {};
+    if (folder.empty() || (::stat(folder.c_str(), &info) == 0 && !S_ISDIR(info.st_mode))) {
+      output_.fail(folder, "not a folder");
+      return false;
+    }
+    if (::access(folder.c_str(), F_OK) != 0) output_.tell(folder, "not there yet, and waited for");
+    return true;
+  }
+
   void deliver(const NSArray& changed) {
     if (ended_ || changed.count() == 0) return;
     Paths paths;
@@ -168,7 +177,7 @@ void addWatchCommand(CLI::App& program, Output& output) {
   command->add_option("FOLDER", options->folders, "The folders; they need not exist yet")->required();
   command->add_option(
       "--exec", options->command,
-      "After each batch run this line of the shell with the paths as arguments, one run at a time");
+      "After each batch run this line of the shell, which finds the paths in \"$@\", one run at a time");
   command->add_flag("--json", options->json, "Print each batch as a JSON array in a line");
   command->add_option("--count", options->count, "End after so many batches")->check(CLI::PositiveNumber);
   command->callback([options, &output] { runWatch(*options, output); });

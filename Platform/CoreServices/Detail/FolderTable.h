@@ -19,7 +19,15 @@ inline constexpr FolderId kNoFolder = UINT32_MAX;
 // path until the last pin goes.
 class FolderTable {
  public:
-  enum Mark : uint8_t { IsRoot = 1, Needed = 2, Visited = 4, Linked = 8, Dead = 16, Unseen = 32 };
+  enum Mark : uint8_t {
+    IsRoot = 1,
+    Needed = 2,
+    Visited = 4,
+    Linked = 8,
+    Dead = 16,
+    Unseen = 32,
+    Closed = 64,  // something in it, or further down, was not to be entered
+  };
 
   FolderTable();
 

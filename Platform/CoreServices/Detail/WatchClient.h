@@ -23,7 +23,7 @@ class WatchClient {
   // Takes back a batch that has not been taken. False when it has been.
   virtual bool withdraw() = 0;
 
-  std::vector<std::string> paths;  // absolute, without links and trailing slashes; "" is "/"
+  std::vector<std::string> paths;  // absolute
   bool watchRoot = false;
   bool fileEvents = false;
   bool noDefer = false;

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -19,24 +20,52 @@ constexpr int64_t kMillisecond = 1'000'000;
 constexpr int64_t kLongestWait = 50 * kMillisecond;  // for a folder that is between two places
 }  // namespace
 
+std::atomic<WatchService*> WatchService::current_ = nullptr;
+
 // Never ended: its thread may outlive the statics.
 WatchService& WatchService::shared() {
-  static auto* const service = new WatchService();
+  static const int watchesForks = ::pthread_atfork(nullptr, nullptr, &WatchService::leaveToParent);
+  static_cast<void>(watchesForks);
+  WatchService* service = current_;
+  if (service) return *service;
+  auto* const made = new WatchService();
+  if (current_.compare_exchange_strong(service, made)) return *made;
+  delete made;  // another thread was faster, and this one has no thread yet
   return *service;
 }
 
-WatchService::WatchService() : wakeDescriptor_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+// In a child after a fork. Its locks may be held for ever.
+void WatchService::leaveToParent() {
+  const WatchService* const service = current_.exchange(nullptr);
+  if (!service) return;
+  if (service->wakeDescriptor_ >= 0) ::close(service->wakeDescriptor_);
+  if (service->inotify_.isOpen()) ::close(service->inotify_.descriptor());
+}
 
-void WatchService::wake() { ::eventfd_write(wakeDescriptor_, 1); }
+void WatchService::wake() {
+  if (wakeDescriptor_ >= 0) ::eventfd_write(wakeDescriptor_, 1);
+}
 
-void WatchService::post(Work work) {
+bool WatchService::post(Work work) {
   {
     const std::lock_guard lock(mutex_);
-    if (!started_) startThread();
-    started_ = true;
+    if (!start()) return false;
     work_.push_back(std::move(work));
   }
   wake();
+  return true;
+}
+
+bool WatchService::start() {
+  if (started_) return true;
+  if (wakeDescriptor_ < 0) wakeDescriptor_ = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+  if (wakeDescriptor_ < 0) return false;
+  try {
+    startThread();
+  } catch (const std::system_error&) {
+    return false;  // the next start tries again
+  }
+  return started_ = true;
 }
 
 // The thread takes no signals: they are for the program's own.
@@ -49,27 +78,34 @@ void WatchService::startThread() {
   std::thread([this] { run(); }).detach();
 }
 
-void WatchService::postAndWait(const Work& work) {
+bool WatchService::postAndWait(const Work& work) {
   bool done = false;
-  post([&] {
+  const bool isPosted = post([&] {
     work();
     const std::lock_guard lock(mutex_);
     done = true;
     changed_.notify_all();
   });
+  if (!isPosted) return false;
   std::unique_lock lock(mutex_);
   changed_.wait(lock, [&] { return done; });
+  return true;
 }
 
-void WatchService::add(const std::shared_ptr<WatchClient>& client) {
-  postAndWait([&] {
+bool WatchService::add(const std::shared_ptr<WatchClient>& client) {
+  return postAndWait([&] {
     inotify_.open();
     clients_.push_back(client);
     tree_.add(*client);
   });
 }
 
+// A service that has no thread has no clients: the client was a forked process's parent's.
 void WatchService::remove(const std::shared_ptr<WatchClient>& client) {
+  {
+    const std::lock_guard lock(mutex_);
+    if (!started_) return;
+  }
   post([this, client] {
     if (std::erase(clients_, client) > 0) tree_.remove(*client);
   });
@@ -86,13 +122,14 @@ void WatchService::setLimit(size_t limit) {
 }
 
 void WatchService::hold() {
-  post([this] {
+  const bool isPosted = post([this] {
     std::unique_lock lock(mutex_);
     held_ = standing_ = true;
     changed_.notify_all();
     changed_.wait(lock, [this] { return !held_; });
     standing_ = false;
   });
+  if (!isPosted) return;
   std::unique_lock lock(mutex_);
   changed_.wait(lock, [this] { return standing_; });
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
@@ -14,13 +15,15 @@ namespace orv::detail {
 
 // The one inotify instance of the process and the thread that reads it: it keeps the tree of watched folders
 // and hands each client its batches when they are due. The thread is started with the first client and sleeps
-// while there is none; the instance is closed with the last.
+// while there is none; the instance is closed with the last. A child process that was forked has a service of
+// its own: the parent's thread is not there, and its inotify instance is the parent's.
 class ORV_EXPORT WatchService {
  public:
   static WatchService& shared();
 
-  // Returns when everything is watched. Not on the reading thread.
-  void add(const std::shared_ptr<WatchClient>& client);
+  // Returns when everything is watched. Not on the reading thread. False when there is no descriptor or no
+  // thread left to work with.
+  bool add(const std::shared_ptr<WatchClient>& client);
   // Returns at once. The client may be called until the thread has come to it.
   void remove(const std::shared_ptr<WatchClient>& client);
   // A client has taken its batch.
@@ -36,10 +39,13 @@ class ORV_EXPORT WatchService {
  private:
   using Work = std::function<void()>;
 
-  WatchService();
-  void post(Work work);
+  WatchService() = default;
+  ~WatchService() = default;
+  static void leaveToParent();
+  bool post(Work work);
+  bool start();
   void startThread();
-  void postAndWait(const Work& work);
+  bool postAndWait(const Work& work);
   void run();
   void doWork();
   void sleep();
@@ -51,7 +57,9 @@ class ORV_EXPORT WatchService {
   void renew(WatchClient& client, const std::vector<FolderId>& moved);
   void releaseOffered(WatchClient& client);
 
-  const int wakeDescriptor_;
+  static std::atomic<WatchService*> current_;
+
+  std::atomic<int> wakeDescriptor_ = -1;
   std::mutex mutex_;  // guards what follows
   std::condition_variable changed_;
   std::vector<Work> work_;

@@ -13,6 +13,7 @@ namespace {
 
 constexpr uint32_t kMask = IN_CREATE | IN_DELETE | IN_MODIFY | IN_ATTRIB | IN_MOVED_FROM | IN_MOVED_TO |
                            IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR | IN_DONT_FOLLOW;
+constexpr uint32_t kSameMask = IN_DELETE_SELF | IN_ONLYDIR | IN_DONT_FOLLOW | IN_MASK_ADD;  // adds nothing
 constexpr int64_t kTravelTime = 50'000'000;  // between the two events of a move
 
 uint32_t itemFlags(uint32_t mask) {
@@ -45,6 +46,7 @@ void WatchTree::handleChunk(const Inotify::Chunk& chunk) {
     at += sizeof event + event.len;
     handle(event);
     settle();
+    if (rootsChanged_) checkRoots();  // what follows may happen in a folder that is a root no more
   }
 }
 
@@ -52,6 +54,7 @@ void WatchTree::handle(const inotify_event& event) {
   if (event.mask & IN_Q_OVERFLOW) return requestComparison(chunkSince_);
   const FolderId folder = folders_.withWatch(event.wd);
   if (folder == kNoFolder) return;
+  if (event.mask & IN_UNMOUNT) return unmount(folder);
   if (event.mask & IN_IGNORED) return forgetWatch(folder);
   if (event.len == 0) return handleOwn(folder, event.mask);
   const std::string_view name = static_cast<const char*>(event.name);
@@ -61,35 +64,48 @@ void WatchTree::handle(const inotify_event& event) {
 // What a folder tells of itself, its parent tells, too; but a root's parent is not listened to.
 void WatchTree::handleOwn(FolderId folder, uint32_t mask) {
   if (!folders_.has(folder, FolderTable::IsRoot)) return;
-  if (mask & (IN_DELETE_SELF | IN_MOVE_SELF | IN_UNMOUNT)) rootsChanged_ = true;
+  if (mask & (IN_DELETE_SELF | IN_MOVE_SELF)) rootsChanged_ = true;
   if (!(mask & IN_ATTRIB)) return;
+  retryClosed(folder);
   for (const Root& root : roots_)
     if (root.folder == folder) noteFor(*root.client, folder, "", itemFlags(mask | IN_ISDIR), ++lastEvent_);
 }
 
 void WatchTree::handleChild(FolderId folder, std::string_view name, const inotify_event& event) {
   note(folder, name, itemFlags(event.mask));
+  if (concernsRoot(folder, name, event.mask)) rootsChanged_ = true;
   if (!(event.mask & IN_ISDIR)) return;
   if (event.mask & IN_MOVED_FROM) return leave(folder, name, event.cookie);
   if (event.mask & IN_MOVED_TO) return arrive(folder, name, event.cookie);
   if (event.mask & IN_DELETE) return vanish(folder, name);
-  if ((event.mask & IN_ATTRIB) && folders_.child(folder, name) != kNoFolder) return;
+  const FolderId known = event.mask & IN_ATTRIB ? folders_.child(folder, name) : kNoFolder;
+  if (known != kNoFolder) return retryClosed(known);
   enter(folder, name, Look::All);  // created, or made readable
 }
 
 // In a folder that lies above a root.
 void WatchTree::handleOnTheWay(FolderId folder, std::string_view name, const inotify_event& event) {
-  if (!(event.mask & IN_ISDIR)) return;
-  if (event.mask & IN_MOVED_FROM) leave(folder, name, event.cookie);
-  if (leadsToRoot(folder, name)) rootsChanged_ = true;
+  if ((event.mask & IN_ISDIR) && (event.mask & IN_MOVED_FROM)) leave(folder, name, event.cookie);
+  if (concernsRoot(folder, name, event.mask)) rootsChanged_ = true;
 }
 
 void WatchTree::leave(FolderId folder, std::string_view name, uint32_t cookie) {
   const FolderId child = folders_.child(folder, name);
-  if (child == kNoFolder) return;
+  if (child == kNoFolder || stands(child)) return;
   folders_.unlink(child);
   forgetClients();
   leaving_.push_back({child, cookie, Moment::now().steady + kTravelTime});
+}
+
+// Whether a folder is where it is thought to be. Folders that are exchanged are told of one after the other,
+// so what is said to leave a place may be what has just arrived there.
+bool WatchTree::stands(FolderId folder) {
+  FolderList::Facts facts;
+  const std::string path = folders_.path(folder);
+  if (folders_.watch(folder) < 0) return FolderList::factsOf(path, facts) && isUnwatched(folder, facts.inode);
+  const int watch = inotify_.add(path.c_str(), kSameMask);
+  if (watch >= 0 && folders_.withWatch(watch) == kNoFolder) inotify_.remove(watch);
+  return watch == folders_.watch(folder);
 }
 
 void WatchTree::arrive(FolderId folder, std::string_view name, uint32_t cookie) {
@@ -117,6 +133,27 @@ void WatchTree::forgetWatch(FolderId folder) {
   drop(folder);
 }
 
+// Whether a folder is the one without a watch that has this inode.
+bool WatchTree::isUnwatched(FolderId folder, uint64_t inode) const {
+  const auto polled = polled_.find(folder);
+  return polled != polled_.end() && polled->second == inode;
+}
+
+// A folder went with its volume. What lay under it, if it was the volume's top, is there again.
+void WatchTree::unmount(FolderId folder) {
+  const FolderId parent = folders_.parent(folder);
+  if (parent == kNoFolder || !folders_.has(folder, FolderTable::Linked)) return forgetWatch(folder);
+  if (clientsOf(parent).empty()) {
+    rootsChanged_ = true;
+    return forgetWatch(folder);
+  }
+  const std::string name(folders_.name(folder));
+  note(parent, name, kFSEventStreamEventFlagUnmount | kFSEventStreamEventFlagItemIsDir);
+  folders_.pin(parent);
+  rechecks_.emplace_back(parent, name);
+  forgetWatch(folder);
+}
+
 // ---- Folders
 
 // Without a mask it is the full one. IN_MASK_ADD leaves alone what a folder is watched for already.
@@ -141,6 +178,7 @@ FolderId WatchTree::enter(FolderId parent, std::string_view name, Look look, boo
   const Found found{parent, name, folders_.child(parent, name)};
   const int watch = addWatch(path_, mask && clientsOf(parent).empty() ? mask : 0);
   if (watch == -ENOENT && look != Look::Nothing) miss(parent, name);
+  if (watch == -EACCES) markClosed(parent);
   if (watch < 0) return enterUnwatched(found, watch, look, deep);
   const FolderId folder = folders_.withWatch(watch);
   if (folder == kNoFolder) return enterNew(found, watch, look);
@@ -189,6 +227,19 @@ FolderId WatchTree::enterMoved(const Found& found, FolderId folder) {
   return folder;
 }
 
+// Something in a folder could not be entered. The mark goes up to the top: permissions of each folder on the
+// way may be what forbids it.
+void WatchTree::markClosed(FolderId folder) {
+  for (FolderId at = folder; at != kNoFolder && !folders_.has(at, FolderTable::Closed);
+       at = folders_.parent(at))
+    folders_.set(at, FolderTable::Closed, true);
+}
+
+// The permissions of a folder may have changed: what could not be entered is, now.
+void WatchTree::retryClosed(FolderId folder) {
+  if (folders_.has(folder, FolderTable::Closed)) scanLater({folder, Look::Quietly, true});
+}
+
 // A folder that is reachable on two paths, by a bind mount, stays where it was seen first.
 bool WatchTree::isAlias(FolderId folder, const std::string& path) const {
   FolderList::Facts here, there;
@@ -201,13 +252,15 @@ FolderId WatchTree::enterUnwatched(const Found& found, int error, Look look, boo
   if (!isShortage(error) && !(error == -EACCES && look == Look::Nothing)) return kNoFolder;
   FolderList::Facts facts;
   if (!FolderList::factsOf(path_, facts) || !facts.isFolder) return kNoFolder;
-  if (isShortage(error) && !std::exchange(warned_, true)) reportWatchLimit(path_, watches_);
+  if (isShortage(error) && !std::exchange(warned_, true))
+    inotify_.isOpen() ? reportWatchLimit(path_, watches_) : reportInstanceLimit(path_);
   if (polled_.empty()) polledAt_ = Moment::now();
   nextPoll_ = std::min(nextPoll_, Moment::now().steady + 1'000'000'000);
-  if (found.known != kNoFolder) {
+  if (found.known != kNoFolder && (!isShortage(error) || isUnwatched(found.known, facts.inode))) {
     if (deep) scanLater({found.known, look, true});
     return found.known;
   }
+  if (found.known != kNoFolder) displace(found.known);
   const FolderId folder = folders_.add(found.parent, found.name);
   polled_[folder] = facts.inode;
   scanLater({folder, lookForNew(found.parent, look), false});
@@ -221,6 +274,7 @@ void WatchTree::place(FolderId folder, FolderId parent, std::string_view name) {
   if (displaced != kNoFolder) displace(displaced);
   folders_.link(folder, parent, name);
   moved_.push_back(folder);
+  if (folders_.has(folder, FolderTable::Closed)) markClosed(parent);
   forgetClients();
   note(parent, folders_.name(folder), kFSEventStreamEventFlagItemRenamed | kFSEventStreamEventFlagItemIsDir);
   if (findClients(parent) != before || folders_.has(folder, FolderTable::Unseen))
@@ -300,7 +354,9 @@ int64_t WatchTree::nextDue() const {
 }
 
 WatchTree::Numbers WatchTree::numbers() const {
-  return {folders_.count(), watches_, polled_.size(), folders_.bytes(), comparisons_};
+  size_t waiting = 0;
+  for (const WatchClient* client : clients_) waiting += client->waiting.entries().size();
+  return {folders_.count(), watches_, polled_.size(), folders_.bytes(), comparisons_, waiting};
 }
 
 // ---- Notes

@@ -30,6 +30,7 @@ class WatchTree {
     size_t polled = 0;
     size_t bytes = 0;
     size_t comparisons = 0;  // after lost events
+    size_t waiting = 0;      // items in batches that were not offered yet
   };
 
   explicit WatchTree(Inotify& inotify) : inotify_(inotify) {}
@@ -61,7 +62,8 @@ class WatchTree {
 
   struct Root {
     WatchClient* client;
-    std::string path;
+    std::string given;
+    std::string path;  // where that leads, looked up anew as long as there is no folder
     FolderId folder = kNoFolder;
     bool present = false;
   };
@@ -99,6 +101,9 @@ class WatchTree {
   void arrive(FolderId folder, std::string_view name, uint32_t cookie);
   void vanish(FolderId folder, std::string_view name);
   void forgetWatch(FolderId folder);
+  void unmount(FolderId folder);
+  bool stands(FolderId folder);
+  bool isUnwatched(FolderId folder, uint64_t inode) const;
 
   // Folders
   int addWatch(const std::string& path, uint32_t mask);
@@ -113,6 +118,8 @@ class WatchTree {
   void end(FolderId folder);
   bool isAlias(FolderId folder, const std::string& path) const;
   void takeLeaving(FolderId folder);
+  void markClosed(FolderId folder);
+  void retryClosed(FolderId folder);
 
   // Scans
   void scanLater(const Scan& scan);
@@ -135,11 +142,13 @@ class WatchTree {
   // Roots
   void checkRoots();
   void checkRoot(Root& root, bool starting);
+  FolderId find(Root& root);
   FolderId follow(const std::string& path);
   void tellRoot(const Root& root);
   void markRoots();
   void prune();
   bool leadsToRoot(FolderId folder, std::string_view name) const;
+  bool concernsRoot(FolderId folder, std::string_view name, uint32_t mask) const;
 
   // Notes
   const std::vector<WatchClient*>& clientsOf(FolderId folder);

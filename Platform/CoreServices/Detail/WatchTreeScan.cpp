@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "Platform/CoreServices/Detail/RootPath.h"
 #include "Platform/CoreServices/Detail/WatchTree.h"
 #include "Platform/CoreServices/FSEvents.h"
 
@@ -80,6 +81,7 @@ void WatchTree::recheck(FolderId parent, const std::string& name) {
 // False when the folder is not there.
 bool WatchTree::look(const Scan& scan) {
   if (!list_.open(folders_.path(scan.folder))) return false;
+  folders_.set(scan.folder, FolderTable::Closed, false);
   while (list_.next()) {
     const FolderList::Kind kind = list_.kind();
     if (scan.look == Look::All)
@@ -176,11 +178,13 @@ void WatchTree::dropUnvisited(FolderId parent) {
 void WatchTree::poll() {
   const Moment started = Moment::now();
   const int64_t since = polledAt_.earliestDate();
+  inotify_.open();  // there may have been no instance until now
   std::vector<FolderId> folders;
   for (const auto& [folder, inode] : polled_) folders.push_back(folder);
   std::sort(folders.begin(), folders.end());
   for (const FolderId folder : folders)
     if (polled_.contains(folder)) pollFolder(folder, since);
+  rootsChanged_ = true;  // one may have come or gone in them
   polledAt_ = started;
   if (polled_.empty()) warned_ = false;
   const int64_t now = Moment::now().steady;
@@ -216,7 +220,7 @@ void WatchTree::pollFolder(FolderId folder, int64_t since) {
 
 void WatchTree::add(WatchClient& client) {
   clients_.push_back(&client);
-  for (const std::string& path : client.paths) roots_.push_back({&client, path});
+  for (const std::string& path : client.paths) roots_.push_back({&client, path, resolvedRoot(path)});
   for (Root& root : roots_)
     if (root.client == &client) checkRoot(root, true);
 }
@@ -257,7 +261,7 @@ void WatchTree::checkRoots() {
 
 // Looks whether a root is where it was.
 void WatchTree::checkRoot(Root& root, bool starting) {
-  const FolderId folder = follow(root.path);
+  const FolderId folder = find(root);
   const bool present = folder != kNoFolder;
   if (folder == root.folder && present == root.present) return;
   root.folder = folder;
@@ -275,6 +279,16 @@ void WatchTree::checkRoot(Root& root, bool starting) {
 void WatchTree::tellRoot(const Root& root) {
   if (!root.client->watchRoot) return;
   noteFor(*root.client, kNoFolder, root.path.empty() ? "/" : root.path, kFSEventStreamEventFlagRootChanged, 0);
+}
+
+// A link may stand by now where nothing was.
+FolderId WatchTree::find(Root& root) {
+  const FolderId folder = follow(root.path);
+  if (folder != kNoFolder) return folder;
+  std::string path = resolvedRoot(root.given);
+  if (path == root.path) return kNoFolder;
+  root.path = std::move(path);
+  return follow(root.path);
 }
 
 // Goes down to a root and watches the folders on the way. None when there is no folder.
@@ -327,6 +341,14 @@ bool WatchTree::leadsToRoot(FolderId folder, std::string_view name) const {
   return std::any_of(roots_.begin(), roots_.end(), [&](const Root& root) {
     return root.path.starts_with(path) && (root.path.size() == path.size() || root.path[path.size()] == '/');
   });
+}
+
+// Folders on the way to a root, and links that may lead to one that is not there.
+bool WatchTree::concernsRoot(FolderId folder, std::string_view name, uint32_t mask) const {
+  if (mask & IN_ISDIR) return !(mask & IN_ATTRIB) && leadsToRoot(folder, name);
+  return (mask & (IN_CREATE | IN_MOVED_TO)) &&
+         std::any_of(roots_.begin(), roots_.end(), [](const Root& root) { return !root.present; }) &&
+         leadsToRoot(folder, name);
 }
 
 // To those who see its parent it is an item in there; to those whose root it is, itself.

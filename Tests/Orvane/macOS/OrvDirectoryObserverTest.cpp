@@ -124,6 +124,16 @@ TEST_F(OrvDirectoryObserverTest, OnlyWrongElementsLeaveNoStream) {
   EXPECT_EQ(observer->eventStream(), nullptr);
 }
 
+TEST_F(OrvDirectoryObserverTest, AnEmptyPathIsNoFolder) {
+  observer->observeDirectories({""});
+  EXPECT_EQ(observer->observedDirectories().count(), 0u);
+  EXPECT_EQ(observer->eventStream(), nullptr);
+  observer->observedDirectories().addObject("");
+  observer->refresh();
+  EXPECT_EQ(observer->eventStream(), nullptr);
+  EXPECT_TRUE(batches.empty());
+}
+
 TEST_F(OrvDirectoryObserverTest, NewFilesAreHandedOverOnTheRunLoop) {
   observer->observeDirectories({text("a")});
   fs::create_directories(own + "/a/deep/deeper");
