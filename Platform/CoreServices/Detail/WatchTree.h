@@ -129,6 +129,7 @@ class WatchTree {
   void recheck(FolderId parent, const std::string& name);
   void settle();
   bool look(const Scan& scan);
+  bool listFolder(const Scan& scan);
   bool compare(const Scan& scan);
   void compareItem(const Scan& scan, const FolderList::Facts& facts);
   void dropUnvisited(FolderId parent);

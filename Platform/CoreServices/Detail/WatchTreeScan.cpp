@@ -75,11 +75,19 @@ void WatchTree::settle() {
 
 void WatchTree::recheck(FolderId parent, const std::string& name) {
   if (folders_.has(parent, FolderTable::Dead)) return;
-  folders_.has(parent, FolderTable::Linked) ? void(enter(parent, name, Look::All)) : miss(parent, name);
+  const bool isThere =
+      folders_.has(parent, FolderTable::Linked) && (parent == FolderTable::top() || stands(parent));
+  isThere ? void(enter(parent, name, Look::All)) : miss(parent, name);
 }
 
-// False when the folder is not there.
+// False when the folder is not there, or another one was in its place: what was found belongs to that one.
 bool WatchTree::look(const Scan& scan) {
+  const bool maybeMoved = scan.look == Look::All && scan.folder != FolderTable::top();
+  if (maybeMoved && !stands(scan.folder)) return false;
+  return listFolder(scan) && (!maybeMoved || stands(scan.folder));
+}
+
+bool WatchTree::listFolder(const Scan& scan) {
   if (!list_.open(folders_.path(scan.folder))) return false;
   folders_.set(scan.folder, FolderTable::Closed, false);
   while (list_.next()) {
