@@ -41,7 +41,8 @@ constexpr unsigned kFairShare = 256;  // blocks in a row while other queues wait
 constexpr int kOwnerLooks = 60;       // for more blocks, before the owner leaves
 constexpr int kCallerLooks = 9;       // for an idle queue, each twice as long as the one before
 constexpr int kCallerYields = 16;
-constexpr int kLinkLooks = 200;  // for the pointer of a submission that is being made
+constexpr int kGatherPauses = 32;  // about a microsecond
+constexpr int kLinkLooks = 200;    // for the pointer of a submission that is being made
 
 thread_local const DispatchQueue* namedFor = nullptr;
 
@@ -170,6 +171,7 @@ void SerialQueue::runList() noexcept {
       if (!moreComes() && leave()) return;
     if (isWaiter(*first_)) return grantFirst();
     runFirst();
+    if (!first_) letGather();
     if (done % kFairShare == 0 && WorkerPool::shared().hasWaiting()) return schedule();
   }
 }
@@ -225,6 +227,12 @@ void SerialQueue::takeFirst() noexcept {
   Link* newest = taken;
   if (!newest_.compare_exchange_strong(newest, &base_, std::memory_order_acq_rel, std::memory_order_relaxed))
     first_ = successor(*taken);
+}
+
+// An owner who has caught up with a busy submitter would fight with it over every block: a moment later there
+// are some to be taken at once.
+void SerialQueue::letGather() noexcept {
+  for (int i = 0; i < kGatherPauses; ++i) pauseProcessor();
 }
 
 // Waking another worker for the next block costs more than looking for it for two microseconds.

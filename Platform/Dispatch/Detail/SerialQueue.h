@@ -58,6 +58,7 @@ class SerialQueue final : public DispatchQueue, private Job {
   void runFirst() noexcept;
   Link* first() noexcept;
   void takeFirst() noexcept;
+  static void letGather() noexcept;
   bool moreComes() const noexcept;
   bool leave() noexcept;
   void passOn() noexcept;
