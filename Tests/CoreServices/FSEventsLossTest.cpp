@@ -342,7 +342,7 @@ class Mirror {
 };
 
 double soakSeconds() {
-  const char* const text = std::getenv("ORVANE_SOAK_SECONDS");
+  const char* const text = std::getenv("ORVANE_STRESS_SECONDS");
   return text ? std::atof(text) : 5;
 }
 
