@@ -138,6 +138,11 @@ TEST(NSDate, DatesMadeFromMillisecondsPrintThem) {
   }));
 }
 
+// Its seconds since 1970 are twice as fine as those since 2001.
+TEST(NSDate, AMillisecondNotLongBefore1698IsNotLost) {
+  EXPECT_EQ(iso(since1970(-8589930906.894)), "1697-10-17T12:04:53.106Z");
+}
+
 TEST(NSDate, EveryDayOfFourCenturiesIsRight) {
   for (int64_t day = -200000; day < 200000; ++day) {
     const std::string expected = isoByLibrary(day * 86400000);

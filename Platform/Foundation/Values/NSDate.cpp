@@ -173,7 +173,7 @@ namespace orv::detail {
 int64_t millisecondsSince2001(double seconds) noexcept {
   const double nearest = std::nearbyint(seconds * 1000);
   constexpr double kTo1970 = NSTimeIntervalSince1970;
-  if (nearest / 1000 == seconds || (nearest + kTo1970 * 1000) / 1000 == seconds + kTo1970)
+  if (nearest / 1000 == seconds || (nearest + kTo1970 * 1000) / 1000 - kTo1970 == seconds)
     return static_cast<int64_t>(nearest);
   return static_cast<int64_t>(std::floor(seconds * 1000));
 }
