@@ -233,7 +233,10 @@ FolderId WatchTree::enterMoved(const Found& found, FolderId folder) {
     folders_.set(folder, FolderTable::Unseen, true);
   }
   place(folder, found.parent, found.name);
-  if (comparison_) scanLater({folder, Look::Since, true, comparison_->since, comparison_->flags});
+  if (blind_)  // perhaps nobody told when: what came from it may have had its old path
+    scanLater({folder, Look::All, true});
+  else if (comparison_)
+    scanLater({folder, Look::Since, true, comparison_->since, comparison_->flags});
   return folder;
 }
 
@@ -273,6 +276,7 @@ FolderId WatchTree::enterUnwatched(const Found& found, int error, Look look, boo
   if (found.known != kNoFolder) displace(found.known);
   const FolderId folder = folders_.add(found.parent, found.name);
   polled_[folder] = facts.inode;
+  blind_ = true;
   scanLater({folder, lookForNew(found.parent, look), false});
   return folder;
 }
@@ -334,11 +338,12 @@ void WatchTree::end(FolderId folder) {
 
 // ---- Due work
 
-// Everything that has happened before a folder was missed is told of by then.
+// Everything that has happened before a folder was missed is told of by then, or found by looking.
 void WatchTree::miss(FolderId parent, std::string_view name, int tries) {
   folders_.pin(parent);
-  const Moment now = Moment::now();
-  missed_.push_back({parent, std::string(name), now, now.steady + kTravelTime, tries});
+  const int64_t now = Moment::now().steady;
+  const int64_t told = tries > 0 && blind_ ? std::max(now, nextPoll_) : now;
+  missed_.push_back({parent, std::string(name), told + kTravelTime, tries});
 }
 
 void WatchTree::retryMissed() {
@@ -360,8 +365,7 @@ void WatchTree::endMissed() {
 void WatchTree::endMissed(const Missed& missed) {
   FolderList::Facts facts;
   if (!stands(missed.parent)) {  // its own removal may not have been told yet
-    missed.tries < kTries ? miss(missed.parent, missed.name, missed.tries + 1)
-                          : requestComparison(missed.since);
+    missed.tries < kTries ? miss(missed.parent, missed.name, missed.tries + 1) : requestComparison(Moment());
     return;
   }
   if (FolderList::factsOf(folders_.path(missed.parent) + '/' + missed.name, facts) && facts.isFolder)

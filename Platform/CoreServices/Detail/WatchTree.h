@@ -84,7 +84,6 @@ class WatchTree {
   struct Missed {
     FolderId parent;
     std::string name;
-    Moment since;
     int64_t until;
     int tries;
   };
@@ -192,6 +191,7 @@ class WatchTree {
   bool lost_ = false;
   bool rootsChanged_ = false;
   bool warned_ = false;
+  bool blind_ = false;  // some folders have no watch, or had none at the last poll
 };
 
 }  // namespace orv::detail

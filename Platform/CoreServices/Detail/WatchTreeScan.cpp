@@ -192,7 +192,7 @@ void WatchTree::poll() {
     if (polled_.contains(folder)) pollFolder(folder, since);
   rootsChanged_ = true;  // one may have come or gone in them
   polledAt_ = started;
-  if (polled_.empty()) warned_ = false;
+  if (polled_.empty()) warned_ = blind_ = false;
   const int64_t now = Moment::now().steady;
   nextPoll_ =
       polled_.empty() ? WatchClient::kNever : now + std::max(kPollInterval, (now - started.steady) * kPollRest);
@@ -208,6 +208,7 @@ void WatchTree::pollFolder(FolderId folder, int64_t since) {
   FolderList::Facts facts;
   if (!FolderList::factsOf(path, facts) || !isUnwatched(folder, facts.inode)) {
     rootsChanged_ = true;  // who sees its parent learns that it is gone
+    folders_.set(folder, FolderTable::Unseen, true);
     return;
   }
   const int watch = addWatch(path, 0);
@@ -250,7 +251,7 @@ void WatchTree::remove(WatchClient& client) {
   forgetClients();
   watches_ = 0;
   nextPoll_ = WatchClient::kNever;
-  lost_ = rootsChanged_ = warned_ = false;
+  lost_ = rootsChanged_ = warned_ = blind_ = false;
 }
 
 void WatchTree::releasePins(WatchClient& client) {
