@@ -2,7 +2,6 @@
 
 #include <linux/fs.h>
 #include <sys/ioctl.h>
-#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -47,17 +46,8 @@ int writeAll(int descriptor, const char* bytes, size_t size, off_t at) {
 }  // namespace
 
 int copyFacts(int from, int to, const struct stat& info) {
-  struct stat fresh {};
-  static_cast<void>(::fstat(to, &fresh));
-  bool sameOwner = fresh.st_uid == info.st_uid && fresh.st_gid == info.st_gid;
-  if (!sameOwner) sameOwner = ::fchown(to, info.st_uid, info.st_gid) == 0;
   int lost = 0;
-  const bool inherits = ::flistxattr(to, nullptr, 0) > 0;
-  if (inherits) removeInheritedAccess(from, to);
-  const bool hasAttributes = copyAttributes(from, to, &lost);
-  // The set-user-ID bits only mean what they meant while the owner stays. An access list changes permissions.
-  const mode_t mode = info.st_mode & (sameOwner ? 07777 : 01777);
-  if (inherits || hasAttributes || (fresh.st_mode & 07777) != mode) static_cast<void>(::fchmod(to, mode));
+  static_cast<void>(takeFacts(from, to, info, &lost));
   const std::array<timespec, 2> times{info.st_atim, info.st_mtim};
   static_cast<void>(::futimens(to, times.data()));
   return lost;

@@ -138,13 +138,15 @@ class ORV_EXPORT NSFileManager : public NSObject {
   // A path that ends in "." or ".." is refused.
   bool moveItemAtPath(const NSString& from, const NSString& to, NSError* error = nullptr) const;
   bool moveItemAtURL(const NSURL& from, const NSURL& to, NSError* error = nullptr) const;
-  // Files and whole trees, with holes, permissions, dates and extended attributes, and the owner where that is
-  // allowed; links as links. Left out are sockets, pipes and devices inside a folder, attributes that the
-  // target cannot keep, and access lists that the target's folder would add. Hard links become files of their
-  // own. Where the file system can, the copy shares the contents. Never replaces the target, also one that
-  // appears meanwhile. The copy is made under a hidden name in the target's folder and renamed when it is
-  // whole: after a failure, such as an unreadable item or a file that keeps changing while it is read, there is
-  // none. A folder cannot be copied into itself. The copy is not forced to the disk.
+  // Files and whole trees, with holes, permissions, dates and extended attributes, and the owner, or at least
+  // the group, where that is allowed; links as links. Without the group or the access list the permissions
+  // shrink: nobody gets into the copy whom the original keeps out. Left out are sockets, pipes and devices
+  // inside a folder, attributes that the target cannot keep, and access lists that the target's folder would
+  // add. Hard links become files of their own. Where the file system can, the copy shares the contents. Never
+  // replaces the target, also one that appears meanwhile. The copy is made under a hidden name in the target's
+  // folder and renamed when it is whole: after a failure, such as an unreadable item or a file that keeps
+  // changing while it is read, there is none. A folder cannot be copied into itself. The copy is not forced to
+  // the disk.
   bool copyItemAtPath(const NSString& from, const NSString& to, NSError* error = nullptr) const;
   bool copyItemAtURL(const NSURL& from, const NSURL& to, NSError* error = nullptr) const;
   // The same over what is at the target: `makeRoom` is called to remove it once the copy is whole beside it, so
