@@ -350,6 +350,35 @@ TEST_F(ItemOperations, AKilledCopyNeverShowsHalfAFile) {
   }
 }
 
+// Killed at any moment, it leaves the old item or the copy at the target, whole.
+TEST_F(ItemOperations, AKilledForcedCopyNeverShowsHalfAnItem) {
+  const auto makeTree = [&](const std::string& path, const std::string& text) {
+    for (int i = 0; i < 60; ++i) {
+      fs::create_directories(path + "/" + std::to_string(i % 6));
+      writeFile(path + "/" + std::to_string(i % 6) + "/" + std::to_string(i), text);
+    }
+  };
+  makeTree(in("new"), "new");
+  makeTree(in("old"), "old");
+  for (int i = 0; i < 40; ++i) {
+    fs::remove_all(in("at"));
+    ASSERT_TRUE(manager->copyItemAtPath(in("old"), in("at")));
+    const pid_t child = ::fork();
+    if (child == 0)
+      ::_exit(manager->zuForceCopy(NSURL::fileURLWithPath(in("new")), NSURL::fileURLWithPath(in("at"))) ? 0
+                                                                                                        : 1);
+    ::usleep(static_cast<useconds_t>(i) * 250);
+    ::kill(child, SIGKILL);
+    int status = -1;
+    ::waitpid(child, &status, 0);
+    const auto is = [&](const char* name) { return manager->contentsEqualAtPath(in(name), in("at")); };
+    EXPECT_TRUE(is("old") || is("new")) << i;
+    for (const auto& entry : fs::directory_iterator(folder))
+      if (entry.path().filename().string().starts_with(".orv-")) fs::remove_all(entry.path());
+  }
+  EXPECT_EQ(count(folder), 3u) << "what is left has a hidden name";
+}
+
 // The access list of a folder, for what is made in it: its user 1001 may do everything.
 bool openForAnother(const std::string& folder) {
   struct [[gnu::packed]] Entry {

@@ -109,6 +109,28 @@ TEST_F(OrvItems, MoveReplacesOnlyByForce) {
     EXPECT_FALSE(entry.path().filename().string().starts_with(".orv-")) << entry;
 }
 
+TEST_F(OrvItems, MoveByForceTakesItemsOfEveryKind) {
+  writeFile("other", "other");
+  writeFile("more", "more");
+  fs::create_symlink("nowhere", place("dangling"));
+  EXPECT_EQ(printed({"move", "--force", "other", "dangling"}), "");
+  EXPECT_EQ(readFile(place("dangling")), "other");
+  EXPECT_EQ(printed({"move", "--force", "dangling", "more"}), "") << "in one step";
+  EXPECT_EQ(readFile(place("more")), "other");
+  fs::create_hard_link(place("more"), place("again"));
+  EXPECT_EQ(printed({"move", "--force", "again", "more"}), "") << "two names of one file";
+  EXPECT_FALSE(fs::exists(place("again")));
+  EXPECT_EQ(readFile(place("more")), "other");
+  EXPECT_EQ(printed({"move", "--force", "t", "more"}), "");
+  EXPECT_EQ(printed({"copy", "more", "u"}), "");
+  EXPECT_EQ(printed({"move", "--force", "more", "u/"}), "") << "into it, where nothing has the name";
+  EXPECT_EQ(printed({"move", "--force", "u/more", "u/sub"}), "");
+  EXPECT_TRUE(fs::exists(place("u/sub/a.txt")));
+  for (const fs::path& folder : {place(""), place("u")})
+    for (const auto& entry : fs::directory_iterator(folder))
+      EXPECT_FALSE(entry.path().filename().string().starts_with(".orv-")) << entry;
+}
+
 TEST_F(OrvItems, ForceNeverReplacesWhatTheSameRunHasMade) {
   for (const char* name : {"a/x", "b/x"}) writeFile(name, name);
   fs::create_directories(place("d"));

@@ -2,7 +2,6 @@
 #include <stdio.h>
 #include <sys/stat.h>
 
-#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
@@ -145,21 +144,6 @@ bool exists(const std::string& path) {
   return ::lstat(path.c_str(), &info) == 0;
 }
 
-// Where a file system cannot exchange two names, the target goes and the item beside it gets its name.
-bool takeOver(const std::string& aside, const std::string& target, Output& output) {
-  NSError error;
-  if (manager()->removeItemAtPath(nameOf(target), &error) && moveOne(aside, target, &error)) return true;
-  output.fail(target, bytesOf(error.localizedDescription()));
-  return false;
-}
-
-bool exchange(const std::string& aside, const std::string& target, Output& output) {
-  if (::renameat2(AT_FDCWD, aside.c_str(), AT_FDCWD, target.c_str(), RENAME_EXCHANGE) == 0) return true;
-  if (errno == EINVAL || errno == ENOSYS) return takeOver(aside, target, output);
-  output.failWithErrno(target, errno);
-  return false;
-}
-
 void removeOld(const std::string& old, const std::string& target, Output& output) {
   NSError error;
   if (!manager()->removeItemAtPath(nameOf(old), &error))
@@ -167,19 +151,31 @@ void removeOld(const std::string& old, const std::string& target, Output& output
                             bytesOf(error.localizedDescription()));
 }
 
-// Transfers to a hidden name beside the target and exchanges the two: at every moment the whole old or the
-// whole new item stands at the target. What cannot be done leaves both as they were.
+// Transfers to a hidden name beside the target, and the two exchange their names: at every moment the whole old
+// or the whole new item stands at the target. What cannot be done leaves both as they were.
 void transferOver(const Transfer& transfer, const std::string& source, const std::string& target,
                   Output& output) {
   const std::string place = withoutSlashes(target);
-  const std::string aside = (fs::path(place).parent_path() / (".orv-" + bytesOf(Orv::uidShort()))).string();
+  const auto beside = [&](const std::string& name) { return (fs::path(place).parent_path() / name).string(); };
+  std::string aside = orv::detail::hiddenName();
   NSError error;
-  if (!transfer.run(source, aside, &error)) return output.fail(source, bytesOf(error.localizedDescription()));
-  if (exchange(aside, place, output)) {
-    if (exists(aside)) removeOld(aside, target, output);
-  } else if (!transfer.undo(aside, source)) {
-    output.fail(source, "is left in " + aside);
+  if (!transfer.run(source, beside(aside), &error))
+    return output.fail(source, bytesOf(error.localizedDescription()));
+  if (const int number = orv::detail::takeName(aside, orv::detail::ItemPlace(place))) {
+    output.failWithErrno(target, number);
+    if (!transfer.undo(beside(aside), source)) output.fail(source, "is left in " + beside(aside));
+  } else if (!aside.empty()) {
+    removeOld(beside(aside), target, output);
   }
+}
+
+// Of two files on one volume the one can replace the other in one step.
+bool replacesAtOnce(const Transfer& transfer, const std::string& source, const std::string& target) {
+  struct stat from, to;
+  const std::string a = withoutSlashes(source), b = withoutSlashes(target);
+  if (transfer.run != moveOne || ::lstat(a.c_str(), &from) != 0 || ::lstat(b.c_str(), &to) != 0) return false;
+  const bool isSame = from.st_dev == to.st_dev && from.st_ino == to.st_ino;  // then nothing would happen
+  return !isSame && !S_ISDIR(from.st_mode) && !S_ISDIR(to.st_mode) && ::rename(a.c_str(), b.c_str()) == 0;
 }
 
 void runOne(const TransferOptions& options, const Transfer& transfer, const std::string& source,
@@ -188,6 +184,7 @@ void runOne(const TransferOptions& options, const Transfer& transfer, const std:
   const bool replaces = options.force && exists(source) && exists(target);
   if (replaces && holds(target, source))
     return output.fail(target, "replacing it would remove what is to be copied");
+  if (replaces && replacesAtOnce(transfer, source, target)) return;
   if (replaces) return transferOver(transfer, source, target, output);
   NSError error;
   if (!transfer.run(source, target, &error)) output.fail(source, bytesOf(error.localizedDescription()));

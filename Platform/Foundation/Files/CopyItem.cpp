@@ -313,21 +313,19 @@ int copyItem(const ItemPlace& from, const ItemPlace& to) {
   }
 }
 
-int copyItemOver(const ItemPlace& from, const ItemPlace& to, const std::function<void()>& makeRoom) {
+int copyItemOver(const ItemPlace& from, const ItemPlace& to, std::string& old) {
   struct stat info, taken;
+  old.clear();
   if (to.error() != 0 || to.status(taken) != 0) return copyItem(from, to);
   if (from.error() != 0) return from.error();
   if (const int error = from.status(info)) return error;
   if (goesWith(from, info, to, taken)) return EINVAL;
   std::string aside;
   if (const int error = copyAside(from, to.folder(), Losses::LeftOut, aside)) return error;
-  try {
-    makeRoom();
-  } catch (...) {
-    discardItem(to.folder(), aside.c_str());
-    throw;
-  }
-  return giveName(aside, to);
+  const int error = takeName(aside, to);
+  if (error != 0) return discardItem(to.folder(), aside.c_str()), error;
+  old = aside;
+  return 0;
 }
 
 int copyAside(const ItemPlace& from, int folder, Losses losses, std::string& name, CopyRecord* record) {

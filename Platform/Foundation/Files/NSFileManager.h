@@ -149,11 +149,11 @@ class ORV_EXPORT NSFileManager : public NSObject {
   // the disk.
   bool copyItemAtPath(const NSString& from, const NSString& to, NSError* error = nullptr) const;
   bool copyItemAtURL(const NSURL& from, const NSURL& to, NSError* error = nullptr) const;
-  // The same over what is at the target: `makeRoom` is called to remove it once the copy is whole beside it, so
-  // that nothing goes before. It fails when the target is still there afterwards and, without calling, when the
-  // item is the target or lies in it.
-  bool copyItemOverURL(const NSURL& from, const NSURL& to, const std::function<void()>& makeRoom,
-                       NSError* error = nullptr) const;
+  // The same over what is at the target: once the copy is whole beside it the two exchange their names, so that
+  // at every moment one of them is at the target, whole. `old` becomes the place of the old item, beside the
+  // target under a hidden name, for the caller to remove, and nil when there was none. It fails when the item
+  // is the target or lies in it.
+  bool copyItemOverURL(const NSURL& from, const NSURL& to, NSURL* old, NSError* error = nullptr) const;
 
   // One URL for the user's domain; empty for other domains and unknown places. Nothing is made.
   NSArray URLsForDirectory(NSSearchPathDirectory directory, NSUInteger domainMask = NSUserDomainMask) const;
@@ -230,9 +230,10 @@ class ORV_EXPORT NSFileManager : public NSObject {
   NSURL zuMakeDirs(const orv::Value& url) const;
   // Fails when the destination exists. One Warning for a failure, Info for an exception.
   bool zuCopy(const orv::Value& from, const orv::Value& to) const;
-  // Removes the destination, whatever it is, as soon as the copy is whole beside it: a copy that fails leaves
-  // it alone, and so does the copy of an item to itself or to a folder that it lies in. One Info line for a
-  // failure.
+  // Replaces the destination, whatever it is, by the copy once that is whole, and then removes it. A copy that
+  // fails leaves it alone, and so does the copy of an item to itself or to a folder that it lies in: one Info
+  // line. What cannot be removed stays beside the copy under a hidden name, which an Info line tells, and is no
+  // failure. A destination that is a dangling link is one.
   bool zuForceCopy(const orv::Value& from, const orv::Value& to) const;
   // Fails when the destination exists, with one Info line.
   bool zuMove(const orv::Value& from, const orv::Value& to) const;
