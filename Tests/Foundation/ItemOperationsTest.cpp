@@ -353,14 +353,14 @@ TEST_F(ItemOperations, AKilledCopyNeverShowsHalfAFile) {
 // Killed at any moment, it leaves the old item or the copy at the target, whole.
 TEST_F(ItemOperations, AKilledForcedCopyNeverShowsHalfAnItem) {
   const auto makeTree = [&](const std::string& path, const std::string& text) {
-    for (int i = 0; i < 60; ++i) {
+    for (int i = 0; i < 30; ++i) {
       fs::create_directories(path + "/" + std::to_string(i % 6));
       writeFile(path + "/" + std::to_string(i % 6) + "/" + std::to_string(i), text);
     }
   };
   makeTree(in("new"), "new");
   makeTree(in("old"), "old");
-  for (int i = 0; i < 40; ++i) {
+  for (int i = 0; i < 20; ++i) {
     fs::remove_all(in("at"));
     ASSERT_TRUE(manager->copyItemAtPath(in("old"), in("at")));
     const pid_t child = ::fork();
@@ -495,6 +495,53 @@ TEST_F(ItemOperations, ReplacementFoldersAreNewAndClosedAndOnTheItemsVolume) {
   }
   writeFile(in("file"));
   EXPECT_TRUE(ask(in("file/below"))) << "only the volume must be there";
+}
+
+TEST_F(ItemOperations, FromAReplacementFolderAFileCanBeRenamedToTheItem) {
+  const std::string other = otherVolume(folder);
+  if (other.empty()) GTEST_SKIP() << "there is one volume only";
+  writeFile(other + "/doc", "far");
+  writeFile(in("doc"), "here");
+  fs::create_symlink(other + "/doc", in("link to a file"));
+  fs::create_directory_symlink(other, in("link to a folder"));
+  fs::create_symlink(in("doc"), other + "/link back");
+  const auto ask = [&](const std::string& item) {
+    return manager->URLForDirectory(NSItemReplacementDirectory, NSUserDomainMask,
+                                    NSURL::fileURLWithPath(item, false), true, &error);
+  };
+  EXPECT_TRUE(ask(other + "/doc/below/a file")) << error;
+  for (const std::string& item : {in("link to a folder") + "/new", in("link to a file"), in("link to a folder"),
+                                  other + "/link back", other + "/doc"}) {
+    const NSURL url = ask(item);
+    ASSERT_TRUE(url) << item << error;
+    const std::string made = url.fileSystemRepresentation() + "/new";
+    writeFile(made, "new");
+    EXPECT_EQ(::rename(made.c_str(), item.c_str()), 0) << item;
+    EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(item)));
+  }
+  fs::remove_all(other);
+}
+
+// One file system mounted twice is two to a renaming.
+TEST_F(ItemOperations, AReplacementFolderIsOnTheMountOfTheItem) {
+  fs::create_directories(in("real"));
+  fs::create_directories(in("temporary"));
+  if (std::system(("mount --bind '" + in("real") + "' '" + in("temporary") + "' 2>/dev/null").c_str()) != 0)
+    GTEST_SKIP() << "nothing can be mounted here";
+  const char* saved = ::getenv("TMPDIR");
+  const std::string before = saved ? saved : "";
+  ::setenv("TMPDIR", in("temporary").c_str(), 1);
+  const auto isRenamedFrom = [&](const std::string& item) {
+    const NSURL url = manager->URLForDirectory(NSItemReplacementDirectory, NSUserDomainMask,
+                                               NSURL::fileURLWithPath(item), true, &error);
+    const std::string made = url.fileSystemRepresentation() + "/new";
+    writeFile(made, "new");
+    return ::rename(made.c_str(), item.c_str()) == 0;
+  };
+  EXPECT_TRUE(isRenamedFrom(in("doc")));
+  EXPECT_TRUE(isRenamedFrom(in("temporary/doc")));
+  saved ? ::setenv("TMPDIR", before.c_str(), 1) : ::unsetenv("TMPDIR");
+  EXPECT_EQ(std::system(("umount '" + in("temporary") + "'").c_str()), 0);
 }
 
 TEST_F(ItemOperations, WithoutAnItemThereIsNoReplacementFolder) {

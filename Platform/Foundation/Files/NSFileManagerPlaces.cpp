@@ -1,6 +1,7 @@
 // Where the user's folders lie: the XDG base directories and user directories, and new folders for
 // replacements.
 
+#include <fcntl.h>
 #include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -97,23 +98,39 @@ std::string parentOf(const std::string& path) {
   return slash == 0 ? "/" : path.substr(0, slash);
 }
 
-int statusOf(const std::string& path, struct stat& info) {
-  return ::stat(path.c_str(), &info) == 0 ? 0 : errno;
+int statusOf(const std::string& path, struct statx& info, int flags = 0) {
+  return ::statx(AT_FDCWD, path.c_str(), flags, STATX_TYPE | STATX_MNT_ID, &info) == 0 ? 0 : errno;
+}
+
+// Whether something can be renamed from the one to the other: two mounts of one file system do not allow it.
+bool areOnOneMount(const struct statx& a, const struct statx& b) {
+  const bool told = a.stx_mask & b.stx_mask & STATX_MNT_ID;  // since Linux 5.8
+  if (told && a.stx_mnt_id != b.stx_mnt_id) return false;
+  return a.stx_dev_major == b.stx_dev_major && a.stx_dev_minor == b.stx_dev_minor;
+}
+
+bool isMissing(int error) { return error == ENOENT || error == ENOTDIR; }
+
+// The nearest folder above a place that is there, and its status; an errno, or 0.
+int folderAbove(const std::string& place, std::string& folder, struct statx& info) {
+  int error = ENOENT;
+  for (folder = place; isMissing(error) && folder != "/" && folder != ".";) {
+    error = statusOf(folder = parentOf(folder), info);
+    if (error == 0 && !S_ISDIR(info.stx_mode)) error = ENOTDIR;
+  }
+  return folder == "/" ? statusOf(folder, info) : error;
 }
 
 // The folder beside an item, or above the place where there is none, and its status; an errno, or 0. The root
-// of a volume has nothing beside it: then it is the root itself.
-int folderBeside(const std::string& item, std::string& folder, struct stat& info) {
-  struct stat above;
-  folder = item;
-  int error = statusOf(folder, info);
-  const bool exists = error == 0;
-  while ((error == ENOENT || error == ENOTDIR) && folder != "/" && folder != ".")
-    error = statusOf(folder = parentOf(folder), info);
-  if (error != 0 || !exists) return error;
-  error = statusOf(parentOf(item), above);
-  if (error == 0 && above.st_dev == info.st_dev) folder = parentOf(item);
-  return error;
+// of a volume has nothing beside it: then it is the root itself. A link lies where it is, not where it leads.
+int folderBeside(const std::string& item, std::string& folder, struct statx& info) {
+  struct statx itself;
+  const int error = statusOf(item, itself, AT_SYMLINK_NOFOLLOW);
+  if (error != 0 && !isMissing(error)) return error;
+  if (const int above = folderAbove(item, folder, info)) return above;
+  const bool isRoot = error == 0 && S_ISDIR(itself.stx_mode) && !areOnOneMount(itself, info);
+  if (isRoot) folder = item, info = itself;
+  return 0;
 }
 
 NSURL newFolderIn(const std::string& parent, const NSString& item, NSError* error) {
@@ -129,7 +146,7 @@ NSURL newFolderIn(const std::string& parent, const NSString& item, NSError* erro
 // A new folder from which a file can be renamed to the item.
 NSURL folderForReplacing(const NSURL& item, NSError* error) {
   std::string path, beside, temporary;
-  struct stat info, temporaryInfo;
+  struct statx info, temporaryInfo;
   if (!item.isFileURL() || !orv::detail::itemPath(item.path(), path)) {
     orv::detail::fail(error, orv::detail::invalidPathError(orv::detail::FileAction::Create, item));
     return nil;
@@ -139,7 +156,7 @@ NSURL folderForReplacing(const NSURL& item, NSError* error) {
     return nil;
   }
   const bool sameVolume = orv::detail::itemPath(NSTemporaryDirectory(), temporary) &&
-                          statusOf(temporary, temporaryInfo) == 0 && temporaryInfo.st_dev == info.st_dev;
+                          statusOf(temporary, temporaryInfo) == 0 && areOnOneMount(temporaryInfo, info);
   return newFolderIn(sameVolume ? temporary : beside, item.path(), error);
 }
 
