@@ -171,6 +171,14 @@ TEST_F(ItemOperations, FilesThatOnlyClaimToBeEmptyAreCopied) {
   EXPECT_EQ(readFile(in("version")), readFile("/proc/version"));
 }
 
+TEST_F(ItemOperations, FilesThatOnlyClaimToBeLongAreCopiedAsTheyRead) {
+  const std::string name = "/sys/kernel/notes", other = "/sys/kernel/mm/transparent_hugepage/enabled";
+  const std::string source = fs::exists(other) ? other : name;
+  if (!fs::exists(source)) GTEST_SKIP() << "the kernel shows no such file";
+  ASSERT_TRUE(manager->copyItemAtPath(source, in("copy"), &error)) << error;
+  EXPECT_EQ(readFile(in("copy")), readFile(source));
+}
+
 TEST_F(ItemOperations, PathsMayBeLongerThanTheSystemTakes) {
   makeDeep(in("deep"));
   const int before = static_cast<int>(count("/proc/self/fd"));

@@ -90,34 +90,29 @@ bool FileCopier::clone(int from, int to) {
 int FileCopier::copyPieces(int from, int to, off_t size) {
   for (off_t at = 0; at < size;) {
     const off_t data = ::lseek(from, at, SEEK_DATA);
-    if (data < 0 && errno == ENXIO) break;  // a hole up to the end
+    if (data < 0 && errno == ENXIO) return setSize(to, size);  // a hole up to the end
     if (data < 0) return copyPiece(from, to, at, size);
     const off_t hole = ::lseek(from, data, SEEK_HOLE);
     at = hole < 0 ? size : std::min(hole, size);
     if (const int error = copyPiece(from, to, data, at)) return error;
   }
-  return setSize(to, size);
+  return 0;
 }
 
 // Ends early where the file does: that shows in its size.
 int FileCopier::copyPiece(int from, int to, off_t at, off_t end) {
   if (canCopyInKernel_ && end - at > kSmall) at = copyInKernel(from, to, at, end);
-  if (at < 0) return errno;
   return at < end ? copyThroughBuffer(from, to, at, end) : 0;
 }
 
-// How far it came, or -1 and errno.
+// How far it came. A failure of the disk shows again where the rest is read and written.
 off_t FileCopier::copyInKernel(int from, int to, off_t at, off_t end) {
   off_t in = at, out = at;
-  while (in < end) {
+  while (in < end && canCopyInKernel_) {
     const auto length = static_cast<size_t>(std::min(end - in, kLargestPiece));
     const ssize_t copied = retried([&] { return ::copy_file_range(from, &in, to, &out, length, 0); });
-    if (copied > 0) continue;
     if (copied == 0) break;
-    const bool isUnable = errno == EXDEV || errno == EINVAL || errno == EOPNOTSUPP || errno == ENOSYS;
-    if (!isUnable) return -1;
-    canCopyInKernel_ = false;
-    break;
+    canCopyInKernel_ = copied > 0;
   }
   return in;
 }
