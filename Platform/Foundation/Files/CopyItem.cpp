@@ -5,6 +5,7 @@
 
 #include <array>
 #include <climits>
+#include <cstdint>
 #include <string_view>
 #include <vector>
 
@@ -37,6 +38,14 @@ int createFile(int folder, const char* name, mode_t mode) {
 
 int makeFolder(int folder, const char* name) {
   return errorOf([&] { return ::mkdirat(folder, name, 0700); });
+}
+
+// Where an open folder is mounted; 0 where the kernel does not tell (before Linux 5.8).
+uint64_t mountOf(int folder) {
+  struct statx info;
+  const bool told =
+      ::statx(folder, "", AT_EMPTY_PATH, STATX_MNT_ID, &info) == 0 && info.stx_mask & STATX_MNT_ID;
+  return told ? info.stx_mnt_id : 0;
 }
 
 // An open file that is to be copied: the errno of a failure, or 0.
@@ -91,6 +100,7 @@ class TreeCopier {
   const Losses losses_;
   CopyRecord* const record_;
   struct stat target_ {};
+  uint64_t mount_ = 0;  // of the outermost folder's name
   FileCopier copier_{attributesFor(losses_)};
   FolderReader reader_;
   FolderStack from_;
@@ -104,6 +114,7 @@ int TreeCopier::copy(const ItemPlace& from, int toFolder, const char* to) {
   int error = pushOpened(from_, openFolder(from.folder(), from.name()));
   if (error == 0) error = pushOpened(to_, openFolder(toFolder, to));
   if (error == 0 && ::fstat(to_.innermost(), &target_) != 0) error = errno;
+  mount_ = mountOf(from.folder());
   if (error == 0) error = begin("");
   while (error == 0 && !levels_.empty()) error = step();
   return error;
@@ -113,6 +124,8 @@ int TreeCopier::begin(const char* name) {
   Level level;
   if (::fstat(from_.innermost(), &level.info) != 0) return errno;
   if (isSame(level.info, target_)) return EINVAL;  // moved into the source meanwhile
+  // What is mounted cannot be removed later.
+  if (losses_ == Losses::Refused && mountOf(from_.innermost()) != mount_) return EBUSY;
   if (const int error = readEntries(level)) return error;
   level.number = note(name, level.info);
   levels_.push_back(std::move(level));

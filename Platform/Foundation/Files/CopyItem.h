@@ -10,6 +10,7 @@
 namespace orv::detail {
 
 // What becomes of sockets, pipes and devices inside a folder, and of extended attributes that cannot be kept.
+// With `Refused` a mounted folder is refused, too (EBUSY).
 enum class Losses { LeftOut, Refused };
 
 // A file, a link or a folder to a name that is not taken. EINVAL for anything else and for a folder that would

@@ -133,9 +133,9 @@ class ORV_EXPORT NSFileManager : public NSObject {
   // only then of the source goes what was copied and has not changed since: at every moment one of the two is
   // whole. A failure leaves the source as it was and no target. The target stays, whole, beside the source or
   // what is left of it, when removing a folder fails halfway and when somebody changed either meanwhile: what
-  // others wrote is never removed. What holds a socket, a pipe, a device or an extended attribute named "user."
-  // that the other volume cannot keep is not moved there. Several names of one file become files of their own.
-  // A path that ends in "." or ".." is refused.
+  // others wrote is never removed. What holds a socket, a pipe, a device, a mounted volume or an extended
+  // attribute named "user." that the other volume cannot keep is not moved there. Several names of one file
+  // become files of their own. A path that ends in "." or ".." is refused.
   bool moveItemAtPath(const NSString& from, const NSString& to, NSError* error = nullptr) const;
   bool moveItemAtURL(const NSURL& from, const NSURL& to, NSError* error = nullptr) const;
   // Files and whole trees, with holes, permissions, dates and extended attributes, and the owner, or at least
