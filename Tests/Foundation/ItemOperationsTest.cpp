@@ -291,6 +291,28 @@ TEST_F(ItemOperations, AFileThatKeepsChangingIsNotCopied) {
   EXPECT_EQ(count(folder), 1u);
 }
 
+TEST_F(ItemOperations, WhatGoesFromAFolderMeanwhileIsNoMissingFolder) {
+  for (int i = 0; i < 200; ++i) {
+    fs::create_directories(in("t"));
+    writeFile(in("t/" + std::to_string(i)));
+  }
+  int failures = 0, next = 0;
+  const Meanwhile changing([&] {
+    const std::string name = in("t/" + std::to_string(next++ % 200));
+    ::unlink(name.c_str());
+    writeFile(name);
+  });
+  for (int i = 0; i < 200 && failures < 3; ++i) {
+    error = nil;
+    failures += !copy("t", "copy");
+    EXPECT_EQ(fs::exists(in("copy")), error.isNil());
+    if (error) {
+      EXPECT_EQ(error.userInfo()[NSUnderlyingErrorKey].as<NSError>().code(), EBUSY) << error;
+    }
+    fs::remove_all(in("copy"));
+  }
+}
+
 TEST_F(ItemOperations, RemovalNeverFollowsALinkThatTakesAFoldersPlace) {
   fs::create_directories(in("outside"));
   for (int i = 0; i < 20; ++i) writeFile(in("outside/" + std::to_string(i)));

@@ -166,9 +166,24 @@ TEST_F(OrvItems, RemoveTakesWholeFoldersAndNoLinkTargets) {
   expectFailure({"remove", "t"}, 1, "“t” couldn’t be removed");
 }
 
+TEST_F(OrvItems, AFailureTellsWhy) {
+  ASSERT_EQ(::mkfifo(place("pipe").c_str(), 0600), 0);
+  expectFailure({"copy", "pipe", "copy"}, 1, "“pipe” couldn’t be copied to “in”. (Invalid argument)");
+  expectFailure({"move", "t", "t/sub/t"}, 1, "(Invalid argument)");
+}
+
 TEST_F(OrvItems, AnEmptyPathIsRefusedAsWhatItIs) {
   for (const char* force : {"--", "--force"})
     expectFailure({"remove", force, ""}, 1, "an empty path names nothing");
+  for (const Arguments& arguments : std::vector<Arguments>{{"copy", "t", ""},
+                                                           {"move", "", "u"},
+                                                           {"compare", "", "t"},
+                                                           {"compare", "t", ""},
+                                                           {"where", ""},
+                                                           {"tags", "set", "", "red"},
+                                                           {"bookmark", "make", ""},
+                                                           {"unused", ""}})
+    expectFailure(arguments, 2, "an empty path names nothing");
 }
 
 TEST_F(OrvItems, RemoveSparesTheHomeFolder) {

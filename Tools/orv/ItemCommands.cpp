@@ -13,6 +13,7 @@
 #include "Orvane/Orv.h"
 #include "Orvane/OrvLog.h"
 #include "Platform/Foundation/Files/CompareItems.h"
+#include "Platform/Foundation/Files/FileErrors.h"
 #include "Platform/Foundation/Files/ItemPlace.h"
 #include "Platform/Foundation/Files/NSFileManager.h"
 #include "Platform/Foundation/System/NSBundle.h"
@@ -26,6 +27,14 @@ namespace {
 namespace fs = std::filesystem;
 
 orv::Ref<NSFileManager> manager() { return NSFileManager::defaultManager(); }
+
+// What went wrong, with the system's reason where the sentence tells none.
+std::string reasonOf(const NSError& error) {
+  const std::string text = bytesOf(error.localizedDescription());
+  const auto cause = error.userInfo()[NSUnderlyingErrorKey].as<NSError>();
+  if (error.code() != NSFileWriteUnknownError || cause.isNil()) return text;
+  return text + " (" + std::generic_category().message(static_cast<int>(cause.code())) + ")";
+}
 
 // ---- folders
 
@@ -147,8 +156,7 @@ bool exists(const std::string& path) {
 void removeOld(const std::string& old, const std::string& target, Output& output) {
   NSError error;
   if (!manager()->removeItemAtPath(nameOf(old), &error))
-    output.fail(target, "was replaced, but what stood there is left in " + old + ": " +
-                            bytesOf(error.localizedDescription()));
+    output.fail(target, "was replaced, but what stood there is left in " + old + ": " + reasonOf(error));
 }
 
 // Transfers to a hidden name beside the target, and the two exchange their names: at every moment the whole old
@@ -159,8 +167,7 @@ void transferOver(const Transfer& transfer, const std::string& source, const std
   const auto beside = [&](const std::string& name) { return (fs::path(place).parent_path() / name).string(); };
   std::string aside = orv::detail::hiddenName();
   NSError error;
-  if (!transfer.run(source, beside(aside), &error))
-    return output.fail(source, bytesOf(error.localizedDescription()));
+  if (!transfer.run(source, beside(aside), &error)) return output.fail(source, reasonOf(error));
   if (const int number = orv::detail::takeName(aside, orv::detail::ItemPlace(place))) {
     output.failWithErrno(target, number);
     if (!transfer.undo(beside(aside), source)) output.fail(source, "is left in " + beside(aside));
@@ -187,7 +194,7 @@ void runOne(const TransferOptions& options, const Transfer& transfer, const std:
   if (replaces && replacesAtOnce(transfer, source, target)) return;
   if (replaces) return transferOver(transfer, source, target, output);
   NSError error;
-  if (!transfer.run(source, target, &error)) output.fail(source, bytesOf(error.localizedDescription()));
+  if (!transfer.run(source, target, &error)) output.fail(source, reasonOf(error));
 }
 
 // One item after the other; what this run has just made is not replaced.
@@ -212,6 +219,7 @@ void addTransfer(CLI::App& program, const char* name, const char* text, const Tr
           "The items, and at last the new name; with a slash at its end, or for several items, the folder "
           "they go into")
       ->required()
+      ->check(namesSomething())
       ->expected(2, CLI::detail::expected_max_vector_size);
   command->add_flag("--force", options->force, "Replace what has the new name; it stays when that fails");
   command->callback([options, transfer, &output] {
@@ -236,8 +244,7 @@ void removeOne(const std::string& path, bool force, Output& output) {
   if (!force && !isLink && holds(path, bytesOf(NSHomeDirectory())))
     return output.fail(path, "the home folder is only removed with --force");
   NSError error;
-  if (!manager()->removeItemAtPath(nameOf(path), &error))
-    output.fail(path, bytesOf(error.localizedDescription()));
+  if (!manager()->removeItemAtPath(nameOf(path), &error)) output.fail(path, reasonOf(error));
 }
 
 void addRemove(CLI::App& program, Output& output) {
@@ -282,8 +289,8 @@ void addCompare(CLI::App& program, Output& output) {
       "compare",
       "Compare two files byte by byte, or two folders by names and contents: exit with 1 when they "
       "differ, with 2 when one cannot be read");
-  command->add_option("A", paths->first, "A file, a link or a folder")->required();
-  command->add_option("B", paths->second, "The other one")->required();
+  command->add_option("A", paths->first, "A file, a link or a folder")->required()->check(namesSomething());
+  command->add_option("B", paths->second, "The other one")->required()->check(namesSomething());
   command->callback([paths, &output] { runCompare(paths->first, paths->second, output); });
 }
 

@@ -155,12 +155,16 @@ int TreeCopier::step() {
   return copyEntry(type != DT_UNKNOWN ? type : typeOfEntry(from_.innermost(), entry + 1), entry + 1);
 }
 
+// The errno of an entry that was read from the list and cannot be reached: when it is gone the folder has
+// changed.
+int ofEntry(int error) { return error == ENOENT ? EBUSY : error; }
+
 int TreeCopier::copyEntry(unsigned char type, const char* name) {
   switch (type) {
     case DT_REG: return copyFile(name);
     case DT_DIR: return enter(name);
     case DT_LNK: return copyLinkEntry(name);
-    case DT_UNKNOWN: return ENOENT;
+    case DT_UNKNOWN: return ofEntry(ENOENT);
     default: return losses_ == Losses::LeftOut ? 0 : EINVAL;
   }
 }
@@ -170,7 +174,7 @@ int TreeCopier::copyEntry(unsigned char type, const char* name) {
 int TreeCopier::copyFile(const char* name) {
   const Descriptor from(openForCopy(from_.innermost(), name));
   struct stat info;
-  if (const int error = checkFile(from, info)) return error;
+  if (const int error = checkFile(from, info)) return ofEntry(error);
   const Descriptor to(createFile(to_.innermost(), name, (info.st_mode & 0777) | 0600));
   if (to < 0) return errno;
   const int error = copier_.copy(from, to, &info);
@@ -182,13 +186,13 @@ int TreeCopier::copyLinkEntry(const char* name) {
   struct stat info;
   const int error = copyLink(from_.innermost(), name, to_.innermost(), name, info);
   if (error == 0) note(name, info);
-  return error;
+  return ofEntry(error);
 }
 
 int TreeCopier::enter(const char* name) {
   int error = makeFolder(to_.innermost(), name);
   if (error == 0) error = to_.enter(name);
-  if (error == 0) error = from_.enter(name);
+  if (error == 0) error = ofEntry(from_.enter(name));
   return error == 0 ? begin(name) : error;
 }
 

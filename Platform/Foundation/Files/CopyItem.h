@@ -14,7 +14,8 @@ namespace orv::detail {
 enum class Losses { LeftOut, Refused };
 
 // A file, a link or a folder to a name that is not taken. EINVAL for anything else and for a folder that would
-// come into itself, EBUSY for a file that keeps changing.
+// come into itself, EBUSY for a file that keeps changing, and when
+// something goes from a folder meanwhile.
 int copyItem(const ItemPlace& from, const ItemPlace& to);
 
 // The same to a name that may be taken: what has it gets a hidden name in the target's folder once the copy is
