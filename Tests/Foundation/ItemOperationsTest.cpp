@@ -548,6 +548,31 @@ TEST_F(ItemOperations, FromAReplacementFolderAFileCanBeRenamedToTheItem) {
   fs::remove_all(other);
 }
 
+TEST_F(ItemOperations, WithoutATemporaryFolderTheReplacementFolderIsBesideTheItem) {
+  const std::string saved = ::getenv("TMPDIR") ? ::getenv("TMPDIR") : "/tmp";
+  writeFile(in("file"));
+  fs::create_symlink("nowhere", in("dangling"));
+  for (const char* name : {"file", "dangling", "none"}) {
+    ::setenv("TMPDIR", in(name).c_str(), 1);
+    const NSURL url = manager->URLForDirectory(NSItemReplacementDirectory, NSUserDomainMask,
+                                               NSURL::fileURLWithPath(in("doc")), true, &error);
+    ASSERT_TRUE(url) << name << error;
+    EXPECT_EQ(url.URLByDeletingLastPathComponent().path(), NSString(folder)) << name;
+  }
+  ::setenv("TMPDIR", saved.c_str(), 1);
+}
+
+TEST_F(ItemOperations, AReplacementFolderInTheRootFolderHasAPlainPath) {
+  const std::string saved = ::getenv("TMPDIR") ? ::getenv("TMPDIR") : "/tmp";
+  ::setenv("TMPDIR", "/", 1);
+  const NSURL url = manager->URLForDirectory(NSItemReplacementDirectory, NSUserDomainMask,
+                                             NSURL::fileURLWithPath("/none"), true, &error);
+  ::setenv("TMPDIR", saved.c_str(), 1);
+  if (url.isNil()) GTEST_SKIP() << "nothing may be made there";
+  EXPECT_TRUE(url.path().hasPrefix("/.orv-")) << url;
+  EXPECT_TRUE(manager->removeItemAtURL(url));
+}
+
 // One file system mounted twice is two to a renaming.
 TEST_F(ItemOperations, AReplacementFolderIsOnTheMountOfTheItem) {
   fs::create_directories(in("real"));

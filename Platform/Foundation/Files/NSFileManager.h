@@ -159,8 +159,9 @@ class ORV_EXPORT NSFileManager : public NSObject {
   NSArray URLsForDirectory(NSSearchPathDirectory directory, NSUInteger domainMask = NSUserDomainMask) const;
   // The place for a purpose; with `create` it is made when missing. NSItemReplacementDirectory makes a new
   // folder at each call, for this user only, on the volume of the item (which need not exist, its volume must):
-  // in the temporary folder where that is on the same mount, else hidden beside the item. The caller removes
-  // it. A nil URL, or one that is not a file's, is then a failure; elsewhere the URL does not matter.
+  // in the temporary folder where that is on the same mount and open to it, else hidden beside the item. The
+  // caller removes it. A nil URL, or one that is not a file's, is then a failure; elsewhere the URL does not
+  // matter.
   NSURL URLForDirectory(NSSearchPathDirectory directory, NSUInteger domainMask, const NSURL& appropriateForURL,
                         bool create, NSError* error = nullptr) const;
   NSURL temporaryDirectory() const;

@@ -133,31 +133,45 @@ int folderBeside(const std::string& item, std::string& folder, struct statx& inf
   return 0;
 }
 
-NSURL newFolderIn(const std::string& parent, const NSString& item, NSError* error) {
+// The errno of a failure, or 0.
+int makeFolderIn(const std::string& parent, NSURL& made) {
+  const std::string start = parent == "/" ? parent : parent + "/";
   std::string name;
-  const int number = orv::detail::makeHidden(
-      name, [&](const char* hidden) { return ::mkdir((parent + "/" + hidden).c_str(), 0700); });
-  if (number == 0)
-    return NSURL::fileURLWithPath(NSString::stringWithFileSystemRepresentation(parent + "/" + name), true);
-  orv::detail::fail(error, number, orv::detail::FileAction::Create, item);
-  return nil;
+  const int error = orv::detail::makeHidden(
+      name, [&](const char* hidden) { return ::mkdir((start + hidden).c_str(), 0700); });
+  if (error == 0) made = NSURL::fileURLWithFileSystemRepresentation(start + name, true);
+  return error;
 }
 
-// A new folder from which a file can be renamed to the item.
+// The temporary folder, where that is on one mount with an item; else "".
+std::string temporaryFolderFor(const struct statx& item) {
+  std::string path;
+  struct statx info;
+  const bool serves = orv::detail::itemPath(NSTemporaryDirectory(), path) && statusOf(path, info) == 0 &&
+                      S_ISDIR(info.stx_mode) && areOnOneMount(info, item);
+  return serves ? path : std::string();
+}
+
+// A new folder from which a file can be renamed to the item: the errno of a failure, or 0.
+int makeFolderFor(const std::string& item, NSURL& made) {
+  std::string beside;
+  struct statx info;
+  if (const int error = folderBeside(item, beside, info)) return error;
+  const std::string temporary = temporaryFolderFor(info);
+  if (!temporary.empty() && makeFolderIn(temporary, made) == 0) return 0;
+  return makeFolderIn(beside, made);
+}
+
 NSURL folderForReplacing(const NSURL& item, NSError* error) {
-  std::string path, beside, temporary;
-  struct statx info, temporaryInfo;
+  std::string path;
   if (!item.isFileURL() || !orv::detail::itemPath(item.path(), path)) {
     orv::detail::fail(error, orv::detail::invalidPathError(orv::detail::FileAction::Create, item));
     return nil;
   }
-  if (const int number = folderBeside(path, beside, info); number != 0) {
+  NSURL made;
+  if (const int number = makeFolderFor(path, made))
     orv::detail::fail(error, number, orv::detail::FileAction::Create, item.path());
-    return nil;
-  }
-  const bool sameVolume = orv::detail::itemPath(NSTemporaryDirectory(), temporary) &&
-                          statusOf(temporary, temporaryInfo) == 0 && areOnOneMount(temporaryInfo, info);
-  return newFolderIn(sameVolume ? temporary : beside, item.path(), error);
+  return made;
 }
 
 }  // namespace
