@@ -109,6 +109,14 @@ TEST_F(OrvItems, MoveReplacesOnlyByForce) {
     EXPECT_FALSE(entry.path().filename().string().starts_with(".orv-")) << entry;
 }
 
+TEST_F(OrvItems, ForceNeverReplacesWhatTheLinkLeadsTo) {
+  fs::create_symlink("t/a.txt", place("link"));
+  for (const char* command : {"copy", "move"})
+    expectFailure({command, "--force", "link", "t/a.txt"}, 1, "would remove what the link leads to");
+  EXPECT_EQ(readFile(place("t/a.txt")), "hi\n");
+  EXPECT_TRUE(fs::is_symlink(place("link")));
+}
+
 TEST_F(OrvItems, MoveByForceTakesItemsOfEveryKind) {
   writeFile("other", "other");
   writeFile("more", "more");

@@ -148,6 +148,15 @@ bool holds(const std::string& target, const std::string& source) {
   return inner == outer || inner.starts_with(outer.ends_with('/') ? outer : outer + "/");
 }
 
+// True when the source is a link to the target.
+bool leadsTo(const std::string& source, const std::string& target) {
+  struct stat link, led, item;
+  const std::string path = withoutSlashes(source);
+  if (::lstat(path.c_str(), &link) != 0 || !S_ISLNK(link.st_mode)) return false;
+  return ::stat(path.c_str(), &led) == 0 && ::lstat(withoutSlashes(target).c_str(), &item) == 0 &&
+         led.st_dev == item.st_dev && led.st_ino == item.st_ino;
+}
+
 bool exists(const std::string& path) {
   struct stat info;
   return ::lstat(path.c_str(), &info) == 0;
@@ -191,6 +200,8 @@ void runOne(const TransferOptions& options, const Transfer& transfer, const std:
   const bool replaces = options.force && exists(source) && exists(target);
   if (replaces && holds(target, source))
     return output.fail(target, "replacing it would remove what is to be copied");
+  if (replaces && leadsTo(source, target))
+    return output.fail(target, "replacing it would remove what the link leads to");
   if (replaces && replacesAtOnce(transfer, source, target)) return;
   if (replaces) return transferOver(transfer, source, target, output);
   NSError error;

@@ -308,6 +308,12 @@ bool goesWith(const ItemPlace& item, const struct stat& info, const ItemPlace& r
          isSame(folder, removedFolder);
 }
 
+// True for a link to the item, which it would lead to no longer.
+bool leadsTo(const ItemPlace& link, const struct stat& item) {
+  struct stat info;
+  return ::fstatat(link.folder(), link.name(), &info, 0) == 0 && isSame(info, item);
+}
+
 int copyFolder(const ItemPlace& from, const ItemPlace& to) {
   std::string aside;
   const int error = copyFolderAside(from, to.folder(), Losses::LeftOut, aside, nullptr);
@@ -337,6 +343,7 @@ int copyItemOver(const ItemPlace& from, const ItemPlace& to, std::string& old) {
   if (from.error() != 0) return from.error();
   if (const int error = from.status(info)) return error;
   if (goesWith(from, info, to, taken)) return EINVAL;
+  if (S_ISLNK(info.st_mode) && leadsTo(from, taken)) return EINVAL;
   std::string aside;
   if (const int error = copyAside(from, to.folder(), Losses::LeftOut, aside)) return error;
   const int error = takeName(aside, to);

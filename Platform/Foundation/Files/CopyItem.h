@@ -14,13 +14,12 @@ namespace orv::detail {
 enum class Losses { LeftOut, Refused };
 
 // A file, a link or a folder to a name that is not taken. EINVAL for anything else and for a folder that would
-// come into itself, EBUSY for a file that keeps changing, and when
-// something goes from a folder meanwhile.
+// come into itself, EBUSY for a file that keeps changing and when something goes from a folder meanwhile.
 int copyItem(const ItemPlace& from, const ItemPlace& to);
 
 // The same to a name that may be taken: what has it gets a hidden name in the target's folder once the copy is
-// whole (takeName). `old` is that name, "" when there is none. EINVAL when the item is what would step aside or
-// lies in it.
+// whole (takeName). `old` is that name, "" when there is none. EINVAL when the item is what would step aside,
+// lies in it or is a link to it.
 int copyItemOver(const ItemPlace& from, const ItemPlace& to, std::string& old);
 
 // The same into an open folder under a hidden name, which is answered. `record`, if any, takes what was copied.

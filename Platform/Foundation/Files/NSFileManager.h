@@ -152,7 +152,7 @@ class ORV_EXPORT NSFileManager : public NSObject {
   // The same over what is at the target: once the copy is whole beside it the two exchange their names, so that
   // at every moment one of them is at the target, whole. `old` becomes the place of the old item, beside the
   // target under a hidden name, for the caller to remove, and nil when there was none. It fails when the item
-  // is the target or lies in it.
+  // is the target, lies in it or is a link to it.
   bool copyItemOverURL(const NSURL& from, const NSURL& to, NSURL* old, NSError* error = nullptr) const;
 
   // One URL for the user's domain; empty for other domains and unknown places. Nothing is made.
@@ -232,9 +232,9 @@ class ORV_EXPORT NSFileManager : public NSObject {
   // Fails when the destination exists. One Warning for a failure, Info for an exception.
   bool zuCopy(const orv::Value& from, const orv::Value& to) const;
   // Replaces the destination, whatever it is, by the copy once that is whole, and then removes it. A copy that
-  // fails leaves it alone, and so does the copy of an item to itself or to a folder that it lies in: one Info
-  // line. What cannot be removed stays beside the copy under a hidden name, which an Info line tells, and is no
-  // failure. A destination that is a dangling link is one.
+  // fails leaves it alone, and so does the copy of an item to itself, to a folder that it lies in or to what it
+  // leads to as a link: one Info line. What cannot be removed stays beside the copy under a hidden name, which
+  // an Info line tells, and is no failure. A destination that is a dangling link is one.
   bool zuForceCopy(const orv::Value& from, const orv::Value& to) const;
   // Fails when the destination exists, with one Info line.
   bool zuMove(const orv::Value& from, const orv::Value& to) const;

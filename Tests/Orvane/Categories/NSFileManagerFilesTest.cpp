@@ -160,6 +160,20 @@ TEST_F(NSFileManagerFiles, ForceCopyStandsWhenTheOldItemCannotBeRemoved) {
               ElementsAre(AllOf(StartsWith("Failed to remove files at file://"), HasSubstr("/.orv-"))));
 }
 
+TEST_F(NSFileManagerFiles, ForceCopyOfALinkOverItsTargetIsRefused) {
+  write("a", "A");
+  fs::create_directories(folder + "/d/sub");
+  fs::create_symlink("a", folder + "/link");
+  fs::create_directory_symlink("d", folder + "/link2");
+  for (const auto& [link, target] : {std::pair("link", "a"), std::pair("link2", "d")}) {
+    EXPECT_FALSE(manager->zuForceCopy(NSURL::fileURLWithPath(folder + "/" + link, false), url(target)));
+    EXPECT_EQ(infos().size(), 1U);
+  }
+  EXPECT_EQ(read("a"), "A");
+  EXPECT_TRUE(fs::exists(folder + "/d/sub"));
+  EXPECT_THAT(manager->contentsOfDirectoryAtPath(folder), testing::SizeIs(4));
+}
+
 TEST_F(NSFileManagerFiles, ForceCopyOverAnotherNameOfTheSameFileMakesTwoFiles) {
   write("a", "A");
   fs::create_hard_link(folder + "/a", folder + "/b");
