@@ -43,6 +43,15 @@ bool arePlaces(const Value& from, const Value& to, FileAction action, NSError& e
   return isPlace(from, action, error) && isPlace(to, action, error);
 }
 
+// Copies over what is there, which then goes.
+bool copyOver(const NSFileManager& manager, const NSURL& from, const NSURL& to, NSError& error) {
+  NSURL old;
+  if (!manager.fileExistsAtPath(to.path())) return manager.copyItemAtURL(from, to, &error);
+  if (!manager.copyItemOverURL(from, to, &old, &error)) return false;
+  if (old) NSFileManager::defaultManager()->zuRemove(old);
+  return true;
+}
+
 // Reads the file; one that changes meanwhile is reported and digested as read.
 detail::FileDigestResult digestOf(DigestAlgorithm algorithm, const Value& url) {
   std::string path;
@@ -97,12 +106,9 @@ bool NSFileManager::zuForceCopy(const Value& from, const Value& to) const {
   ORV_ASSERT_URL(from);
   ORV_ASSERT_URL(to);
   try {
-    const auto makeRoom = [&] {
-      if (fileExistsAtPath(pathOfLocation(to))) defaultManager()->zuRemove(to);
-    };
     NSError error;
     if (arePlaces(from, to, FileAction::Copy, error) &&
-        copyItemOverURL(from.as<NSURL>(), to.as<NSURL>(), makeRoom, &error))
+        copyOver(*this, from.as<NSURL>(), to.as<NSURL>(), error))
       return true;
     OrvLogInfo("Failed to copy from %@ to %@ error-%@", from, to, error);
   } catch (const std::exception& exception) {

@@ -1,4 +1,4 @@
-// What becomes of a file's extended attributes and access list when it is replaced.
+// What becomes of a file's extended attributes, group and access list when it is replaced or copied.
 
 #include "Platform/Foundation/Files/FileAttributes.h"
 
@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "Platform/Foundation/Files/FileBytes.h"
+#include "Platform/Foundation/Files/NSFileManager.h"
 #include "Tests/Support/World.h"
 
 using namespace orv;
@@ -186,4 +187,63 @@ TEST_F(FileAttributes, ACopyKeptAsideHasTheFilesList) {
   ASSERT_EQ(detail::keepFileAside(file, aside, kept), 0);
   EXPECT_TRUE(attribute(kept, kAccess) == kPrivate || modeOf(kept) == 0600u);
   fs::remove(kept);
+}
+
+TEST_F(FileAttributes, ACopyWhereThereAreNoListsOpensToNobodyMore) {
+  const std::string volume = folder + "/volume";
+  fs::create_directory(volume);
+  if (std::system(("mount -t ramfs none '" + volume + "' 2>/dev/null").c_str()) != 0)
+    GTEST_SKIP() << "nothing can be mounted here";
+  fs::create_directory(folder + "/t");
+  fs::rename(file, folder + "/t/file");
+  const auto manager = NSFileManager::defaultManager();
+  EXPECT_TRUE(manager->copyItemAtPath(folder + "/t", volume + "/t"));
+  EXPECT_TRUE(manager->copyItemAtPath(folder + "/t/file", volume + "/copy"));
+  EXPECT_TRUE(manager->moveItemAtPath(folder + "/t/file", volume + "/moved"));
+  for (const char* name : {"/t/file", "/copy", "/moved"}) EXPECT_EQ(modeOf(volume + name), 0600u) << name;
+  EXPECT_EQ(std::system(("umount '" + volume + "'").c_str()), 0);
+}
+
+TEST_F(FileAttributes, ACopyKeepsTheGroupThatItsMakerBelongsTo) {
+  if (::getuid() != 0) GTEST_SKIP() << "needs a second user";
+  ASSERT_EQ(::removexattr(file.c_str(), kAccess), 0);
+  ASSERT_EQ(::chown(file.c_str(), kOwner, kNamed), 0);
+  ASSERT_EQ(::chmod(file.c_str(), 02640), 0);
+  ASSERT_EQ(::chmod(folder.c_str(), 0777), 0);
+  fs::current_path(folder);
+  const pid_t child = ::fork();
+  if (child == 0) {
+    const gid_t groups[] = {kNamed};
+    ::_exit(::setgroups(1, groups) || ::setgid(kStranger) || ::setuid(kStranger) ||
+            !NSFileManager::defaultManager()->copyItemAtPath("file", "copy"));
+  }
+  int status = -1;
+  ::waitpid(child, &status, 0);
+  fs::current_path("/");
+  ASSERT_EQ(status, 0);
+  struct stat info {};
+  ASSERT_EQ(::stat((folder + "/copy").c_str(), &info), 0);
+  EXPECT_EQ(info.st_uid, kStranger);
+  EXPECT_EQ(info.st_gid, kNamed);
+  EXPECT_EQ(info.st_mode & 07777, 0640u);
+}
+
+TEST_F(FileAttributes, ACopyWithoutItsGroupOpensToNobodyMore) {
+  if (::getuid() != 0) GTEST_SKIP() << "needs a second user";
+  const struct {
+    std::string list;
+    mode_t mode, expected;
+  } cases[] = {{"", 0664, 0644}, {"", 0604, 0600}, {kPrivate, 0664, 0600}};
+  ASSERT_EQ(::chmod(folder.c_str(), 0777), 0);
+  for (const auto& each : cases) {
+    ASSERT_EQ(::chmod(file.c_str(), each.mode), 0);
+    each.list.empty() ? ::removexattr(file.c_str(), kAccess) : set(file, kAccess, each.list);
+    ASSERT_EQ(::chown(file.c_str(), kNamed, kOwner), 0);
+    fs::current_path(folder);
+    EXPECT_EQ(as(kNamed, [] { return !NSFileManager::defaultManager()->copyItemAtPath("file", "copy"); }), 0);
+    fs::current_path("/");
+    EXPECT_EQ(attribute(folder + "/copy", kAccess), "none");
+    EXPECT_EQ(modeOf(folder + "/copy"), each.expected);
+    fs::remove(folder + "/copy");
+  }
 }

@@ -171,6 +171,14 @@ TEST_F(ItemOperations, FilesThatOnlyClaimToBeEmptyAreCopied) {
   EXPECT_EQ(readFile(in("version")), readFile("/proc/version"));
 }
 
+TEST_F(ItemOperations, FilesThatOnlyClaimToBeLongAreCopiedAsTheyRead) {
+  const std::string name = "/sys/kernel/notes", other = "/sys/kernel/mm/transparent_hugepage/enabled";
+  const std::string source = fs::exists(other) ? other : name;
+  if (!fs::exists(source)) GTEST_SKIP() << "the kernel shows no such file";
+  ASSERT_TRUE(manager->copyItemAtPath(source, in("copy"), &error)) << error;
+  EXPECT_EQ(readFile(in("copy")), readFile(source));
+}
+
 TEST_F(ItemOperations, PathsMayBeLongerThanTheSystemTakes) {
   makeDeep(in("deep"));
   const int before = static_cast<int>(count("/proc/self/fd"));
@@ -283,6 +291,24 @@ TEST_F(ItemOperations, AFileThatKeepsChangingIsNotCopied) {
   EXPECT_EQ(count(folder), 1u);
 }
 
+TEST_F(ItemOperations, WhatGoesFromAFolderMeanwhileIsNoMissingFolder) {
+  constexpr int kFiles = 50, kMostRounds = 200;
+  const auto file = [&](int i) { return in("t/" + std::to_string(i)); };
+  fs::create_directories(in("t"));
+  bool failed = false;
+  const Meanwhile changing([&] {
+    for (int i = 0; i < kFiles; ++i) writeFile(file(i));
+    for (int i = 0; i < kFiles; ++i) ::unlink(file(i).c_str());
+  });
+  for (int i = 0; i < kMostRounds && !failed; ++i) {
+    failed = !copy("t", "copy");
+    EXPECT_EQ(fs::exists(in("copy")), !failed);
+    fs::remove_all(in("copy"));
+  }
+  if (!failed) GTEST_SKIP() << "nothing went at the right moment";
+  EXPECT_EQ(error.userInfo()[NSUnderlyingErrorKey].as<NSError>().code(), EBUSY) << error;
+}
+
 TEST_F(ItemOperations, RemovalNeverFollowsALinkThatTakesAFoldersPlace) {
   fs::create_directories(in("outside"));
   for (int i = 0; i < 20; ++i) writeFile(in("outside/" + std::to_string(i)));
@@ -348,6 +374,35 @@ TEST_F(ItemOperations, AKilledCopyNeverShowsHalfAFile) {
     }
     fs::remove(in("copy"));
   }
+}
+
+// Killed at any moment, it leaves the old item or the copy at the target, whole.
+TEST_F(ItemOperations, AKilledForcedCopyNeverShowsHalfAnItem) {
+  const auto makeTree = [&](const std::string& path, const std::string& text) {
+    for (int i = 0; i < 30; ++i) {
+      fs::create_directories(path + "/" + std::to_string(i % 6));
+      writeFile(path + "/" + std::to_string(i % 6) + "/" + std::to_string(i), text);
+    }
+  };
+  makeTree(in("new"), "new");
+  makeTree(in("old"), "old");
+  for (int i = 0; i < 20; ++i) {
+    fs::remove_all(in("at"));
+    ASSERT_TRUE(manager->copyItemAtPath(in("old"), in("at")));
+    const pid_t child = ::fork();
+    if (child == 0)
+      ::_exit(manager->zuForceCopy(NSURL::fileURLWithPath(in("new")), NSURL::fileURLWithPath(in("at"))) ? 0
+                                                                                                        : 1);
+    ::usleep(static_cast<useconds_t>(i) * 250);
+    ::kill(child, SIGKILL);
+    int status = -1;
+    ::waitpid(child, &status, 0);
+    const auto is = [&](const char* name) { return manager->contentsEqualAtPath(in(name), in("at")); };
+    EXPECT_TRUE(is("old") || is("new")) << i;
+    for (const auto& entry : fs::directory_iterator(folder))
+      if (entry.path().filename().string().starts_with(".orv-")) fs::remove_all(entry.path());
+  }
+  EXPECT_EQ(count(folder), 3u) << "what is left has a hidden name";
 }
 
 // The access list of a folder, for what is made in it: its user 1001 may do everything.
@@ -466,6 +521,78 @@ TEST_F(ItemOperations, ReplacementFoldersAreNewAndClosedAndOnTheItemsVolume) {
   }
   writeFile(in("file"));
   EXPECT_TRUE(ask(in("file/below"))) << "only the volume must be there";
+}
+
+TEST_F(ItemOperations, FromAReplacementFolderAFileCanBeRenamedToTheItem) {
+  const std::string other = otherVolume(folder);
+  if (other.empty()) GTEST_SKIP() << "there is one volume only";
+  writeFile(other + "/doc", "far");
+  writeFile(in("doc"), "here");
+  fs::create_symlink(other + "/doc", in("link to a file"));
+  fs::create_directory_symlink(other, in("link to a folder"));
+  fs::create_symlink(in("doc"), other + "/link back");
+  const auto ask = [&](const std::string& item) {
+    return manager->URLForDirectory(NSItemReplacementDirectory, NSUserDomainMask,
+                                    NSURL::fileURLWithPath(item, false), true, &error);
+  };
+  EXPECT_TRUE(ask(other + "/doc/below/a file")) << error;
+  for (const std::string& item : {in("link to a folder") + "/new", in("link to a file"), in("link to a folder"),
+                                  other + "/link back", other + "/doc"}) {
+    const NSURL url = ask(item);
+    ASSERT_TRUE(url) << item << error;
+    const std::string made = url.fileSystemRepresentation() + "/new";
+    writeFile(made, "new");
+    EXPECT_EQ(::rename(made.c_str(), item.c_str()), 0) << item;
+    EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(item)));
+  }
+  fs::remove_all(other);
+}
+
+TEST_F(ItemOperations, WithoutATemporaryFolderTheReplacementFolderIsBesideTheItem) {
+  const std::string saved = ::getenv("TMPDIR") ? ::getenv("TMPDIR") : "/tmp";
+  writeFile(in("file"));
+  fs::create_symlink("nowhere", in("dangling"));
+  for (const char* name : {"file", "dangling", "none"}) {
+    ::setenv("TMPDIR", in(name).c_str(), 1);
+    const NSURL url = manager->URLForDirectory(NSItemReplacementDirectory, NSUserDomainMask,
+                                               NSURL::fileURLWithPath(in("doc")), true, &error);
+    ASSERT_TRUE(url) << name << error;
+    EXPECT_EQ(url.URLByDeletingLastPathComponent().path(), NSString(folder)) << name;
+  }
+  ::setenv("TMPDIR", saved.c_str(), 1);
+}
+
+TEST_F(ItemOperations, AReplacementFolderInTheRootFolderHasAPlainPath) {
+  const std::string saved = ::getenv("TMPDIR") ? ::getenv("TMPDIR") : "/tmp";
+  ::setenv("TMPDIR", "/", 1);
+  const NSURL url = manager->URLForDirectory(NSItemReplacementDirectory, NSUserDomainMask,
+                                             NSURL::fileURLWithPath("/none"), true, &error);
+  ::setenv("TMPDIR", saved.c_str(), 1);
+  if (url.isNil()) GTEST_SKIP() << "nothing may be made there";
+  EXPECT_TRUE(url.path().hasPrefix("/.orv-")) << url;
+  EXPECT_TRUE(manager->removeItemAtURL(url));
+}
+
+// One file system mounted twice is two to a renaming.
+TEST_F(ItemOperations, AReplacementFolderIsOnTheMountOfTheItem) {
+  fs::create_directories(in("real"));
+  fs::create_directories(in("temporary"));
+  if (std::system(("mount --bind '" + in("real") + "' '" + in("temporary") + "' 2>/dev/null").c_str()) != 0)
+    GTEST_SKIP() << "nothing can be mounted here";
+  const char* saved = ::getenv("TMPDIR");
+  const std::string before = saved ? saved : "";
+  ::setenv("TMPDIR", in("temporary").c_str(), 1);
+  const auto isRenamedFrom = [&](const std::string& item) {
+    const NSURL url = manager->URLForDirectory(NSItemReplacementDirectory, NSUserDomainMask,
+                                               NSURL::fileURLWithPath(item), true, &error);
+    const std::string made = url.fileSystemRepresentation() + "/new";
+    writeFile(made, "new");
+    return ::rename(made.c_str(), item.c_str()) == 0;
+  };
+  EXPECT_TRUE(isRenamedFrom(in("doc")));
+  EXPECT_TRUE(isRenamedFrom(in("temporary/doc")));
+  saved ? ::setenv("TMPDIR", before.c_str(), 1) : ::unsetenv("TMPDIR");
+  EXPECT_EQ(std::system(("umount '" + in("temporary") + "'").c_str()), 0);
 }
 
 TEST_F(ItemOperations, WithoutAnItemThereIsNoReplacementFolder) {

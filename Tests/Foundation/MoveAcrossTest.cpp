@@ -216,6 +216,21 @@ TEST_F(MoveAcross, NothingIsCopiedWhenTheSourceCannotGo) {
   EXPECT_EQ(read(in("doc")), "one");
 }
 
+TEST_F(MoveAcross, WhatHoldsAMountedVolumeStaysWhole) {
+  for (const char* name : {"t/a", "t/volume", "t/z"}) fs::create_directories(in(name));
+  for (const char* name : {"t/doc", "t/a/doc", "t/z/doc"}) write(in(name), "one");
+  if (std::system(("mount -t tmpfs none '" + in("t/volume") + "' 2>/dev/null").c_str()) != 0)
+    GTEST_SKIP() << "nothing can be mounted here";
+  write(in("t/volume/doc"), "one");
+  for (const char* name : {"t", "t/volume"}) {
+    EXPECT_FALSE(manager->moveItemAtPath(in(name), at("t"), &error)) << name;
+    EXPECT_EQ(error.userInfo()[NSUnderlyingErrorKey].as<NSError>().code(), EBUSY) << name;
+    EXPECT_TRUE(fs::is_empty(other));
+  }
+  for (const char* name : {"t/doc", "t/a/doc", "t/z/doc", "t/volume/doc"}) EXPECT_EQ(read(in(name)), "one");
+  EXPECT_EQ(std::system(("umount '" + in("t/volume") + "'").c_str()), 0);
+}
+
 TEST_F(MoveAcross, DotsAreRefused) {
   fs::create_directories(in("t/sub"));
   write(in("t/doc"), "one");

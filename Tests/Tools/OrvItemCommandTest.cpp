@@ -109,6 +109,36 @@ TEST_F(OrvItems, MoveReplacesOnlyByForce) {
     EXPECT_FALSE(entry.path().filename().string().starts_with(".orv-")) << entry;
 }
 
+TEST_F(OrvItems, ForceNeverReplacesWhatTheLinkLeadsTo) {
+  fs::create_symlink("t/a.txt", place("link"));
+  for (const char* command : {"copy", "move"})
+    expectFailure({command, "--force", "link", "t/a.txt"}, 1, "would remove what the link leads to");
+  EXPECT_EQ(readFile(place("t/a.txt")), "hi\n");
+  EXPECT_TRUE(fs::is_symlink(place("link")));
+}
+
+TEST_F(OrvItems, MoveByForceTakesItemsOfEveryKind) {
+  writeFile("other", "other");
+  writeFile("more", "more");
+  fs::create_symlink("nowhere", place("dangling"));
+  EXPECT_EQ(printed({"move", "--force", "other", "dangling"}), "");
+  EXPECT_EQ(readFile(place("dangling")), "other");
+  EXPECT_EQ(printed({"move", "--force", "dangling", "more"}), "") << "in one step";
+  EXPECT_EQ(readFile(place("more")), "other");
+  fs::create_hard_link(place("more"), place("again"));
+  EXPECT_EQ(printed({"move", "--force", "again", "more"}), "") << "two names of one file";
+  EXPECT_FALSE(fs::exists(place("again")));
+  EXPECT_EQ(readFile(place("more")), "other");
+  EXPECT_EQ(printed({"move", "--force", "t", "more"}), "");
+  EXPECT_EQ(printed({"copy", "more", "u"}), "");
+  EXPECT_EQ(printed({"move", "--force", "more", "u/"}), "") << "into it, where nothing has the name";
+  EXPECT_EQ(printed({"move", "--force", "u/more", "u/sub"}), "");
+  EXPECT_TRUE(fs::exists(place("u/sub/a.txt")));
+  for (const fs::path& folder : {place(""), place("u")})
+    for (const auto& entry : fs::directory_iterator(folder))
+      EXPECT_FALSE(entry.path().filename().string().starts_with(".orv-")) << entry;
+}
+
 TEST_F(OrvItems, ForceNeverReplacesWhatTheSameRunHasMade) {
   for (const char* name : {"a/x", "b/x"}) writeFile(name, name);
   fs::create_directories(place("d"));
@@ -144,9 +174,24 @@ TEST_F(OrvItems, RemoveTakesWholeFoldersAndNoLinkTargets) {
   expectFailure({"remove", "t"}, 1, "“t” couldn’t be removed");
 }
 
+TEST_F(OrvItems, AFailureTellsWhy) {
+  ASSERT_EQ(::mkfifo(place("pipe").c_str(), 0600), 0);
+  expectFailure({"copy", "pipe", "copy"}, 1, "“pipe” couldn’t be copied to “in”. (Invalid argument)");
+  expectFailure({"move", "t", "t/sub/t"}, 1, "(Invalid argument)");
+}
+
 TEST_F(OrvItems, AnEmptyPathIsRefusedAsWhatItIs) {
   for (const char* force : {"--", "--force"})
     expectFailure({"remove", force, ""}, 1, "an empty path names nothing");
+  for (const Arguments& arguments : std::vector<Arguments>{{"copy", "t", ""},
+                                                           {"move", "", "u"},
+                                                           {"compare", "", "t"},
+                                                           {"compare", "t", ""},
+                                                           {"where", ""},
+                                                           {"tags", "set", "", "red"},
+                                                           {"bookmark", "make", ""},
+                                                           {"unused", ""}})
+    expectFailure(arguments, 2, "an empty path names nothing");
 }
 
 TEST_F(OrvItems, RemoveSparesTheHomeFolder) {

@@ -8,6 +8,16 @@ namespace tool {
 
 class Output;
 
+// Refuses an empty path, which else would name the folder where the program runs: a variable of a script that
+// is not set.
+inline CLI::Validator namesSomething() {
+  return CLI::Validator(
+      [](std::string& path) {
+        return path.empty() ? std::string("an empty path names nothing") : std::string();
+      },
+      "");
+}
+
 void addFolderCommands(CLI::App& program, Output& output);    // tree, files, checksums
 void addItemCommands(CLI::App& program, Output& output);      // folders, copy, move, remove, compare
 void addDataCommands(CLI::App& program, Output& output);      // digest, base64

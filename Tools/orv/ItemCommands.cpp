@@ -2,7 +2,6 @@
 #include <stdio.h>
 #include <sys/stat.h>
 
-#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
@@ -14,6 +13,7 @@
 #include "Orvane/Orv.h"
 #include "Orvane/OrvLog.h"
 #include "Platform/Foundation/Files/CompareItems.h"
+#include "Platform/Foundation/Files/FileErrors.h"
 #include "Platform/Foundation/Files/ItemPlace.h"
 #include "Platform/Foundation/Files/NSFileManager.h"
 #include "Platform/Foundation/System/NSBundle.h"
@@ -27,6 +27,14 @@ namespace {
 namespace fs = std::filesystem;
 
 orv::Ref<NSFileManager> manager() { return NSFileManager::defaultManager(); }
+
+// What went wrong, with the system's reason where the sentence tells none.
+std::string reasonOf(const NSError& error) {
+  const std::string text = bytesOf(error.localizedDescription());
+  const auto cause = error.userInfo()[NSUnderlyingErrorKey].as<NSError>();
+  if (error.code() != NSFileWriteUnknownError || cause.isNil()) return text;
+  return text + " (" + std::generic_category().message(static_cast<int>(cause.code())) + ")";
+}
 
 // ---- folders
 
@@ -140,46 +148,50 @@ bool holds(const std::string& target, const std::string& source) {
   return inner == outer || inner.starts_with(outer.ends_with('/') ? outer : outer + "/");
 }
 
+// True when the source is a link to the target.
+bool leadsTo(const std::string& source, const std::string& target) {
+  struct stat link, led, item;
+  const std::string path = withoutSlashes(source);
+  if (::lstat(path.c_str(), &link) != 0 || !S_ISLNK(link.st_mode)) return false;
+  return ::stat(path.c_str(), &led) == 0 && ::lstat(withoutSlashes(target).c_str(), &item) == 0 &&
+         led.st_dev == item.st_dev && led.st_ino == item.st_ino;
+}
+
 bool exists(const std::string& path) {
   struct stat info;
   return ::lstat(path.c_str(), &info) == 0;
 }
 
-// Where a file system cannot exchange two names, the target goes and the item beside it gets its name.
-bool takeOver(const std::string& aside, const std::string& target, Output& output) {
-  NSError error;
-  if (manager()->removeItemAtPath(nameOf(target), &error) && moveOne(aside, target, &error)) return true;
-  output.fail(target, bytesOf(error.localizedDescription()));
-  return false;
-}
-
-bool exchange(const std::string& aside, const std::string& target, Output& output) {
-  if (::renameat2(AT_FDCWD, aside.c_str(), AT_FDCWD, target.c_str(), RENAME_EXCHANGE) == 0) return true;
-  if (errno == EINVAL || errno == ENOSYS) return takeOver(aside, target, output);
-  output.failWithErrno(target, errno);
-  return false;
-}
-
 void removeOld(const std::string& old, const std::string& target, Output& output) {
   NSError error;
   if (!manager()->removeItemAtPath(nameOf(old), &error))
-    output.fail(target, "was replaced, but what stood there is left in " + old + ": " +
-                            bytesOf(error.localizedDescription()));
+    output.fail(target, "was replaced, but what stood there is left in " + old + ": " + reasonOf(error));
 }
 
-// Transfers to a hidden name beside the target and exchanges the two: at every moment the whole old or the
-// whole new item stands at the target. What cannot be done leaves both as they were.
+// Transfers to a hidden name beside the target, and the two exchange their names: at every moment the whole old
+// or the whole new item stands at the target. What cannot be done leaves both as they were.
 void transferOver(const Transfer& transfer, const std::string& source, const std::string& target,
                   Output& output) {
   const std::string place = withoutSlashes(target);
-  const std::string aside = (fs::path(place).parent_path() / (".orv-" + bytesOf(Orv::uidShort()))).string();
+  const auto beside = [&](const std::string& name) { return (fs::path(place).parent_path() / name).string(); };
+  std::string aside = orv::detail::hiddenName();
   NSError error;
-  if (!transfer.run(source, aside, &error)) return output.fail(source, bytesOf(error.localizedDescription()));
-  if (exchange(aside, place, output)) {
-    if (exists(aside)) removeOld(aside, target, output);
-  } else if (!transfer.undo(aside, source)) {
-    output.fail(source, "is left in " + aside);
+  if (!transfer.run(source, beside(aside), &error)) return output.fail(source, reasonOf(error));
+  if (const int number = orv::detail::takeName(aside, orv::detail::ItemPlace(place))) {
+    output.failWithErrno(target, number);
+    if (!transfer.undo(beside(aside), source)) output.fail(source, "is left in " + beside(aside));
+  } else if (!aside.empty()) {
+    removeOld(beside(aside), target, output);
   }
+}
+
+// Of two files on one volume the one can replace the other in one step.
+bool replacesAtOnce(const Transfer& transfer, const std::string& source, const std::string& target) {
+  struct stat from, to;
+  const std::string a = withoutSlashes(source), b = withoutSlashes(target);
+  if (transfer.run != moveOne || ::lstat(a.c_str(), &from) != 0 || ::lstat(b.c_str(), &to) != 0) return false;
+  const bool isSame = from.st_dev == to.st_dev && from.st_ino == to.st_ino;  // then nothing would happen
+  return !isSame && !S_ISDIR(from.st_mode) && !S_ISDIR(to.st_mode) && ::rename(a.c_str(), b.c_str()) == 0;
 }
 
 void runOne(const TransferOptions& options, const Transfer& transfer, const std::string& source,
@@ -188,9 +200,12 @@ void runOne(const TransferOptions& options, const Transfer& transfer, const std:
   const bool replaces = options.force && exists(source) && exists(target);
   if (replaces && holds(target, source))
     return output.fail(target, "replacing it would remove what is to be copied");
+  if (replaces && leadsTo(source, target))
+    return output.fail(target, "replacing it would remove what the link leads to");
+  if (replaces && replacesAtOnce(transfer, source, target)) return;
   if (replaces) return transferOver(transfer, source, target, output);
   NSError error;
-  if (!transfer.run(source, target, &error)) output.fail(source, bytesOf(error.localizedDescription()));
+  if (!transfer.run(source, target, &error)) output.fail(source, reasonOf(error));
 }
 
 // One item after the other; what this run has just made is not replaced.
@@ -215,6 +230,7 @@ void addTransfer(CLI::App& program, const char* name, const char* text, const Tr
           "The items, and at last the new name; with a slash at its end, or for several items, the folder "
           "they go into")
       ->required()
+      ->check(namesSomething())
       ->expected(2, CLI::detail::expected_max_vector_size);
   command->add_flag("--force", options->force, "Replace what has the new name; it stays when that fails");
   command->callback([options, transfer, &output] {
@@ -239,8 +255,7 @@ void removeOne(const std::string& path, bool force, Output& output) {
   if (!force && !isLink && holds(path, bytesOf(NSHomeDirectory())))
     return output.fail(path, "the home folder is only removed with --force");
   NSError error;
-  if (!manager()->removeItemAtPath(nameOf(path), &error))
-    output.fail(path, bytesOf(error.localizedDescription()));
+  if (!manager()->removeItemAtPath(nameOf(path), &error)) output.fail(path, reasonOf(error));
 }
 
 void addRemove(CLI::App& program, Output& output) {
@@ -285,8 +300,8 @@ void addCompare(CLI::App& program, Output& output) {
       "compare",
       "Compare two files byte by byte, or two folders by names and contents: exit with 1 when they "
       "differ, with 2 when one cannot be read");
-  command->add_option("A", paths->first, "A file, a link or a folder")->required();
-  command->add_option("B", paths->second, "The other one")->required();
+  command->add_option("A", paths->first, "A file, a link or a folder")->required()->check(namesSomething());
+  command->add_option("B", paths->second, "The other one")->required()->check(namesSomething());
   command->callback([paths, &output] { runCompare(paths->first, paths->second, output); });
 }
 

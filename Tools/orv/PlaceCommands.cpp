@@ -54,7 +54,7 @@ void addWhere(CLI::App& program, Output& output) {
   CLI::App* command = program.add_subcommand(
       "where",
       "Print which service manages a file or folder (- is nobody), and every trace of one that was found");
-  command->add_option("PATH", options->paths, "Files and folders")->required();
+  command->add_option("PATH", options->paths, "Files and folders")->required()->check(namesSomething());
   command->add_flag("--json", options->json, "Print a JSON array, an object for each trace");
   command->callback([options, &output] { runWhere(*options, output); });
 }
@@ -118,7 +118,7 @@ void addTagChange(CLI::App& tags, const char* name, const char* help, bool needs
                   void (*run)(const TagOptions&, Output&), Output& output) {
   auto options = std::make_shared<TagOptions>();
   CLI::App* command = tags.add_subcommand(name, help);
-  command->add_option("PATH", options->path, "The file or folder")->required();
+  command->add_option("PATH", options->path, "The file or folder")->required()->check(namesSomething());
   command->add_option("TAG", options->tags, "The tags")->required(needsTags);
   command->callback([options, run, &output] { run(*options, output); });
 }
@@ -180,7 +180,7 @@ void addBookmark(CLI::App& program, Output& output) {
   command->require_subcommand(1);
   auto made = std::make_shared<BookmarkOptions>();
   CLI::App* make = command->add_subcommand("make", "Print a bookmark as Base64");
-  make->add_option("PATH", made->path, "The file or folder")->required();
+  make->add_option("PATH", made->path, "The file or folder")->required()->check(namesSomething());
   make->add_option("-o,--output", made->target, "Write it to this file");
   make->callback([made, &output] { makeBookmark(*made, output); });
   auto resolved = std::make_shared<BookmarkOptions>();
@@ -206,7 +206,7 @@ void addUnused(CLI::App& program, Output& output) {
   auto paths = std::make_shared<std::vector<std::string>>();
   CLI::App* command = program.add_subcommand(
       "unused", "Print each name as it is where no file has it, else the next free one: \"name 2.ext\"");
-  command->add_option("PATH", *paths, "Names of files")->required();
+  command->add_option("PATH", *paths, "Names of files")->required()->check(namesSomething());
   command->callback([paths, &output] {
     for (const std::string& path : *paths) output.writeLine(unusedName(path));
   });

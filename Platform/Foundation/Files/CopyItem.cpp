@@ -5,6 +5,7 @@
 
 #include <array>
 #include <climits>
+#include <cstdint>
 #include <string_view>
 #include <vector>
 
@@ -37,6 +38,14 @@ int createFile(int folder, const char* name, mode_t mode) {
 
 int makeFolder(int folder, const char* name) {
   return errorOf([&] { return ::mkdirat(folder, name, 0700); });
+}
+
+// Where an open folder is mounted; 0 where the kernel does not tell (before Linux 5.8).
+uint64_t mountOf(int folder) {
+  struct statx info;
+  const bool told =
+      ::statx(folder, "", AT_EMPTY_PATH, STATX_MNT_ID, &info) == 0 && info.stx_mask & STATX_MNT_ID;
+  return told ? info.stx_mnt_id : 0;
 }
 
 // An open file that is to be copied: the errno of a failure, or 0.
@@ -91,6 +100,7 @@ class TreeCopier {
   const Losses losses_;
   CopyRecord* const record_;
   struct stat target_ {};
+  uint64_t mount_ = 0;  // of the outermost folder's name
   FileCopier copier_{attributesFor(losses_)};
   FolderReader reader_;
   FolderStack from_;
@@ -104,6 +114,7 @@ int TreeCopier::copy(const ItemPlace& from, int toFolder, const char* to) {
   int error = pushOpened(from_, openFolder(from.folder(), from.name()));
   if (error == 0) error = pushOpened(to_, openFolder(toFolder, to));
   if (error == 0 && ::fstat(to_.innermost(), &target_) != 0) error = errno;
+  mount_ = mountOf(from.folder());
   if (error == 0) error = begin("");
   while (error == 0 && !levels_.empty()) error = step();
   return error;
@@ -113,6 +124,8 @@ int TreeCopier::begin(const char* name) {
   Level level;
   if (::fstat(from_.innermost(), &level.info) != 0) return errno;
   if (isSame(level.info, target_)) return EINVAL;  // moved into the source meanwhile
+  // What is mounted cannot be removed later.
+  if (losses_ == Losses::Refused && mountOf(from_.innermost()) != mount_) return EBUSY;
   if (const int error = readEntries(level)) return error;
   level.number = note(name, level.info);
   levels_.push_back(std::move(level));
@@ -142,12 +155,16 @@ int TreeCopier::step() {
   return copyEntry(type != DT_UNKNOWN ? type : typeOfEntry(from_.innermost(), entry + 1), entry + 1);
 }
 
+// The errno of an entry that was read from the list and cannot be reached: when it is gone the folder has
+// changed.
+int ofEntry(int error) { return error == ENOENT ? EBUSY : error; }
+
 int TreeCopier::copyEntry(unsigned char type, const char* name) {
   switch (type) {
     case DT_REG: return copyFile(name);
     case DT_DIR: return enter(name);
     case DT_LNK: return copyLinkEntry(name);
-    case DT_UNKNOWN: return ENOENT;
+    case DT_UNKNOWN: return ofEntry(ENOENT);
     default: return losses_ == Losses::LeftOut ? 0 : EINVAL;
   }
 }
@@ -157,7 +174,7 @@ int TreeCopier::copyEntry(unsigned char type, const char* name) {
 int TreeCopier::copyFile(const char* name) {
   const Descriptor from(openForCopy(from_.innermost(), name));
   struct stat info;
-  if (const int error = checkFile(from, info)) return error;
+  if (const int error = checkFile(from, info)) return ofEntry(error);
   const Descriptor to(createFile(to_.innermost(), name, (info.st_mode & 0777) | 0600));
   if (to < 0) return errno;
   const int error = copier_.copy(from, to, &info);
@@ -169,13 +186,13 @@ int TreeCopier::copyLinkEntry(const char* name) {
   struct stat info;
   const int error = copyLink(from_.innermost(), name, to_.innermost(), name, info);
   if (error == 0) note(name, info);
-  return error;
+  return ofEntry(error);
 }
 
 int TreeCopier::enter(const char* name) {
   int error = makeFolder(to_.innermost(), name);
   if (error == 0) error = to_.enter(name);
-  if (error == 0) error = from_.enter(name);
+  if (error == 0) error = ofEntry(from_.enter(name));
   return error == 0 ? begin(name) : error;
 }
 
@@ -291,6 +308,12 @@ bool goesWith(const ItemPlace& item, const struct stat& info, const ItemPlace& r
          isSame(folder, removedFolder);
 }
 
+// True for a link to the item, which it would lead to no longer.
+bool leadsTo(const ItemPlace& link, const struct stat& item) {
+  struct stat info;
+  return ::fstatat(link.folder(), link.name(), &info, 0) == 0 && isSame(info, item);
+}
+
 int copyFolder(const ItemPlace& from, const ItemPlace& to) {
   std::string aside;
   const int error = copyFolderAside(from, to.folder(), Losses::LeftOut, aside, nullptr);
@@ -313,21 +336,20 @@ int copyItem(const ItemPlace& from, const ItemPlace& to) {
   }
 }
 
-int copyItemOver(const ItemPlace& from, const ItemPlace& to, const std::function<void()>& makeRoom) {
+int copyItemOver(const ItemPlace& from, const ItemPlace& to, std::string& old) {
   struct stat info, taken;
+  old.clear();
   if (to.error() != 0 || to.status(taken) != 0) return copyItem(from, to);
   if (from.error() != 0) return from.error();
   if (const int error = from.status(info)) return error;
   if (goesWith(from, info, to, taken)) return EINVAL;
+  if (S_ISLNK(info.st_mode) && leadsTo(from, taken)) return EINVAL;
   std::string aside;
   if (const int error = copyAside(from, to.folder(), Losses::LeftOut, aside)) return error;
-  try {
-    makeRoom();
-  } catch (...) {
-    discardItem(to.folder(), aside.c_str());
-    throw;
-  }
-  return giveName(aside, to);
+  const int error = takeName(aside, to);
+  if (error != 0) return discardItem(to.folder(), aside.c_str()), error;
+  old = aside;
+  return 0;
 }
 
 int copyAside(const ItemPlace& from, int folder, Losses losses, std::string& name, CopyRecord* record) {

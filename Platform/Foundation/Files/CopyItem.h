@@ -1,6 +1,5 @@
 #pragma once
 
-#include <functional>
 #include <string>
 
 #include "Platform/Foundation/Files/CopyRecord.h"
@@ -11,16 +10,17 @@
 namespace orv::detail {
 
 // What becomes of sockets, pipes and devices inside a folder, and of extended attributes that cannot be kept.
+// With `Refused` a mounted folder is refused, too (EBUSY).
 enum class Losses { LeftOut, Refused };
 
 // A file, a link or a folder to a name that is not taken. EINVAL for anything else and for a folder that would
-// come into itself, EBUSY for a file that keeps changing.
+// come into itself, EBUSY for a file that keeps changing and when something goes from a folder meanwhile.
 int copyItem(const ItemPlace& from, const ItemPlace& to);
 
-// The same to a name that may be taken by what is to go: once the copy is whole in the folder of that name,
-// `makeRoom` is called to remove it. EINVAL, without a call, when the item is what would go or lies in it;
-// EEXIST when it is still there after the call.
-int copyItemOver(const ItemPlace& from, const ItemPlace& to, const std::function<void()>& makeRoom);
+// The same to a name that may be taken: what has it gets a hidden name in the target's folder once the copy is
+// whole (takeName). `old` is that name, "" when there is none. EINVAL when the item is what would step aside,
+// lies in it or is a link to it.
+int copyItemOver(const ItemPlace& from, const ItemPlace& to, std::string& old);
 
 // The same into an open folder under a hidden name, which is answered. `record`, if any, takes what was copied.
 int copyAside(const ItemPlace& from, int folder, Losses losses, std::string& name,

@@ -4,6 +4,7 @@
 #include <linux/posix_acl.h>
 #include <linux/posix_acl_xattr.h>
 #include <sys/xattr.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -18,6 +19,7 @@ namespace {
 using Bytes = std::vector<char>;
 
 constexpr char kAccessList[] = "system.posix_acl_access";
+constexpr char kDefaultList[] = "system.posix_acl_default";
 constexpr mode_t kEverything = 07;
 
 // The name of an open file, for calls that do not take a descriptor opened with O_PATH.
@@ -36,8 +38,9 @@ ssize_t listAttributes(int file, char* names, size_t size) {
 // Asks for the size first; 0 or the errno of a failure, and then the bytes are empty.
 template <class Call>
 int readSized(Bytes& bytes, Call call) {
-  bytes.resize(static_cast<size_t>(std::max<ssize_t>(call(nullptr, size_t{0}), 0)));
-  const ssize_t length = call(bytes.data(), bytes.size());
+  ssize_t length = call(nullptr, size_t{0});
+  bytes.resize(static_cast<size_t>(std::max<ssize_t>(length, 0)));
+  if (length > 0) length = call(bytes.data(), bytes.size());
   const int error = length < 0 ? errno : 0;
   bytes.resize(static_cast<size_t>(std::max<ssize_t>(length, 0)));
   return error;
@@ -108,33 +111,63 @@ mode_t withoutList(mode_t mode, const Bytes& list) {
   return (mode & ~mode_t{077}) | group << 3 | others;
 }
 
-// True when there are any.
-bool copyAllButAccess(int from, int to, int& lost) {
+void copyAllButAccess(int from, int to, int& lost) {
   Bytes names;
   readSized(names, [&](char* bytes, size_t size) { return listAttributes(from, bytes, size); });
   for (const char *name = names.data(), *end = name + names.size(); name < end; name += std::strlen(name) + 1)
     if (std::string_view(name) != kAccessList)
       if (const int error = copyAttribute(from, to, name)) lost = error;
-  return !names.empty();
+}
+
+// True also when that cannot be told.
+bool hasAttribute(int file, const char* name) {
+  return getAttribute(file, name, nullptr, 0) >= 0 || !isNone(errno);
+}
+
+int removeAttribute(int file, const char* name) {
+  if (!hasAttribute(file, name)) return 0;  // asking is quicker
+  const int error = ::fremovexattr(file, name) == 0 ? 0 : errno;
+  return isNone(error) ? 0 : error;
+}
+
+// Gives a file the owner and the group, or at least the group, when that is allowed; `now` tells what it then
+// has.
+int takeOwner(int file, const struct stat& wanted, struct stat& now) {
+  if (::fstat(file, &now) != 0) return errno;
+  if (now.st_uid == wanted.st_uid && now.st_gid == wanted.st_gid) return 0;
+  if (::fchown(file, wanted.st_uid, wanted.st_gid) != 0)
+    static_cast<void>(::fchown(file, static_cast<uid_t>(-1), wanted.st_gid));
+  return ::fstat(file, &now) == 0 ? 0 : errno;
+}
+
+// Another group gets no more than everybody; the old one's members are then of everybody.
+mode_t withoutGroup(mode_t mode) {
+  const mode_t everybody = mode & mode >> 3 & kEverything;
+  return (mode & ~mode_t{077}) | everybody << 3 | everybody;
+}
+
+// Gives a file, which is as `now` tells, the access list and the permissions.
+int takeAccess(int from, int to, const struct stat& info, const struct stat& now) {
+  const bool sameGroup = now.st_gid == info.st_gid, sameOwner = sameGroup && now.st_uid == info.st_uid;
+  // The set-user-ID bits only mean what they meant while the owner stays.
+  mode_t mode = info.st_mode & (sameOwner ? 07777 : 01777);
+  const bool hasLists = hasAttribute(from, kAccessList) || hasAttribute(to, kAccessList);
+  int error = 0;
+  if (hasLists) error = (sameGroup ? takeAccessList : dropAccessList)(from, to, mode);
+  if (!sameGroup) mode = withoutGroup(mode);
+  if (!hasLists && (now.st_mode & 07777) == mode) return 0;
+  return ::fchmod(to, mode) == 0 ? error : errno;
 }
 
 }  // namespace
 
-bool copyAttributesButAccess(int from, int to) {
-  int lost = 0;
-  return copyAllButAccess(from, to, lost);
-}
-
-bool copyAttributes(int from, int to, int* lost) {
+int takeFacts(int from, int to, const struct stat& info, int* lost) {
   int ignored = 0;
-  if (!copyAllButAccess(from, to, lost ? *lost : ignored)) return false;
-  copyAttribute(from, to, kAccessList);
-  return true;
-}
-
-void removeInheritedAccess(int from, int to) {
-  for (const char* name : {kAccessList, "system.posix_acl_default"})
-    if (::fgetxattr(from, name, nullptr, 0) < 0) static_cast<void>(::fremovexattr(to, name));
+  struct stat now {};
+  if (const int error = takeOwner(to, info, now)) return error;
+  if (S_ISDIR(info.st_mode) && !hasAttribute(from, kDefaultList)) removeAttribute(to, kDefaultList);
+  copyAllButAccess(from, to, lost ? *lost : ignored);
+  return takeAccess(from, to, info, now);
 }
 
 int takeAccessList(int from, int to, mode_t& mode) {
@@ -147,8 +180,7 @@ int dropAccessList(int from, int to, mode_t& mode) {
   Bytes list;
   // Of a list that cannot be read the least is supposed.
   mode = readAccessList(from, list) == 0 ? withoutList(mode, list) : mode & ~mode_t{077};
-  const int error = ::fremovexattr(to, kAccessList) == 0 ? 0 : errno;
-  return isNone(error) ? 0 : error;
+  return removeAttribute(to, kAccessList);
 }
 
 }  // namespace orv::detail

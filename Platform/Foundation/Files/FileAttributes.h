@@ -1,5 +1,6 @@
 #pragma once
 
+#include <sys/stat.h>
 #include <sys/types.h>
 
 #include "Platform/Foundation/Export.h"
@@ -8,22 +9,19 @@
 // far as the system allows; where it does not, that is no failure. May be called from any thread.
 namespace orv::detail {
 
-// Gives a file all those of another, its access list at last. True when there are any. `lost` becomes the errno
-// for one of the user's own ("user.*") that cannot be kept.
-bool copyAttributes(int from, int to, int* lost = nullptr);
-
-// The same without the access list. `from` may be opened with O_PATH.
-bool copyAttributesButAccess(int from, int to);
+// Gives a file the other's extended attributes, owner, group, access list and permissions, those as they were
+// when `info` was asked for. Without the owner it has at least the group, where that is allowed; without the
+// group or the list the permissions shrink, so that nobody gets in whom the other keeps out; and the
+// set-user-ID bits stay only with both. Lists that it got from its folder go. `lost` becomes the errno for an
+// attribute of the user's own ("user.*") that cannot be kept. Answers 0 or the errno of permissions that cannot
+// be set. `from` may be opened with O_PATH.
+int takeFacts(int from, int to, const struct stat& info, int* lost = nullptr);
 
 // Gives a file the other's access list, or none where the other has none: also none that it got from its
 // folder. `mode` is what the file's permissions are to be afterwards. Where the list cannot be kept they
 // shrink, so that nobody gets in whom the list kept out. Answers 0 or the errno of a list that cannot be taken
 // away. `from` may be opened with O_PATH.
 ORV_EXPORT int takeAccessList(int from, int to, mode_t& mode);
-
-// Takes away the access lists that a file or folder has from its folder and the original has not: they would
-// open it to others.
-void removeInheritedAccess(int from, int to);
 
 // What takeAccessList does where the list cannot be kept.
 ORV_EXPORT int dropAccessList(int from, int to, mode_t& mode);

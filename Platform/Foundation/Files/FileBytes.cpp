@@ -129,37 +129,10 @@ int openFacts(int folder, const char* name, int flags) {
   return descriptor >= 0 ? descriptor : retried([&] { return ::openat(folder, name, flags | O_PATH); });
 }
 
-// Gives the new file the old one's owner and group, or at least its group, when that is allowed.
-void takeOwner(int descriptor, const struct stat& old) {
-  if (::fchown(descriptor, old.st_uid, old.st_gid) != 0)
-    static_cast<void>(::fchown(descriptor, static_cast<uid_t>(-1), old.st_gid));
-}
-
-// Another group gets no more than everybody; the old one's members are then of everybody.
-mode_t withoutGroup(mode_t mode) {
-  const mode_t everybody = mode & mode >> 3 & 07;
-  return (mode & ~mode_t{077}) | everybody << 3 | everybody;
-}
-
-// Takes over the old file's attributes, owner and group as far as that is allowed, and its permissions and
-// access list as far as they then let nobody in who was kept out before.
-int takeOver(int descriptor, const OldFile& old) {
-  struct stat fresh {};
-  takeOwner(descriptor, old.status);
-  if (::fstat(descriptor, &fresh) != 0) return errno;
-  const bool sameOwner = fresh.st_uid == old.status.st_uid, sameGroup = fresh.st_gid == old.status.st_gid;
-  copyAttributesButAccess(old.file.get(), descriptor);
-  // The set-user-ID bits only mean what they meant while the owner stays.
-  mode_t mode = old.status.st_mode & (sameOwner && sameGroup ? 07777 : 0777);
-  const auto take = sameGroup ? takeAccessList : dropAccessList;
-  if (const int error = take(old.file.get(), descriptor, mode)) return error;
-  return ::fchmod(descriptor, sameGroup ? mode : withoutGroup(mode)) == 0 ? 0 : errno;
-}
-
 // Writes and syncs the new file in the old one's place.
 int fillTemporary(File& file, const OldFile* old, std::string_view contents) {
   if (old)
-    if (const int error = takeOver(file.get(), *old)) return error;
+    if (const int error = takeFacts(old->file.get(), file.get(), old->status)) return error;
   if (const int error = writeFully(file.get(), contents)) return error;
   return forceToDisk(file.get());
 }

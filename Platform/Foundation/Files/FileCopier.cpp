@@ -2,7 +2,6 @@
 
 #include <linux/fs.h>
 #include <sys/ioctl.h>
-#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -47,17 +46,8 @@ int writeAll(int descriptor, const char* bytes, size_t size, off_t at) {
 }  // namespace
 
 int copyFacts(int from, int to, const struct stat& info) {
-  struct stat fresh {};
-  static_cast<void>(::fstat(to, &fresh));
-  bool sameOwner = fresh.st_uid == info.st_uid && fresh.st_gid == info.st_gid;
-  if (!sameOwner) sameOwner = ::fchown(to, info.st_uid, info.st_gid) == 0;
   int lost = 0;
-  const bool inherits = ::flistxattr(to, nullptr, 0) > 0;
-  if (inherits) removeInheritedAccess(from, to);
-  const bool hasAttributes = copyAttributes(from, to, &lost);
-  // The set-user-ID bits only mean what they meant while the owner stays. An access list changes permissions.
-  const mode_t mode = info.st_mode & (sameOwner ? 07777 : 01777);
-  if (inherits || hasAttributes || (fresh.st_mode & 07777) != mode) static_cast<void>(::fchmod(to, mode));
+  static_cast<void>(takeFacts(from, to, info, &lost));
   const std::array<timespec, 2> times{info.st_atim, info.st_mtim};
   static_cast<void>(::futimens(to, times.data()));
   return lost;
@@ -100,34 +90,29 @@ bool FileCopier::clone(int from, int to) {
 int FileCopier::copyPieces(int from, int to, off_t size) {
   for (off_t at = 0; at < size;) {
     const off_t data = ::lseek(from, at, SEEK_DATA);
-    if (data < 0 && errno == ENXIO) break;  // a hole up to the end
+    if (data < 0 && errno == ENXIO) return setSize(to, size);  // a hole up to the end
     if (data < 0) return copyPiece(from, to, at, size);
     const off_t hole = ::lseek(from, data, SEEK_HOLE);
     at = hole < 0 ? size : std::min(hole, size);
     if (const int error = copyPiece(from, to, data, at)) return error;
   }
-  return setSize(to, size);
+  return 0;
 }
 
 // Ends early where the file does: that shows in its size.
 int FileCopier::copyPiece(int from, int to, off_t at, off_t end) {
   if (canCopyInKernel_ && end - at > kSmall) at = copyInKernel(from, to, at, end);
-  if (at < 0) return errno;
   return at < end ? copyThroughBuffer(from, to, at, end) : 0;
 }
 
-// How far it came, or -1 and errno.
+// How far it came. A failure of the disk shows again where the rest is read and written.
 off_t FileCopier::copyInKernel(int from, int to, off_t at, off_t end) {
   off_t in = at, out = at;
-  while (in < end) {
+  while (in < end && canCopyInKernel_) {
     const auto length = static_cast<size_t>(std::min(end - in, kLargestPiece));
     const ssize_t copied = retried([&] { return ::copy_file_range(from, &in, to, &out, length, 0); });
-    if (copied > 0) continue;
     if (copied == 0) break;
-    const bool isUnable = errno == EXDEV || errno == EINVAL || errno == EOPNOTSUPP || errno == ENOSYS;
-    if (!isUnable) return -1;
-    canCopyInKernel_ = false;
-    break;
+    canCopyInKernel_ = copied > 0;
   }
   return in;
 }

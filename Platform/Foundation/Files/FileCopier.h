@@ -40,10 +40,8 @@ class FileCopier {
   std::unique_ptr<char[]> buffer_;
 };
 
-// Gives a copy the other's extended attributes, owner, permissions and times, as they were when `info` was
-// asked for, and takes away the access lists it has from its folder. What the system does not allow or cannot
-// keep is left out; without its owner a file loses its set-user-ID bits. 0, or the errno for an attribute named
-// "user." that was left out.
+// Gives a copy the other's facts (takeFacts) and times, as they were when `info` was asked for. What the system
+// does not allow or cannot keep is left out. 0, or the errno for an attribute named "user." that was left out.
 int copyFacts(int from, int to, const struct stat& info);
 
 }  // namespace orv::detail

@@ -64,17 +64,22 @@ NSString reasonFor(NSInteger code, FileAction action) {
 
 NSString quoted(const NSString& name) { return NSString("“") + name + "”"; }
 
+// The name of the folder that a place lies in, also of a relative one.
+NSString folderOf(const NSString& place) {
+  const NSString path = place.isAbsolutePath() ? place : NSURL::fileURLWithPath(place, false).path();
+  return path.stringByDeletingLastPathComponent().lastPathComponent();
+}
+
 NSString sentence(NSInteger code, FileAction action, const NSString& path, const NSString& target) {
   const NSString name = quoted(path.lastPathComponent());
-  const NSString folder = quoted(target.stringByDeletingLastPathComponent().lastPathComponent());
   const NSString reason = reasonFor(code, action) + ".";
   switch (action) {
     case FileAction::Open: return NSString("The file ") + name + " couldn’t be opened" + reason;
     case FileAction::Create:
     case FileAction::Change: return NSString("The file ") + name + " couldn’t be saved" + reason;
     case FileAction::Remove: return name + " couldn’t be removed" + reason;
-    case FileAction::Move: return name + " couldn’t be moved to " + folder + reason;
-    case FileAction::Copy: return name + " couldn’t be copied to " + folder + reason;
+    case FileAction::Move: return name + " couldn’t be moved to " + quoted(folderOf(target)) + reason;
+    case FileAction::Copy: return name + " couldn’t be copied to " + quoted(folderOf(target)) + reason;
   }
   return nil;
 }

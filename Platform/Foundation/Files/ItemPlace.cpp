@@ -56,6 +56,23 @@ bool isTaken(int folder, const char* name) {
   return ::fstatat(folder, name, &info, AT_SYMLINK_NOFOLLOW) == 0;
 }
 
+bool isUnknown(int error) { return error == EINVAL || error == ENOSYS; }
+
+// The old item steps aside first, and comes back when its name cannot be given.
+int takeNameInSteps(std::string& aside, const ItemPlace& place) {
+  const int folder = place.folder();
+  std::string old;
+  int error = makeHidden(old, [&](const char* hidden) {
+    errno = renameToUnused(folder, place.name(), folder, hidden);
+    return errno == 0 ? 0 : -1;
+  });
+  if (error != 0) return error;
+  error = renameToUnused(folder, aside.c_str(), folder, place.name());
+  if (error != 0) return renameToUnused(folder, old.c_str(), folder, place.name()), error;
+  aside = old;
+  return 0;
+}
+
 }  // namespace
 
 ItemPlace::ItemPlace(const std::string& path) : name_(nameIn(path)), folder_(openParent(path)) {
@@ -77,9 +94,20 @@ std::string hiddenName() {
 
 int renameToUnused(int fromFolder, const char* from, int toFolder, const char* to) {
   const int error = errorOf([&] { return ::renameat2(fromFolder, from, toFolder, to, RENAME_NOREPLACE); });
-  if (error != EINVAL && error != ENOSYS) return error;
+  if (!isUnknown(error)) return error;
   if (isTaken(toFolder, to)) return EEXIST;
   return errorOf([&] { return ::renameat(fromFolder, from, toFolder, to); });
+}
+
+int takeName(std::string& aside, const ItemPlace& place) {
+  const int folder = place.folder();
+  int error =
+      errorOf([&] { return ::renameat2(folder, aside.c_str(), folder, place.name(), RENAME_EXCHANGE); });
+  if (isUnknown(error)) error = takeNameInSteps(aside, place);
+  if (error != ENOENT) return error;
+  error = renameToUnused(folder, aside.c_str(), folder, place.name());
+  if (error == 0) aside.clear();
+  return error;
 }
 
 int forceToDisk(int descriptor) {

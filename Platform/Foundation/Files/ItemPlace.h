@@ -39,7 +39,7 @@ class ORV_EXPORT ItemPlace {
 };
 
 // A name that nothing in a folder has, by all likelihood; hidden, and short enough for every file system.
-std::string hiddenName();
+ORV_EXPORT std::string hiddenName();
 
 // Makes an entry under a hidden name: `make` answers the result of its system call. The errno of a failure, or
 // 0.
@@ -58,6 +58,12 @@ int makeHidden(std::string& name, Make make) {
 // Renames to a name that must not be taken: EEXIST when it is. Where the file system has no such operation,
 // what is made at that name in the very moment between the test and the renaming is replaced.
 int renameToUnused(int fromFolder, const char* from, int toFolder, const char* to);
+
+// Gives what lies beside a place under a hidden name the name of the place. What has that name gets the hidden
+// one in the same moment: at any time the old item or the new one has the name, whole. `aside` is the hidden
+// name, at last that of the old item; "" when there was none. Where the file system cannot exchange names,
+// nothing has the name for a moment. 0, or the errno of a failure, after which both are as they were.
+ORV_EXPORT int takeName(std::string& aside, const ItemPlace& place);
 
 // Forces a file or a folder to the disk: the errno of a failure, or 0, also where nothing can be forced.
 int forceToDisk(int descriptor);

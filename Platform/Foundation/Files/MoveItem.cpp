@@ -62,6 +62,7 @@ bool keepsIdentity(int folder) {
     case EXT4_SUPER_MAGIC:
     case XFS_SUPER_MAGIC:
     case BTRFS_SUPER_MAGIC:
+    case OVERLAYFS_SUPER_MAGIC:
     case TMPFS_MAGIC: return true;
     default: return false;
   }

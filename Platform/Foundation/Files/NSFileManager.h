@@ -133,32 +133,35 @@ class ORV_EXPORT NSFileManager : public NSObject {
   // only then of the source goes what was copied and has not changed since: at every moment one of the two is
   // whole. A failure leaves the source as it was and no target. The target stays, whole, beside the source or
   // what is left of it, when removing a folder fails halfway and when somebody changed either meanwhile: what
-  // others wrote is never removed. What holds a socket, a pipe, a device or an extended attribute named "user."
-  // that the other volume cannot keep is not moved there. Several names of one file become files of their own.
-  // A path that ends in "." or ".." is refused.
+  // others wrote is never removed. What holds a socket, a pipe, a device, a mounted volume or an extended
+  // attribute named "user." that the other volume cannot keep is not moved there. Several names of one file
+  // become files of their own. A path that ends in "." or ".." is refused.
   bool moveItemAtPath(const NSString& from, const NSString& to, NSError* error = nullptr) const;
   bool moveItemAtURL(const NSURL& from, const NSURL& to, NSError* error = nullptr) const;
-  // Files and whole trees, with holes, permissions, dates and extended attributes, and the owner where that is
-  // allowed; links as links. Left out are sockets, pipes and devices inside a folder, attributes that the
-  // target cannot keep, and access lists that the target's folder would add. Hard links become files of their
-  // own. Where the file system can, the copy shares the contents. Never replaces the target, also one that
-  // appears meanwhile. The copy is made under a hidden name in the target's folder and renamed when it is
-  // whole: after a failure, such as an unreadable item or a file that keeps changing while it is read, there is
-  // none. A folder cannot be copied into itself. The copy is not forced to the disk.
+  // Files and whole trees, with holes, permissions, dates and extended attributes, and the owner, or at least
+  // the group, where that is allowed; links as links. Without the group or the access list the permissions
+  // shrink: nobody gets into the copy whom the original keeps out. Left out are sockets, pipes and devices
+  // inside a folder, attributes that the target cannot keep, and access lists that the target's folder would
+  // add. Hard links become files of their own. Where the file system can, the copy shares the contents. Never
+  // replaces the target, also one that appears meanwhile. The copy is made under a hidden name in the target's
+  // folder and renamed when it is whole: after a failure, such as an unreadable item or a file that keeps
+  // changing while it is read, there is none. A folder cannot be copied into itself. The copy is not forced to
+  // the disk.
   bool copyItemAtPath(const NSString& from, const NSString& to, NSError* error = nullptr) const;
   bool copyItemAtURL(const NSURL& from, const NSURL& to, NSError* error = nullptr) const;
-  // The same over what is at the target: `makeRoom` is called to remove it once the copy is whole beside it, so
-  // that nothing goes before. It fails when the target is still there afterwards and, without calling, when the
-  // item is the target or lies in it.
-  bool copyItemOverURL(const NSURL& from, const NSURL& to, const std::function<void()>& makeRoom,
-                       NSError* error = nullptr) const;
+  // The same over what is at the target: once the copy is whole beside it the two exchange their names, so that
+  // at every moment one of them is at the target, whole. `old` becomes the place of the old item, beside the
+  // target under a hidden name, for the caller to remove, and nil when there was none. It fails when the item
+  // is the target, lies in it or is a link to it.
+  bool copyItemOverURL(const NSURL& from, const NSURL& to, NSURL* old, NSError* error = nullptr) const;
 
   // One URL for the user's domain; empty for other domains and unknown places. Nothing is made.
   NSArray URLsForDirectory(NSSearchPathDirectory directory, NSUInteger domainMask = NSUserDomainMask) const;
   // The place for a purpose; with `create` it is made when missing. NSItemReplacementDirectory makes a new
   // folder at each call, for this user only, on the volume of the item (which need not exist, its volume must):
-  // in the temporary folder where that is on the same volume, else hidden beside the item. The caller removes
-  // it. A nil URL, or one that is not a file's, is then a failure; elsewhere the URL does not matter.
+  // in the temporary folder where that is on the same mount and open to it, else hidden beside the item. The
+  // caller removes it. A nil URL, or one that is not a file's, is then a failure; elsewhere the URL does not
+  // matter.
   NSURL URLForDirectory(NSSearchPathDirectory directory, NSUInteger domainMask, const NSURL& appropriateForURL,
                         bool create, NSError* error = nullptr) const;
   NSURL temporaryDirectory() const;
@@ -228,9 +231,10 @@ class ORV_EXPORT NSFileManager : public NSObject {
   NSURL zuMakeDirs(const orv::Value& url) const;
   // Fails when the destination exists. One Warning for a failure, Info for an exception.
   bool zuCopy(const orv::Value& from, const orv::Value& to) const;
-  // Removes the destination, whatever it is, as soon as the copy is whole beside it: a copy that fails leaves
-  // it alone, and so does the copy of an item to itself or to a folder that it lies in. One Info line for a
-  // failure.
+  // Replaces the destination, whatever it is, by the copy once that is whole, and then removes it. A copy that
+  // fails leaves it alone, and so does the copy of an item to itself, to a folder that it lies in or to what it
+  // leads to as a link: one Info line. What cannot be removed stays beside the copy under a hidden name, which
+  // an Info line tells, and is no failure. A destination that is a dangling link is one.
   bool zuForceCopy(const orv::Value& from, const orv::Value& to) const;
   // Fails when the destination exists, with one Info line.
   bool zuMove(const orv::Value& from, const orv::Value& to) const;

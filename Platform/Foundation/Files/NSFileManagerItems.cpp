@@ -78,16 +78,18 @@ bool NSFileManager::copyItemAtURL(const NSURL& from, const NSURL& to, NSError* e
   return copyItemAtPath(from.path(), to.path(), error);
 }
 
-bool NSFileManager::copyItemOverURL(const NSURL& from, const NSURL& to, const std::function<void()>& makeRoom,
-                                    NSError* error) const {
+bool NSFileManager::copyItemOverURL(const NSURL& from, const NSURL& to, NSURL* old, NSError* error) const {
   if (!from.isFileURL()) return fail(error, detail::invalidPathError(FileAction::Copy, from));
   if (!to.isFileURL()) return fail(error, detail::invalidPathError(FileAction::Copy, to));
-  std::string fromBytes, toBytes;
+  std::string fromBytes, toBytes, oldName;
   if (!itemPath(from.path(), fromBytes) || !itemPath(to.path(), toBytes))
     return fail(error, ENOENT, FileAction::Copy, from.path(), to.path());
   const ItemPlace source(fromBytes);
-  const int number = detail::copyItemOver(source, ItemPlace(toBytes), makeRoom);
-  return number == 0 || failBetween(error, number, FileAction::Copy, from.path(), source, to.path());
+  if (const int number = detail::copyItemOver(source, ItemPlace(toBytes), oldName))
+    return failBetween(error, number, FileAction::Copy, from.path(), source, to.path());
+  if (old)
+    *old = oldName.empty() ? NSURL() : to.URLByDeletingLastPathComponent().URLByAppendingPathComponent(oldName);
+  return true;
 }
 
 bool NSFileManager::contentsEqualAtPath(const NSString& path, const NSString& otherPath) const {

@@ -1,6 +1,7 @@
 // Where the user's folders lie: the XDG base directories and user directories, and new folders for
 // replacements.
 
+#include <fcntl.h>
 #include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -97,50 +98,80 @@ std::string parentOf(const std::string& path) {
   return slash == 0 ? "/" : path.substr(0, slash);
 }
 
-int statusOf(const std::string& path, struct stat& info) {
-  return ::stat(path.c_str(), &info) == 0 ? 0 : errno;
+int statusOf(const std::string& path, struct statx& info, int flags = 0) {
+  return ::statx(AT_FDCWD, path.c_str(), flags, STATX_TYPE | STATX_MNT_ID, &info) == 0 ? 0 : errno;
+}
+
+// Whether something can be renamed from the one to the other: two mounts of one file system do not allow it.
+bool areOnOneMount(const struct statx& a, const struct statx& b) {
+  const bool told = a.stx_mask & b.stx_mask & STATX_MNT_ID;  // since Linux 5.8
+  if (told && a.stx_mnt_id != b.stx_mnt_id) return false;
+  return a.stx_dev_major == b.stx_dev_major && a.stx_dev_minor == b.stx_dev_minor;
+}
+
+bool isMissing(int error) { return error == ENOENT || error == ENOTDIR; }
+
+// The nearest folder above a place that is there, and its status; an errno, or 0.
+int folderAbove(const std::string& place, std::string& folder, struct statx& info) {
+  int error = ENOENT;
+  for (folder = place; isMissing(error) && folder != "/" && folder != ".";) {
+    error = statusOf(folder = parentOf(folder), info);
+    if (error == 0 && !S_ISDIR(info.stx_mode)) error = ENOTDIR;
+  }
+  return folder == "/" ? statusOf(folder, info) : error;
 }
 
 // The folder beside an item, or above the place where there is none, and its status; an errno, or 0. The root
-// of a volume has nothing beside it: then it is the root itself.
-int folderBeside(const std::string& item, std::string& folder, struct stat& info) {
-  struct stat above;
-  folder = item;
-  int error = statusOf(folder, info);
-  const bool exists = error == 0;
-  while ((error == ENOENT || error == ENOTDIR) && folder != "/" && folder != ".")
-    error = statusOf(folder = parentOf(folder), info);
-  if (error != 0 || !exists) return error;
-  error = statusOf(parentOf(item), above);
-  if (error == 0 && above.st_dev == info.st_dev) folder = parentOf(item);
+// of a volume has nothing beside it: then it is the root itself. A link lies where it is, not where it leads.
+int folderBeside(const std::string& item, std::string& folder, struct statx& info) {
+  struct statx itself;
+  const int error = statusOf(item, itself, AT_SYMLINK_NOFOLLOW);
+  if (error != 0 && !isMissing(error)) return error;
+  if (const int above = folderAbove(item, folder, info)) return above;
+  const bool isRoot = error == 0 && S_ISDIR(itself.stx_mode) && !areOnOneMount(itself, info);
+  if (isRoot) folder = item, info = itself;
+  return 0;
+}
+
+// The errno of a failure, or 0.
+int makeFolderIn(const std::string& parent, NSURL& made) {
+  const std::string start = parent == "/" ? parent : parent + "/";
+  std::string name;
+  const int error = orv::detail::makeHidden(
+      name, [&](const char* hidden) { return ::mkdir((start + hidden).c_str(), 0700); });
+  if (error == 0) made = NSURL::fileURLWithFileSystemRepresentation(start + name, true);
   return error;
 }
 
-NSURL newFolderIn(const std::string& parent, const NSString& item, NSError* error) {
-  std::string name;
-  const int number = orv::detail::makeHidden(
-      name, [&](const char* hidden) { return ::mkdir((parent + "/" + hidden).c_str(), 0700); });
-  if (number == 0)
-    return NSURL::fileURLWithPath(NSString::stringWithFileSystemRepresentation(parent + "/" + name), true);
-  orv::detail::fail(error, number, orv::detail::FileAction::Create, item);
-  return nil;
+// The temporary folder, where that is on one mount with an item; else "".
+std::string temporaryFolderFor(const struct statx& item) {
+  std::string path;
+  struct statx info;
+  const bool serves = orv::detail::itemPath(NSTemporaryDirectory(), path) && statusOf(path, info) == 0 &&
+                      S_ISDIR(info.stx_mode) && areOnOneMount(info, item);
+  return serves ? path : std::string();
 }
 
-// A new folder from which a file can be renamed to the item.
+// A new folder from which a file can be renamed to the item: the errno of a failure, or 0.
+int makeFolderFor(const std::string& item, NSURL& made) {
+  std::string beside;
+  struct statx info;
+  if (const int error = folderBeside(item, beside, info)) return error;
+  const std::string temporary = temporaryFolderFor(info);
+  if (!temporary.empty() && makeFolderIn(temporary, made) == 0) return 0;
+  return makeFolderIn(beside, made);
+}
+
 NSURL folderForReplacing(const NSURL& item, NSError* error) {
-  std::string path, beside, temporary;
-  struct stat info, temporaryInfo;
+  std::string path;
   if (!item.isFileURL() || !orv::detail::itemPath(item.path(), path)) {
     orv::detail::fail(error, orv::detail::invalidPathError(orv::detail::FileAction::Create, item));
     return nil;
   }
-  if (const int number = folderBeside(path, beside, info); number != 0) {
+  NSURL made;
+  if (const int number = makeFolderFor(path, made))
     orv::detail::fail(error, number, orv::detail::FileAction::Create, item.path());
-    return nil;
-  }
-  const bool sameVolume = orv::detail::itemPath(NSTemporaryDirectory(), temporary) &&
-                          statusOf(temporary, temporaryInfo) == 0 && temporaryInfo.st_dev == info.st_dev;
-  return newFolderIn(sameVolume ? temporary : beside, item.path(), error);
+  return made;
 }
 
 }  // namespace

@@ -127,6 +127,53 @@ TEST_F(NSFileManagerFiles, ForceCopyThatFailsLosesNothing) {
   EXPECT_THAT(manager->contentsOfDirectoryAtPath(folder), testing::SizeIs(2)) << "nothing is left aside";
 }
 
+TEST_F(NSFileManagerFiles, ForceCopyReplacesALinkAndNotWhatItNames) {
+  write("a", "A");
+  fs::create_directories(folder + "/d/sub");
+  fs::create_directory_symlink("d", folder + "/link");
+  EXPECT_TRUE(manager->zuForceCopy(url("a"), NSURL::fileURLWithPath(folder + "/link", false)));
+  EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(folder + "/link")));
+  EXPECT_TRUE(fs::exists(folder + "/d/sub"));
+  EXPECT_THAT(log.take(), IsEmpty());
+  fs::create_symlink("nowhere", folder + "/dangling");
+  EXPECT_FALSE(manager->zuForceCopy(url("a"), url("dangling"))) << "it does not exist, and is in the way";
+  EXPECT_THAT(infos(), ElementsAre(HasSubstr(" error-Error Domain=NSCocoaErrorDomain Code=516")));
+  EXPECT_THAT(manager->contentsOfDirectoryAtPath(folder), testing::SizeIs(4));
+}
+
+TEST_F(NSFileManagerFiles, ForceCopyStandsWhenTheOldItemCannotBeRemoved) {
+  write("a", "A");
+  fs::create_directories(folder + "/d/volume");
+  write("d/f", "F");
+  if (std::system(("mount -t tmpfs none '" + folder + "/d/volume' 2>/dev/null").c_str()) != 0)
+    GTEST_SKIP() << "nothing can be mounted here";
+  write("d/volume/kept", "K");
+  const bool copied = manager->zuForceCopy(url("a"), NSURL::fileURLWithPath(folder + "/d", false));
+  std::string volume;
+  for (const auto& entry : fs::directory_iterator(folder))
+    if (entry.path().filename().string().starts_with(".orv-")) volume = entry.path() / "volume";
+  EXPECT_TRUE(fs::exists(volume + "/kept"));
+  EXPECT_EQ(std::system(("umount '" + volume + "'").c_str()), 0);
+  EXPECT_TRUE(copied);
+  EXPECT_EQ(read("d"), "A");
+  EXPECT_THAT(infos(),
+              ElementsAre(AllOf(StartsWith("Failed to remove files at file://"), HasSubstr("/.orv-"))));
+}
+
+TEST_F(NSFileManagerFiles, ForceCopyOfALinkOverItsTargetIsRefused) {
+  write("a", "A");
+  fs::create_directories(folder + "/d/sub");
+  fs::create_symlink("a", folder + "/link");
+  fs::create_directory_symlink("d", folder + "/link2");
+  for (const auto& [link, target] : {std::pair("link", "a"), std::pair("link2", "d")}) {
+    EXPECT_FALSE(manager->zuForceCopy(NSURL::fileURLWithPath(folder + "/" + link, false), url(target)));
+    EXPECT_EQ(infos().size(), 1U);
+  }
+  EXPECT_EQ(read("a"), "A");
+  EXPECT_TRUE(fs::exists(folder + "/d/sub"));
+  EXPECT_THAT(manager->contentsOfDirectoryAtPath(folder), testing::SizeIs(4));
+}
+
 TEST_F(NSFileManagerFiles, ForceCopyOverAnotherNameOfTheSameFileMakesTwoFiles) {
   write("a", "A");
   fs::create_hard_link(folder + "/a", folder + "/b");
