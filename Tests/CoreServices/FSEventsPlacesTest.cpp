@@ -22,6 +22,7 @@ using namespace orv;
 namespace {
 
 namespace fs = std::filesystem;
+using detail::WatchService;
 
 constexpr uint32_t kCreated = kFSEventStreamEventFlagItemCreated;
 constexpr uint32_t kRootChanged = kFSEventStreamEventFlagRootChanged;
@@ -33,6 +34,10 @@ class FSEventsPlaces : public testing::Test {
   FSEventsPlaces() : own(fs::canonical(testFolder()).string()), root(own + "/tree"), inner(root + "/x/y") {
     fs::create_directory(root);
   }
+  ~FSEventsPlaces() override { WatchService::shared().setLimit(SIZE_MAX); }
+
+  // The number of watches that is enough for the root alone.
+  size_t wayToRoot() const { return static_cast<size_t>(std::count(root.begin(), root.end(), '/')) + 1; }
 
   const std::string own;
   const std::string root;
@@ -85,13 +90,12 @@ TEST_F(FSEventsPlaces, ARootBelowAnotherRootThatIsMovedIsToldAndLeftAlone) {
 }
 
 TEST_F(FSEventsPlaces, AMissingRootBelowAFolderWithoutAWatchIsFound) {
-  detail::WatchService::shared().setLimit(0);
+  WatchService::shared().setLimit(0);
   EventCollector outer({root});
   EventCollector events({inner});
   fs::create_directories(inner);
   touch(inner + "/file");
   EXPECT_TRUE(events.waitFor(inner + "/file"));
-  detail::WatchService::shared().setLimit(SIZE_MAX);
 }
 
 // ---- Roots behind links
@@ -166,17 +170,15 @@ TEST_F(FSEventsPlaces, BothOfTwoExchangedFoldersStayWatched) {
 
 TEST_F(FSEventsPlaces, ExchangedFoldersWithoutWatchesAreLookedThrough) {
   for (const char* name : {"/a/in-a", "/c/in-c"}) fs::create_directories(root + name);
-  const size_t way = static_cast<size_t>(std::count(root.begin(), root.end(), '/')) + 1;
-  detail::WatchService::shared().setLimit(way);  // enough for the root alone
+  WatchService::shared().setLimit(wayToRoot());
   EventCollector events({root});
-  EXPECT_EQ(detail::WatchService::shared().numbers().watches, way);
+  EXPECT_EQ(WatchService::shared().numbers().watches, wayToRoot());
   exchange(root + "/a", root + "/c");
   ASSERT_TRUE(events.settle(root));
   for (const char* name : {"/a/f", "/c/f", "/a/in-c/f", "/c/in-a/f"}) {
     touch(root + name);
     EXPECT_TRUE(events.waitFor(root + name)) << name;
   }
-  detail::WatchService::shared().setLimit(SIZE_MAX);
 }
 
 TEST_F(FSEventsPlaces, ChainsOfExchangesBlindNobody) {
@@ -202,6 +204,51 @@ TEST_F(FSEventsPlaces, AFolderExchangedWithAFileStaysWatched) {
   ASSERT_TRUE(events.settle(root));
   touch(root + "/c/f");
   EXPECT_TRUE(events.waitFor(root + "/c/f"));
+}
+
+// What is told is worked on when all of it has happened already.
+TEST_F(FSEventsPlaces, AnExchangeBelowAFolderThatBecomesAFileIsFollowed) {
+  for (const char* name : {"/a/deep/one", "/two/in-two"}) fs::create_directories(root + name);
+  touch(root + "/file");
+  EventCollector events({root});
+  WatchService::shared().hold();
+  exchange(root + "/a/deep/one", root + "/two");
+  exchange(root + "/a", root + "/file");
+  WatchService::shared().goOn();
+  ASSERT_TRUE(events.settle(root));
+  for (const char* name : {"/two/f", "/file/deep/one/f", "/file/deep/one/in-two/f"}) {
+    touch(root + name);
+    EXPECT_TRUE(events.waitFor(root + name)) << name;
+  }
+}
+
+TEST_F(FSEventsPlaces, AFolderMadeWhereALinkStandsByNowIsFoundInItsOwnPlace) {
+  for (const char* name : {"/tree/a", "/elsewhere/new"}) fs::create_directories(own + name);
+  EventCollector events({root});
+  WatchService::shared().hold();
+  fs::create_directory(root + "/a/new");
+  fs::rename(root + "/a", root + "/c");
+  fs::create_directory_symlink(own + "/elsewhere", root + "/a");
+  WatchService::shared().goOn();
+  ASSERT_TRUE(events.settle(root));
+  touch(own + "/elsewhere/new/strange");
+  touch(root + "/c/new/f");
+  EXPECT_TRUE(events.waitFor(root + "/c/new/f"));
+  EXPECT_FALSE(events.flags.contains(root + "/c/new/strange"));
+  EXPECT_FALSE(events.flags.contains(root + "/a/new/strange"));
+}
+
+TEST_F(FSEventsPlaces, AFolderInThePlaceOfAnUnwatchedOneIsNewAlthoughItGetsAWatch) {
+  for (const char* name : {"/tree/a", "/other/deep"}) fs::create_directories(own + name);
+  for (const char* name : {"/other/f", "/other/deep/f"}) touch(own + name);
+  ::usleep(100'000);  // dates are a few milliseconds coarse
+  WatchService::shared().setLimit(wayToRoot());
+  EventCollector events({root});
+  ::usleep(100'000);
+  WatchService::shared().setLimit(SIZE_MAX);
+  exchange(own + "/other", root + "/a");
+  EXPECT_TRUE(events.waitFor(root + "/a/f"));
+  EXPECT_TRUE(events.waitFor(root + "/a/deep/f"));
 }
 
 // ---- Volumes

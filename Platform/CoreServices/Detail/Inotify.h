@@ -40,6 +40,8 @@ class Inotify {
   void drain();
   bool hasChunks() const noexcept { return !chunks_.empty(); }
   Chunk takeChunk();
+  // Everything before this moment has been read.
+  Moment known() const noexcept { return isOpen() ? known_ : Moment::now(); }
 
  private:
   static constexpr size_t kBufferSize = 512 * 1024;
@@ -47,7 +49,7 @@ class Inotify {
   int descriptor_ = -1;
   std::unique_ptr<char[]> buffer_;
   std::deque<Chunk> chunks_;
-  Moment known_;  // everything before has been read
+  Moment known_;
 };
 
 }  // namespace orv::detail

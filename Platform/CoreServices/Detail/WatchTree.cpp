@@ -15,6 +15,7 @@ constexpr uint32_t kMask = IN_CREATE | IN_DELETE | IN_MODIFY | IN_ATTRIB | IN_MO
                            IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR | IN_DONT_FOLLOW;
 constexpr uint32_t kSameMask = IN_DELETE_SELF | IN_ONLYDIR | IN_DONT_FOLLOW | IN_MASK_ADD;  // adds nothing
 constexpr int64_t kTravelTime = 50'000'000;  // between the two events of a move
+constexpr int kTries = 3;                    // of a look at what was missed, before all is compared
 
 uint32_t itemFlags(uint32_t mask) {
   uint32_t flags = 0;
@@ -80,7 +81,7 @@ void WatchTree::handleChild(FolderId folder, std::string_view name, const inotif
   if (event.mask & IN_DELETE) return vanish(folder, name);
   const FolderId known = event.mask & IN_ATTRIB ? folders_.child(folder, name) : kNoFolder;
   if (known != kNoFolder) return retryClosed(known);
-  enter(folder, name, Look::All);  // created, or made readable
+  enterChild(folder, name);  // created, or made readable
 }
 
 // In a folder that lies above a root.
@@ -101,6 +102,7 @@ void WatchTree::leave(FolderId folder, std::string_view name, uint32_t cookie) {
 // so what is said to leave a place may be what has just arrived there.
 bool WatchTree::stands(FolderId folder) {
   FolderList::Facts facts;
+  if (folder == FolderTable::top()) return true;
   const std::string path = folders_.path(folder);
   if (folders_.watch(folder) < 0) return FolderList::factsOf(path, facts) && isUnwatched(folder, facts.inode);
   const int watch = inotify_.add(path.c_str(), kSameMask);
@@ -116,7 +118,7 @@ void WatchTree::arrive(FolderId folder, std::string_view name, uint32_t cookie) 
     leaving_.erase(found);
     place(moved, folder, name);
   }
-  enter(folder, name, Look::All);  // a new one; or a look whether it is the one it should be
+  enterChild(folder, name);  // a new one; or a look whether it is the one it should be
 }
 
 // A folder without a watch does not tell of its own end.
@@ -170,6 +172,13 @@ void WatchTree::setWatch(FolderId folder, int watch) {
   folders_.setWatch(folder, watch);
 }
 
+// Enters what an event has told of. A folder that is not where it should be is on its way, and another one may
+// stand in its place: then this is done again.
+void WatchTree::enterChild(FolderId parent, std::string_view name) {
+  if (stands(parent)) enter(parent, name, Look::All);
+  if (!stands(parent)) miss(parent, name);
+}
+
 // Watches what stands at a place now. `look` is for a folder that was not known.
 FolderId WatchTree::enter(FolderId parent, std::string_view name, Look look, bool deep, uint32_t mask) {
   path_.clear();
@@ -177,7 +186,7 @@ FolderId WatchTree::enter(FolderId parent, std::string_view name, Look look, boo
   path_.append(1, '/').append(name);
   const Found found{parent, name, folders_.child(parent, name)};
   const int watch = addWatch(path_, mask && clientsOf(parent).empty() ? mask : 0);
-  if (watch == -ENOENT && look != Look::Nothing) miss(parent, name);
+  if ((watch == -ENOENT || watch == -ENOTDIR) && look != Look::Nothing) miss(parent, name);
   if (watch == -EACCES) markClosed(parent);
   if (watch < 0) return enterUnwatched(found, watch, look, deep);
   const FolderId folder = folders_.withWatch(watch);
@@ -192,8 +201,9 @@ FolderId WatchTree::enter(FolderId parent, std::string_view name, Look look, boo
 
 FolderId WatchTree::enterNew(const Found& found, int watch, Look look) {
   FolderId folder = found.known;
-  if (folder != kNoFolder && folders_.watch(folder) < 0) {  // until now there was no watch for it
-    polled_.erase(folder);
+  FolderList::Facts facts;
+  if (folder != kNoFolder && FolderList::factsOf(path_, facts) && isUnwatched(folder, facts.inode)) {
+    polled_.erase(folder);  // until now there was no watch for it
     setWatch(folder, watch);
     if (look != Look::Nothing) scanLater({folder, Look::Since, false, polledAt_.earliestDate()});
     return folder;
@@ -325,32 +335,54 @@ void WatchTree::end(FolderId folder) {
 // ---- Due work
 
 // Everything that has happened before a folder was missed is told of by then.
-void WatchTree::miss(FolderId parent, std::string_view name) {
+void WatchTree::miss(FolderId parent, std::string_view name, int tries) {
   folders_.pin(parent);
-  missed_.push_back({parent, std::string(name), Moment::now().steady + kTravelTime});
+  const Moment now = Moment::now();
+  missed_.push_back({parent, std::string(name), now, now.steady + kTravelTime, tries});
 }
 
 void WatchTree::retryMissed() {
   for (Missed& each : std::exchange(missed_, {})) rechecks_.emplace_back(each.parent, std::move(each.name));
 }
 
+// Once more looks at what was missed, now that nothing is on its way. As a rule it is gone, or its folder is.
+void WatchTree::endMissed() {
+  const int64_t known = inotify_.known().steady;
+  while (isSettled() && !missed_.empty() && missed_.front().until <= known) {
+    const Missed missed = std::move(missed_.front());
+    missed_.pop_front();
+    if (folders_.has(missed.parent, FolderTable::Linked)) endMissed(missed);
+    folders_.unpin(missed.parent);
+  }
+  settle();
+}
+
+void WatchTree::endMissed(const Missed& missed) {
+  FolderList::Facts facts;
+  if (!stands(missed.parent)) {  // its own removal may not have been told yet
+    missed.tries < kTries ? miss(missed.parent, missed.name, missed.tries + 1)
+                          : requestComparison(missed.since);
+    return;
+  }
+  if (FolderList::factsOf(folders_.path(missed.parent) + '/' + missed.name, facts) && facts.isFolder)
+    enterChild(missed.parent, missed.name);
+}
+
 void WatchTree::doDueWork(int64_t now) {
-  while (!leaving_.empty() && leaving_.front().until <= now) {
+  while (!leaving_.empty() && leaving_.front().until <= inotify_.known().steady) {
     const FolderId folder = leaving_.front().folder;
     leaving_.erase(leaving_.begin());
     drop(folder);
   }
-  while (isSettled() && !missed_.empty() && missed_.front().until <= now) {  // it is gone
-    folders_.unpin(missed_.front().parent);
-    missed_.erase(missed_.begin());
-  }
+  endMissed();
   if (nextPoll_ <= now) poll();
   if (lost_) compareAll();
   if (rootsChanged_) checkRoots();
 }
 
 int64_t WatchTree::nextDue() const {
-  return leaving_.empty() ? nextPoll_ : std::min(nextPoll_, leaving_.front().until);
+  if (!leaving_.empty()) return std::min(nextPoll_, leaving_.front().until);
+  return missed_.empty() ? nextPoll_ : std::min(nextPoll_, missed_.front().until);
 }
 
 WatchTree::Numbers WatchTree::numbers() const {

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -83,7 +84,9 @@ class WatchTree {
   struct Missed {
     FolderId parent;
     std::string name;
+    Moment since;
     int64_t until;
+    int tries;
   };
   struct Found {
     FolderId parent;
@@ -96,6 +99,7 @@ class WatchTree {
   void handle(const inotify_event& event);
   void handleOwn(FolderId folder, uint32_t mask);
   void handleChild(FolderId folder, std::string_view name, const inotify_event& event);
+  void enterChild(FolderId parent, std::string_view name);
   void handleOnTheWay(FolderId folder, std::string_view name, const inotify_event& event);
   void leave(FolderId folder, std::string_view name, uint32_t cookie);
   void arrive(FolderId folder, std::string_view name, uint32_t cookie);
@@ -124,8 +128,10 @@ class WatchTree {
   // Scans
   void scanLater(const Scan& scan);
   Look lookForNew(FolderId parent, Look look);
-  void miss(FolderId parent, std::string_view name);
+  void miss(FolderId parent, std::string_view name, int tries = 0);
   void retryMissed();
+  void endMissed();
+  void endMissed(const Missed& missed);
   void recheck(FolderId parent, const std::string& name);
   void settle();
   bool look(const Scan& scan);
@@ -169,7 +175,7 @@ class WatchTree {
   std::vector<Scan> scans_;
   const Scan* comparison_ = nullptr;  // while all trees are compared: how
   std::vector<std::pair<FolderId, std::string>> rechecks_;
-  std::vector<Missed> missed_;
+  std::deque<Missed> missed_;
   std::unordered_map<FolderId, uint64_t> polled_;  // folders without a watch, with their inodes
   std::vector<FolderId> moved_;
   std::string path_;  // of what is entered

@@ -59,7 +59,7 @@ void WatchTree::settle() {
       const Scan scan = scans_.back();
       scans_.pop_back();
       if (!folders_.has(scan.folder, FolderTable::Linked)) continue;  // scanned where it turns up again
-      const bool done = scan.look == Look::Since ? compare(scan) : look(scan);
+      const bool done = look(scan);
       folders_.set(scan.folder, FolderTable::Unseen, !done);
       if (!done && scan.folder != FolderTable::top())
         miss(folders_.parent(scan.folder), folders_.name(scan.folder));
@@ -75,16 +75,14 @@ void WatchTree::settle() {
 
 void WatchTree::recheck(FolderId parent, const std::string& name) {
   if (folders_.has(parent, FolderTable::Dead)) return;
-  const bool isThere =
-      folders_.has(parent, FolderTable::Linked) && (parent == FolderTable::top() || stands(parent));
-  isThere ? void(enter(parent, name, Look::All)) : miss(parent, name);
+  folders_.has(parent, FolderTable::Linked) ? enterChild(parent, name) : miss(parent, name);
 }
 
 // False when the folder is not there, or another one was in its place: what was found belongs to that one.
 bool WatchTree::look(const Scan& scan) {
-  const bool maybeMoved = scan.look == Look::All && scan.folder != FolderTable::top();
-  if (maybeMoved && !stands(scan.folder)) return false;
-  return listFolder(scan) && (!maybeMoved || stands(scan.folder));
+  if (scan.look != Look::Quietly && !stands(scan.folder)) return false;
+  const bool done = scan.look == Look::Since ? compare(scan) : listFolder(scan);
+  return done && stands(scan.folder);
 }
 
 bool WatchTree::listFolder(const Scan& scan) {
@@ -207,6 +205,11 @@ void WatchTree::pollFolder(FolderId folder, int64_t since) {
     return;
   }
   const std::string path = folders_.path(folder);
+  FolderList::Facts facts;
+  if (!FolderList::factsOf(path, facts) || !isUnwatched(folder, facts.inode)) {
+    rootsChanged_ = true;  // who sees its parent learns that it is gone
+    return;
+  }
   const int watch = addWatch(path, 0);
   if (watch >= 0 && folders_.withWatch(watch) == kNoFolder) {
     polled_.erase(folder);
@@ -214,14 +217,11 @@ void WatchTree::pollFolder(FolderId folder, int64_t since) {
   }
   for (FolderId at = folders_.firstChild(folder); at != kNoFolder; at = folders_.nextSibling(at))
     folders_.set(at, FolderTable::Visited, false);
-  FolderList::Facts facts;
-  if (!FolderList::factsOf(path, facts))
-    rootsChanged_ = true;
-  else if (facts.changed >= since)
-    noteFolder(folder, changeFlags(facts, since) | kFSEventStreamEventFlagItemIsDir);
-  compare({folder, Look::Since, false, since});
-  dropUnvisited(folder);
+  if (facts.changed >= since) noteFolder(folder, changeFlags(facts, since) | kFSEventStreamEventFlagItemIsDir);
+  const bool isUnseen = folders_.has(folder, FolderTable::Unseen);  // it was on its way the last time
+  scanLater({folder, isUnseen ? Look::All : Look::Since, isUnseen, since});
   settle();
+  if (folders_.has(folder, FolderTable::Linked)) dropUnvisited(folder);
 }
 
 // ---- Roots
