@@ -79,7 +79,8 @@ endfunction()
 
 # orvane_add_test(Folder/NameTest ...): one program and one ctest entry per test file, so that
 # process-wide state (the logger, the temporary folder, the environment) is fresh in each.
-# THREADED marks tests that also run under the thread sanitizer.
+# THREADED marks tests that also run under the thread sanitizer. The limit of time ends what hangs; a test of
+# commands takes minutes on a busy machine.
 function(orvane_add_test)
   cmake_parse_arguments(arg "THREADED" "" "LIBRARIES" ${ARGN})
   foreach(path IN LISTS arg_UNPARSED_ARGUMENTS)
@@ -90,7 +91,7 @@ function(orvane_add_test)
     target_link_libraries(${name} PRIVATE orvane_test_support ${arg_LIBRARIES})
     target_precompile_headers(${name} REUSE_FROM orvane_test_support)
     add_test(NAME ${name} COMMAND ${name})
-    set_tests_properties(${name} PROPERTIES TIMEOUT 300)
+    set_tests_properties(${name} PROPERTIES TIMEOUT 900)
     if(arg_THREADED)
       set_tests_properties(${name} PROPERTIES LABELS threaded)
       add_dependencies(threaded_tests ${name})

@@ -19,7 +19,7 @@ class EventCollector {
     uint64_t id;
   };
 
-  static constexpr double kLimit = 10;  // seconds, for whatever is waited for
+  static constexpr double kLimit = 60;  // seconds, for whatever is waited for
   static constexpr FSEventStreamCreateFlags kUsual = kFSEventStreamCreateFlagUseCFTypes |
                                                      kFSEventStreamCreateFlagWatchRoot |
                                                      kFSEventStreamCreateFlagFileEvents;

@@ -243,6 +243,21 @@ TEST(Format, FixedDecimalsAreRoundedExactly) {
       ASSERT_EQ(text(format, i / 16.0), printed(format, i / 16.0)) << i;
 }
 
+// Bytes beyond ASCII are negative where char is: reading them must not leave the table of letters, which a
+// constant expression would refuse.
+TEST(Format, NoCharacterBeyondASCIINamesAConversion) {
+  constexpr auto letter = [](const auto unit) {
+    return detail::ConversionReader<std::remove_const_t<decltype(unit)>>(&unit, &unit + 1).read().letter;
+  };
+  static_assert(letter('\xE3') == 0 && letter('\x80') == 0 && letter('\xFF') == 0 && letter('d') == 'd');
+  static_assert(letter(u'\u00E3') == 0 && letter(u'\u0164') == 0 && letter(u'd') == 'd');
+  for (int byte = 128; byte < 256; ++byte) EXPECT_EQ(letter(static_cast<char>(byte)), 0) << byte;
+  const detail::FormatArgument seven[] = {7};
+  detail::StringBuilder out;
+  detail::appendFormat(out, std::string_view("%\u00E3%d"), seven);
+  EXPECT_EQ(out.finish(), "%\u00E37");
+}
+
 TEST(Format, FormatsAreTextsOrZeroTerminatedBytes) {
   EXPECT_EQ(NSString::stringWithFormat("caf\u00E9 %d", 1),
             NSString::stringWithFormat(NSString("caf\u00E9 %d"), 1));

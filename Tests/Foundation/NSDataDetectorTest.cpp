@@ -2,12 +2,11 @@
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
-#include <time.h>
 
 #include <algorithm>
 #include <atomic>
-#include <chrono>
 #include <cmath>
+#include <ctime>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -300,10 +299,9 @@ TEST(NSDataDetector, AnyTextTakesLinearTime) {
                             repeated("the "),
                             NSString(surrogates)};
   for (const NSString& s : texts) {
-    const auto start = std::chrono::steady_clock::now();
+    const std::clock_t start = std::clock();  // the time of this process: others may be busy
     find(s, "de_DE");
-    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
-    EXPECT_LT(took.count(), 20) << s.substringToIndex(12);
+    EXPECT_LT((std::clock() - start) / CLOCKS_PER_SEC, 20) << s.substringToIndex(12);
   }
 }
 

@@ -197,10 +197,17 @@ TEST(NSRegularExpression, EscapedTextsStandForThemselves) {
     const NSString text = NSString::stringWithLossyUTF8(bytes);
     RC_PRE(text.length() > 0);
     const auto e = expression(NSRegularExpression::escapedPatternForString(text));
-    RC_ASSERT(e->rangeOfFirstMatchInString("<" + text + ">") == (NSRange{1, text.length()}));
+    const NSString whole = "<" + text + ">";
+    const NSUInteger first = whole.utf16().find(text.utf16());  // not 1 where the text is itself "<"
+    RC_ASSERT(e->rangeOfFirstMatchInString(whole) == (NSRange{first, text.length()}));
     RC_ASSERT(expression("x")->stringByReplacingMatchesInString(
                   "x", NSRegularExpression::escapedTemplateForString(text)) == text);
   }));
+}
+
+TEST(NSRegularExpression, AnEscapedTextIsFoundWhereItIsFirst) {
+  const auto e = expression(NSRegularExpression::escapedPatternForString("<<"));
+  EXPECT_EQ(e->rangeOfFirstMatchInString("<<<>"), (NSRange{0, 2}));
 }
 
 TEST(NSRegularExpression, NilTextsHaveNoMatch) {

@@ -4,6 +4,8 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <algorithm>
+#include <climits>
 #include <filesystem>
 #include <fstream>
 #include <thread>
@@ -212,17 +214,23 @@ TEST_F(NSUserDefaultsTest, DamagedFilesOfOneSecondAreAllKept) {
   EXPECT_EQ(std::distance(fs::directory_iterator(folder), fs::directory_iterator()), 4);
 }
 
+// The folder lies so deep that the file has a path still, but not its copy with the longer name.
 TEST_F(NSUserDefaultsTest, ADamagedFileThatCannotBeKeptIsNotReplaced) {
-  fs::create_directories(fs::path(file()).parent_path());
-  std::ofstream(file()) << "{precious = ";
-  for (time_t now = ::time(nullptr), at = now; at < now + 30; ++at)
-    for (int i = 0; i < 100; ++i)
-      std::ofstream(file() + ".corrupt-" + std::to_string(at) + (i ? "-" + std::to_string(i) : ""));
+  constexpr size_t kLength = PATH_MAX - 10;
+  const std::string name = "/org.example.defaults/defaults.plist";
+  std::string folder = testFolder();
+  while (folder.size() + name.size() < kLength)
+    folder += "/" + std::string(std::min<size_t>(kLength - name.size() - folder.size() - 1, 200), 'd');
+  const Setting config("XDG_CONFIG_HOME", folder.c_str());
+  const std::string deep = folder + name;
+  defaults_->setObjectForKey("before", "a");
+  ASSERT_GT(fs::file_size(deep), 0u);
+  std::ofstream(deep) << "{precious = ";
   defaults_->synchronize();
   const std::string said = captureStandardError([&] { defaults_->setObjectForKey(1, "a"); });
   EXPECT_NE(said.find("Cannot keep a copy of "), std::string::npos);
   EXPECT_EQ(defaults_->integerForKey("a"), 1);
-  std::ifstream in(file());
+  std::ifstream in(deep);
   EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), "{precious = ");
 }
 

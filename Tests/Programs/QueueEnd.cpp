@@ -1,10 +1,12 @@
 // A program that ends while its queues are busy, in the way that its argument tells. QueueEndTest looks at what
 // it prints.
 
+#include <poll.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -170,10 +172,10 @@ void behindBarrier() {
 void closed() {
   static const auto queue = DispatchQueue::serial("late", DispatchQueue::serial("target"));
   static std::atomic<bool> entered{false};
+  static std::atomic<bool> done{false};
   DispatchQueue::globalQueue()->async([] {
-    const auto end = std::chrono::steady_clock::now() + 4s;
-    while (std::chrono::steady_clock::now() < end) {
-    }
+    const auto limit = std::chrono::steady_clock::now() + 20s;
+    while (!done && std::chrono::steady_clock::now() < limit) std::this_thread::yield();
   });
   std::thread([] {
     queue->sync([] {
@@ -181,6 +183,7 @@ void closed() {
       std::this_thread::sleep_for(2500ms);
     });
     queue->sync([] { say("second caller\n"); });
+    done = true;
     std::this_thread::sleep_for(60s);
   }).detach();
   while (!entered) std::this_thread::yield();
@@ -201,8 +204,45 @@ void debouncer() {
   it->debounce();
 }
 
+// What comes to standard error while it lives can be waited for.
+class Errors {
+ public:
+  Errors() : written_(::dup(STDERR_FILENO)) {
+    int ends[2];
+    if (::pipe(ends) != 0) std::abort();
+    read_ = ends[0];
+    ::dup2(ends[1], STDERR_FILENO);
+    ::close(ends[1]);
+  }
+  ~Errors() { ::dup2(written_, STDERR_FILENO); }
+
+  // Passes on what comes until a text came so often, or nothing did for so long.
+  void passOn(const std::string& text, size_t times, std::chrono::milliseconds patience) {
+    pollfd ready{read_, POLLIN, 0};
+    char piece[4096];
+    while (count(text) < times && ::poll(&ready, 1, static_cast<int>(patience.count())) == 1) {
+      const ssize_t got = ::read(read_, piece, sizeof piece);
+      if (got <= 0) return;
+      passed_.append(piece, static_cast<size_t>(got));
+      [[maybe_unused]] const auto ignored = ::write(written_, piece, static_cast<size_t>(got));
+    }
+  }
+
+ private:
+  size_t count(const std::string& text) const {
+    size_t found = 0;
+    for (size_t at = 0; (at = passed_.find(text, at)) != std::string::npos; ++at) ++found;
+    return found;
+  }
+
+  int written_;
+  int read_ = -1;
+  std::string passed_;
+};
+
 // Two queues that wait for each other, and one that waits for itself.
 void circle() {
+  Errors errors;
   static const auto one = DispatchQueue::serial("queue one");
   static const auto two = DispatchQueue::serial("queue two");
   static std::atomic<int> inside{0};
@@ -214,7 +254,10 @@ void circle() {
   two->async([meet] { meet(one); });
   static const auto self = DispatchQueue::serial("queue self");
   self->async([] { self->sync([] { say("never\n"); }); });
-  std::this_thread::sleep_for(300ms);
+#ifdef ORVANE_QUEUE_CHECKS
+  errors.passOn("Deadlock:", 2, 20s);
+#endif
+  errors.passOn("Deadlock:", SIZE_MAX, 300ms);  // no more are wanted
   ::_exit(0);
 }
 

@@ -486,6 +486,18 @@ ProcessResult runSlowly(const Arguments& arguments, const std::string& file) {
   return process.finish();
 }
 
+// Only a run that takes longer than the bar's half second shows one. On a busy machine any may; some are quick.
+void expectNoBarWhenQuick(const Command& command) {
+  using Clock = std::chrono::steady_clock;
+  bool quick = false;
+  for (int tries = 0; !quick && tries < 50; ++tries) {
+    const auto begin = Clock::now();
+    const ProcessResult result = runProcess(command);
+    quick = Clock::now() - begin < std::chrono::milliseconds(500);
+    EXPECT_TRUE(result.error.empty() || !quick) << result.error;
+  }
+}
+
 }  // namespace
 
 TEST(OrvProgress, ABarAppearsOnATerminalAndIsWipedAway) {
@@ -506,7 +518,7 @@ TEST(OrvProgress, ThereIsNoBarForShortWorkOrWithoutATerminal) {
   for (const Arguments& arguments : {Arguments{"checksums", "t"}, {"files", "t"}, {"digest", "t/a.txt"}}) {
     Command command = orvCommand(arguments);
     command.terminal = true;
-    EXPECT_EQ(runProcess(command).error, "");
+    expectNoBarWhenQuick(command);
   }
   makeSparse("big", uintmax_t{1} << 29);
   Process process(orvCommand({"digest", "big"}));

@@ -138,9 +138,9 @@ class ConversionReader {
     }
   }
   constexpr char letter() const {
-    if (at_ == end_ || *at_ >= 128) return 0;
-    const auto letter = static_cast<unsigned char>(*at_);
-    return kLetters[letter] ? static_cast<char>(letter) : '\0';
+    if (at_ == end_) return 0;
+    const auto unit = static_cast<std::make_unsigned_t<Unit>>(*at_);  // a char may be negative
+    return unit < kLetters.size() && kLetters[unit] ? static_cast<char>(unit) : '\0';
   }
 
   const Unit* at_;

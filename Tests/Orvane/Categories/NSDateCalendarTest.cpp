@@ -238,17 +238,17 @@ TEST(NSDateCalendar, FindsWeekdays) {
 }
 
 TEST(NSDateCalendar, FindsWorkingDays) {
-  // June 2030 ends on a Sunday, August 2030 on a Saturday, July on a Wednesday.
-  EXPECT_EQ(local(NSDate::dateWithYear(2030, 6, 5).lastWorkingDayInMonthWithHourOfDay(17)),
-            "2030-06-28 17:00:00");
-  EXPECT_EQ(local(NSDate::dateWithYear(2030, 8, 5).lastWorkingDayInMonthWithHourOfDay(17)),
-            "2030-08-30 17:00:00");
-  EXPECT_EQ(local(NSDate::dateWithYear(2030, 7, 5).lastWorkingDayInMonthWithHourOfDay(17)),
-            "2030-07-31 17:00:00");
-  EXPECT_EQ(local(NSDate::dateWithYear(2030, 6, 5).firstWorkingDayInMonthWithHourOfDay(9)),
-            "2030-06-03 09:00:00");
-  EXPECT_EQ(local(NSDate::dateWithYear(2030, 9, 5).firstWorkingDayInMonthWithHourOfDay(9)),
-            "2030-09-02 09:00:00");
+  // Months to come, always: June 2430 ends on a Sunday, August on a Saturday, July on a Wednesday.
+  EXPECT_EQ(local(NSDate::dateWithYear(2430, 6, 5).lastWorkingDayInMonthWithHourOfDay(17)),
+            "2430-06-28 17:00:00");
+  EXPECT_EQ(local(NSDate::dateWithYear(2430, 8, 5).lastWorkingDayInMonthWithHourOfDay(17)),
+            "2430-08-30 17:00:00");
+  EXPECT_EQ(local(NSDate::dateWithYear(2430, 7, 5).lastWorkingDayInMonthWithHourOfDay(17)),
+            "2430-07-31 17:00:00");
+  EXPECT_EQ(local(NSDate::dateWithYear(2430, 6, 5).firstWorkingDayInMonthWithHourOfDay(9)),
+            "2430-06-03 09:00:00");
+  EXPECT_EQ(local(NSDate::dateWithYear(2430, 9, 5).firstWorkingDayInMonthWithHourOfDay(9)),
+            "2430-09-02 09:00:00");
   for (const NSDate& past : {NSDate::distantPast(), NSDate::dateWithYear(2001, 1, 1), NSDate::date()}) {
     const NSDate last = past.lastWorkingDayInMonthWithHourOfDay(23),
                  first = past.firstWorkingDayInMonthWithHourOfDay(0);
