@@ -14,11 +14,9 @@
 
 namespace orv::detail {
 
+// Lies in a node of the store.
 struct SerialQueue::Node : Link {
   Node(orv::Block&& b, ExceptionHandler h) noexcept : block(std::move(b)) { handler = h; }
-
-  static void* operator new(size_t) { return NodeStore::take(); }
-  static void operator delete(void*) = delete;  // NodeStore::Returns
 
   orv::Block block;
 };
@@ -71,7 +69,7 @@ SerialQueue::~SerialQueue() { QueueList::leave(*this); }
 void SerialQueue::submit(orv::Block&& block, ExceptionHandler handler, bool) {
   static_assert(sizeof(Node) <= NodeStore::kNodeBytes);
   WorkerPool::prepare();
-  if (!push(*new Node(std::move(block), handler))) return;
+  if (!push(*new (NodeStore::take()) Node(std::move(block), handler))) return;
   retain(this);
   schedule();
 }
