@@ -73,7 +73,7 @@ TEST(NodeStore, WhatIsGivenBackIsUsedAgain) {
   EXPECT_LT(seen.size(), NodeStore::kSlabNodes * 100);
 }
 
-TEST(NodeStore, TrimmingKeepsAMebibyteAndTheRestCanBeUsedAgain) {
+TEST(NodeStore, TrimmingKeepsABoundedRestAndAllCanBeUsedAgain) {
   if (kNodesAlone) GTEST_SKIP() << "every node comes from malloc";
   for (int round = 0; round < 3; ++round) {
     giveBack(takeMany(kManyNodes));

@@ -20,7 +20,7 @@ class ORV_EXPORT NodeStore {
   static constexpr std::size_t kNodeBytes = 64;
   static constexpr std::size_t kSlabBytes = 4096;                         // a page
   static constexpr std::size_t kSlabNodes = kSlabBytes / kNodeBytes - 1;  // behind the head
-  static constexpr std::size_t kMostFree = 256;                           // a mebibyte
+  static constexpr std::size_t kMostFree = 4096;                          // 16 MiB
   static constexpr std::size_t kBatch = 4;                                // slabs
 
   // Memory for one node. Throws std::bad_alloc when there is none.
