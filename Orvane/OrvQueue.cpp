@@ -66,7 +66,7 @@ void OrvQueue::logReentrance() const { OrvLogInfo("Reentrant situation for %@", 
 void OrvQueue::sync(Block block, bool async) {
   if (!accepts(block)) return;
   detail::SerialQueue* const queue = this->queue();
-  if (async) return queue->async(std::move(block), &reportFailure);
+  if (async) return queue->append(std::move(block), &reportFailure);
   if (queue->isRunningHere()) {
     logReentrance();
     return guarded(block);

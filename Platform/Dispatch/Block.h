@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstring>
 #include <memory>
 #include <new>
 #include <type_traits>
@@ -81,11 +82,13 @@ class BlockOf<R(Args...)> {
 
  private:
   static constexpr size_t kInlineBytes = 40;
+  static constexpr size_t kWord = 8;
 
   struct Kind {
     R (*call)(void* storage, Args&&... args);
-    void (*move)(void* from, void* to) noexcept;  // null: only a pointer
+    void (*move)(void* from, void* to) noexcept;  // null: the words
     void (*end)(void* storage) noexcept;          // null: nothing to do
+    size_t words;                                 // of the storage, in use
   };
 
   template <class T>
@@ -117,12 +120,33 @@ class BlockOf<R(Args...)> {
   }
 
   template <class T>
-  static constexpr Kind inlineKind{&callInline<T>, &moveInline<T>,
-                                   std::is_trivially_destructible_v<T> ? nullptr : &endInline<T>};
+  static constexpr bool isWords = std::is_trivially_copyable_v<T> &&
+                                  (std::is_empty_v<T> || sizeof(T) % kWord == 0);
   template <class T>
-  static constexpr Kind heapKind{&callHeap<T>, nullptr, &endHeap<T>};
+  static constexpr Kind inlineKind{&callInline<T>, isWords<T> ? nullptr : &moveInline<T>,
+                                   std::is_trivially_destructible_v<T> ? nullptr : &endInline<T>,
+                                   std::is_empty_v<T> ? 0 : sizeof(T) / kWord};
+  template <class T>
+  static constexpr Kind heapKind{&callHeap<T>, nullptr, &endHeap<T>, 1};
 
   void*& heap() noexcept { return *reinterpret_cast<void**>(&storage_); }
+
+  // Word by word, as they were written a moment ago: wider reads would wait until all of them have left for the
+  // cache.
+  void takeWords(const std::byte* from, size_t words) noexcept {
+    static_assert(kInlineBytes == 5 * kWord);
+    switch (words) {
+      case 5: takeWord(from, 4); [[fallthrough]];
+      case 4: takeWord(from, 3); [[fallthrough]];
+      case 3: takeWord(from, 2); [[fallthrough]];
+      case 2: takeWord(from, 1); [[fallthrough]];
+      case 1: takeWord(from, 0); [[fallthrough]];
+      default: break;
+    }
+  }
+  void takeWord(const std::byte* from, size_t index) noexcept {
+    std::memcpy(storage_ + index * kWord, from + index * kWord, kWord);
+  }
 
   void take(BlockOf& other) noexcept {
     kind_ = std::exchange(other.kind_, nullptr);
@@ -130,7 +154,7 @@ class BlockOf<R(Args...)> {
     if (kind_->move)
       kind_->move(&other.storage_, &storage_);
     else
-      heap() = other.heap();
+      takeWords(other.storage_, kind_->words);
   }
   void clear() noexcept {
     if (const Kind* kind = std::exchange(kind_, nullptr); kind && kind->end) kind->end(&storage_);

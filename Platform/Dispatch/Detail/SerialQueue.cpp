@@ -6,6 +6,7 @@
 #include <exception>
 #include <thread>
 
+#include "Platform/Dispatch/Detail/NodeStore.h"
 #include "Platform/Dispatch/Detail/QueueFrame.h"
 #include "Platform/Dispatch/Detail/QueueList.h"
 #include "Platform/Dispatch/Detail/WaitGraph.h"
@@ -13,11 +14,9 @@
 
 namespace orv::detail {
 
+// Lies in a node of the store.
 struct SerialQueue::Node : Link {
   Node(orv::Block&& b, ExceptionHandler h) noexcept : block(std::move(b)) { handler = h; }
-
-  static void* operator new(size_t bytes) { return poolAllocate(bytes); }
-  static void operator delete(void* node, size_t bytes) noexcept { poolFree(node, bytes); }
 
   orv::Block block;
 };
@@ -41,7 +40,10 @@ constexpr unsigned kFairShare = 256;  // blocks in a row while other queues wait
 constexpr int kOwnerLooks = 60;       // for more blocks, before the owner leaves
 constexpr int kCallerLooks = 9;       // for an idle queue, each twice as long as the one before
 constexpr int kCallerYields = 16;
-constexpr int kGatherPauses = 32;  // about a microsecond
+constexpr int kFlowLooks = 4;      // for the next block of a flow
+constexpr unsigned kFlow = 16;     // so many blocks without a pause make one
+constexpr int kGatherPauses = 32;  // one to three microseconds
+constexpr unsigned kEnough = 128;  // blocks found at once: nothing to gather
 constexpr int kLinkLooks = 200;    // for the pointer of a submission that is being made
 
 thread_local const DispatchQueue* namedFor = nullptr;
@@ -65,10 +67,15 @@ SerialQueue::SerialQueue(const NSString& label, const Ref<DispatchQueue>& target
 SerialQueue::~SerialQueue() { QueueList::leave(*this); }
 
 void SerialQueue::submit(orv::Block&& block, ExceptionHandler handler, bool) {
+  static_assert(sizeof(Node) <= NodeStore::kNodeBytes);
   WorkerPool::prepare();
-  if (!push(*new Node(std::move(block), handler))) return;
+  if (!push(*new (NodeStore::take()) Node(std::move(block), handler))) return;
   retain(this);
   schedule();
+}
+
+void SerialQueue::append(orv::Block&& block, ExceptionHandler handler) {
+  if (WorkerPool::isOpen()) submit(std::move(block), handler, false);
 }
 
 void SerialQueue::runNow(BlockRef block, bool) {
@@ -140,7 +147,7 @@ bool SerialQueue::push(Link& link) noexcept {
     before->next.store(&link, std::memory_order_release);
     return false;
   }
-  first_ = &link;
+  first_ = known_ = &link;
   return true;
 }
 
@@ -164,30 +171,42 @@ void SerialQueue::schedule() {
 // worker.
 void SerialQueue::runList() noexcept {
   const InQueue frame(this);
+  NodeStore::Returns returns;
   nameThread(*this);
   noteOwner();
-  for (unsigned done = 1;; ++done) {
-    while (!first())
-      if (!moreComes() && leave()) return;
+  unsigned batch = 0;  // blocks since the owner looked for more
+  for (unsigned done = 1, flow = 0;; ++done, ++flow, ++batch) {
+    while (!first()) {
+      if (moreComes(kFlowLooks)) continue;
+      flow = 0;
+      if (!moreComes(kOwnerLooks) && leave()) return;
+    }
     if (isWaiter(*first_)) return grantFirst();
-    runFirst();
-    if (!first_) letGather();
+    if (first_ == known_) {
+      if (flow >= kFlow && batch < kEnough) letGather();
+      batch = 0;
+    }
+    runFirst(returns);
     if (done % kFairShare == 0 && WorkerPool::shared().hasWaiting()) return schedule();
   }
 }
 
-void SerialQueue::runFirst() noexcept {
-  const std::unique_ptr<Node> node(static_cast<Node*>(first_));
+void SerialQueue::runFirst(NodeStore::Returns& returns) noexcept {
+  auto* const node = static_cast<Node*>(first_);
+  NodeStore::fetchBehind(node, known_);
   takeFirst();
   runBlock(node->block, node->handler);
+  node->~Node();
+  returns.add(node);
 }
 
 // The calling thread owns the queue and never comes back to it. What is submitted from now on is late.
 void SerialQueue::runRestAtExit() noexcept {
+  NodeStore::Returns returns;
   const Link* const last = newest_.load(std::memory_order_acquire);
   for (const Link* link = &base_; link != last && (link = first());) {
     if (isWaiter(*link)) return grantFirst();
-    runFirst();
+    runFirst(returns);
   }
   isAbandoned_.store(true, std::memory_order_relaxed);
 }
@@ -214,30 +233,36 @@ SerialQueue::Link* SerialQueue::successor(const Link& link) noexcept {
 
 // The first in the list, null for none.
 SerialQueue::Link* SerialQueue::first() noexcept {
-  if (!first_ && newest_.load(std::memory_order_relaxed) != &base_) first_ = successor(base_);
-  return first_;
+  if (first_) return first_;
+  Link* const newest = newest_.load(std::memory_order_relaxed);
+  if (newest == &base_) return nullptr;
+  known_ = newest;
+  return first_ = successor(base_);
 }
 
 // Takes the first one off the list: nobody touches it any more.
 void SerialQueue::takeFirst() noexcept {
   Link* const taken = first_;
-  first_ = taken->next.load(std::memory_order_acquire);
-  if (first_) return;
-  base_.next.store(nullptr, std::memory_order_relaxed);
-  Link* newest = taken;
-  if (!newest_.compare_exchange_strong(newest, &base_, std::memory_order_acq_rel, std::memory_order_relaxed))
-    first_ = successor(*taken);
+  first_ = taken == known_ && takeLast(taken) ? nullptr : successor(*taken);
 }
 
-// An owner who has caught up with a busy submitter would fight with it over every block: a moment later there
-// are some to be taken at once.
+// Where the last one known is the newest: leaves nothing submitted. Else looks up which one is.
+bool SerialQueue::takeLast(Link* taken) noexcept {
+  known_ = newest_.load(std::memory_order_relaxed);
+  if (known_ != taken) return false;
+  base_.next.store(nullptr, std::memory_order_relaxed);
+  return newest_.compare_exchange_strong(known_, &base_, std::memory_order_acq_rel, std::memory_order_relaxed);
+}
+
+// An owner who is as quick as a busy submitter would fight with it over every block: a moment later there are
+// many to be taken at once.
 void SerialQueue::letGather() noexcept {
   for (int i = 0; i < kGatherPauses; ++i) pauseProcessor();
 }
 
 // Waking another worker for the next block costs more than looking for it for two microseconds.
-bool SerialQueue::moreComes() const noexcept {
-  for (int look = 0; look < kOwnerLooks; ++look) {
+bool SerialQueue::moreComes(int looks) const noexcept {
+  for (int look = 0; look < looks; ++look) {
     if (newest_.load(std::memory_order_relaxed) != &base_) return true;
     pauseProcessor();
   }

@@ -2,6 +2,7 @@
 
 #include <atomic>
 
+#include "Platform/Dispatch/Detail/NodeStore.h"
 #include "Platform/Dispatch/Detail/WorkerPool.h"
 #include "Platform/Dispatch/DispatchQueue.h"
 
@@ -23,6 +24,8 @@ class SerialQueue final : public DispatchQueue, private Job {
   void runRestAtExit() noexcept override;
   bool hasSubmissions() const noexcept override;
 
+  // `async` for a block that is there.
+  void append(orv::Block&& block, ExceptionHandler handler);
   // `sync` for an owner that does not let go of the queue but by `letGo`: it saves counting references.
   void runKept(BlockRef block);
   // Gives up a reference, when what is running and waiting now has run.
@@ -55,11 +58,12 @@ class SerialQueue final : public DispatchQueue, private Job {
   void leaveKept() noexcept;
   void schedule();
   void runList() noexcept;
-  void runFirst() noexcept;
+  void runFirst(NodeStore::Returns& returns) noexcept;
   Link* first() noexcept;
   void takeFirst() noexcept;
+  bool takeLast(Link* taken) noexcept;
   static void letGather() noexcept;
-  bool moreComes() const noexcept;
+  bool moreComes(int looks) const noexcept;
   bool leave() noexcept;
   void passOn() noexcept;
   void grantFirst() noexcept;
@@ -71,7 +75,9 @@ class SerialQueue final : public DispatchQueue, private Job {
   std::atomic<Link*> newest_{nullptr};  // null: idle
   Link base_;                           // stands for the newest one when the owner has taken all
   [[maybe_unused]] std::byte between_[64];
-  Link* first_ = nullptr;  // the owner's: the first one not taken, as far as it is known
+  // The owner's.
+  Link* first_ = nullptr;  // not taken, null where it is not known
+  Link* known_ = nullptr;  // where the first one is known: the last one that is
   std::atomic<NSUInteger> owner_{0};
   std::atomic<bool> isAbandoned_{false};  // its owner ends the process
 };

@@ -15,6 +15,7 @@
 #include <thread>
 
 #include "Platform/Dispatch/Detail/MainQueue.h"
+#include "Platform/Dispatch/Detail/NodeStore.h"
 #include "Platform/Dispatch/Detail/QueueFrame.h"
 #include "Platform/Dispatch/Detail/QueueList.h"
 #include "Platform/Foundation/Threads/NSThread.h"
@@ -67,6 +68,7 @@ struct WorkerPool::Worker {
   bool watching = false;
 };
 
+std::atomic<bool> WorkerPool::made_{false};
 std::atomic<bool> WorkerPool::open_{true};
 
 WorkerPool& WorkerPool::shared() {
@@ -77,6 +79,7 @@ WorkerPool& WorkerPool::shared() {
 WorkerPool::WorkerPool() : processors_(usableProcessors()) {
   std::atexit([] { shared().runAcceptedWork(); });
   ::pthread_atfork(&beforeFork, &afterFork, &inForkedChild);
+  made_.store(true, std::memory_order_relaxed);
 }
 
 void WorkerPool::submit(Job& job) {
@@ -154,6 +157,8 @@ void WorkerPool::work(Worker& self) {
   --workers_;
   std::erase(all_, &self);
   spare_.push_back(&self);
+  lock.unlock();
+  NodeStore::trim();
 }
 
 void WorkerPool::runFirst(std::unique_lock<std::mutex>& lock) {

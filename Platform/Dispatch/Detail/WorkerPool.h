@@ -39,7 +39,10 @@ class WorkerPool {
   bool hasWaiting() const noexcept { return waiting_.load(std::memory_order_relaxed) > 0; }
 
   // To be called before work is accepted that may reach the pool later: it has to be run when the process ends.
-  static void prepare() { static_cast<void>(shared()); }
+  static void prepare() {
+    if (!made_.load(std::memory_order_relaxed)) [[unlikely]]
+      static_cast<void>(shared());
+  }
 
   // False once the process ends: nothing submitted later is certain to run.
   static bool isOpen() noexcept { return open_.load(std::memory_order_relaxed); }
@@ -86,6 +89,7 @@ class WorkerPool {
   uint64_t started_ = 0;             // jobs so far
   bool watched_ = false;             // a thread looks for jobs that nobody takes
   const size_t processors_;
+  static std::atomic<bool> made_;
   static std::atomic<bool> open_;
 };
 
