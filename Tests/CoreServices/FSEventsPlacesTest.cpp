@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <initializer_list>
 #include <memory>
 #include <string>
 
@@ -38,6 +39,14 @@ class FSEventsPlaces : public testing::Test {
 
   // The number of watches that is enough for the root alone.
   size_t wayToRoot() const { return static_cast<size_t>(std::count(root.begin(), root.end(), '/')) + 1; }
+
+  // Files that are made now are told of.
+  void expectHeard(const EventCollector& events, std::initializer_list<const char*> files) const {
+    for (const char* name : files) {
+      touch(root + name);
+      EXPECT_TRUE(events.waitFor(root + name)) << name;
+    }
+  }
 
   const std::string own;
   const std::string root;
@@ -162,10 +171,7 @@ TEST_F(FSEventsPlaces, BothOfTwoExchangedFoldersStayWatched) {
   EventCollector events({root});
   exchange(root + "/a", root + "/c");
   ASSERT_TRUE(events.settle(root));
-  for (const char* name : {"/a/f", "/c/f", "/a/in-c/f", "/c/in-a/f"}) {
-    touch(root + name);
-    EXPECT_TRUE(events.waitFor(root + name)) << name;
-  }
+  expectHeard(events, {"/a/f", "/c/f", "/a/in-c/f", "/c/in-a/f"});
 }
 
 TEST_F(FSEventsPlaces, ExchangedFoldersWithoutWatchesAreLookedThrough) {
@@ -175,10 +181,7 @@ TEST_F(FSEventsPlaces, ExchangedFoldersWithoutWatchesAreLookedThrough) {
   EXPECT_EQ(WatchService::shared().numbers().watches, wayToRoot());
   exchange(root + "/a", root + "/c");
   ASSERT_TRUE(events.settle(root));
-  for (const char* name : {"/a/f", "/c/f", "/a/in-c/f", "/c/in-a/f"}) {
-    touch(root + name);
-    EXPECT_TRUE(events.waitFor(root + name)) << name;
-  }
+  expectHeard(events, {"/a/f", "/c/f", "/a/in-c/f", "/c/in-a/f"});
 }
 
 TEST_F(FSEventsPlaces, ChainsOfExchangesBlindNobody) {
@@ -216,10 +219,7 @@ TEST_F(FSEventsPlaces, AnExchangeBelowAFolderThatBecomesAFileIsFollowed) {
   exchange(root + "/a", root + "/file");
   WatchService::shared().goOn();
   ASSERT_TRUE(events.settle(root));
-  for (const char* name : {"/two/f", "/file/deep/one/f", "/file/deep/one/in-two/f"}) {
-    touch(root + name);
-    EXPECT_TRUE(events.waitFor(root + name)) << name;
-  }
+  expectHeard(events, {"/two/f", "/file/deep/one/f", "/file/deep/one/in-two/f"});
 }
 
 TEST_F(FSEventsPlaces, AFolderMadeWhereALinkStandsByNowIsFoundInItsOwnPlace) {

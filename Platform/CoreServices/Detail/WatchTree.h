@@ -98,7 +98,6 @@ class WatchTree {
   void handle(const inotify_event& event);
   void handleOwn(FolderId folder, uint32_t mask);
   void handleChild(FolderId folder, std::string_view name, const inotify_event& event);
-  void enterChild(FolderId parent, std::string_view name);
   void handleOnTheWay(FolderId folder, std::string_view name, const inotify_event& event);
   void leave(FolderId folder, std::string_view name, uint32_t cookie);
   void arrive(FolderId folder, std::string_view name, uint32_t cookie);
@@ -111,6 +110,7 @@ class WatchTree {
   // Folders
   int addWatch(const std::string& path, uint32_t mask);
   void setWatch(FolderId folder, int watch);
+  void enterChild(FolderId parent, std::string_view name);
   FolderId enter(FolderId parent, std::string_view name, Look look, bool deep = false, uint32_t mask = 0);
   FolderId enterNew(const Found& found, int watch, Look look);
   FolderId enterMoved(const Found& found, FolderId folder);
