@@ -39,10 +39,9 @@ class CountLog {
   explicit CountLog(const Ref<NSOperationQueue>& queue) {
     token_ = queue->addObserver("operationCount", [this](const NSString&, const NSDictionary& change) {
       EXPECT_FALSE(telling_.exchange(true)) << "two at a time";
-      {
-        const std::lock_guard lock(mutex_);
-        changes_.emplace_back(change["old"].toLongLong(), change["new"].toLongLong());
-      }
+      // All under the lock: whoever waits for the last change may end this object at once.
+      const std::lock_guard lock(mutex_);
+      changes_.emplace_back(change["old"].toLongLong(), change["new"].toLongLong());
       telling_ = false;
       heard_.notify_all();
     });
