@@ -166,6 +166,31 @@ TEST(NSRunLoopReal, RunEndsWithStop) {
   stopper.join();
 }
 
+TEST(NSRunLoopReal, ALoopInsideADelayedCallRunsTheOthers) {
+  const auto loop = NSRunLoop::mainRunLoop();
+  const auto target = make<Target>();
+  std::vector<int> seen;
+  loop->perform(target, "outer", nil, 0, [&] {
+    seen.push_back(1);
+    loop->perform(target, "inner", nil, 0, [&] {
+      seen.push_back(2);
+      loop->stop();
+    });
+    loop->runUntilDate(soon(30));
+    seen.push_back(3);
+    EXPECT_FALSE(loop->runMode(NSDefaultRunLoopMode, nil)) << "nothing is left to do";
+    loop->stop();
+  });
+  loop->run();
+  EXPECT_THAT(seen, ElementsAre(1, 2, 3));
+}
+
+TEST(NSRunLoopReal, AStopBeforeTheRunEndsItAtOnce) {
+  const auto loop = NSRunLoop::mainRunLoop();
+  loop->stop();
+  loop->run();
+}
+
 TEST(NSRunLoopReal, RunUntilDateReturnsWhenTheDateHasCome) {
   const auto loop = NSRunLoop::mainRunLoop();
   const auto begin = std::chrono::steady_clock::now();
@@ -184,10 +209,10 @@ TEST(NSRunLoopReal, RunModeDoesOneThing) {
   EXPECT_FALSE(loop->runMode(NSDefaultRunLoopMode, soon(-1)));
   int ran = 0;
   loop->perform(target, "a", nil, 0.001, [&] { ++ran; });
-  loop->perform(target, "b", nil, 0.05, [&] { ++ran; });
-  EXPECT_TRUE(loop->runMode(NSRunLoopCommonModes, soon(10)));
+  loop->perform(target, "b", nil, 3600, [&] { ++ran; });
+  EXPECT_TRUE(loop->runMode(NSRunLoopCommonModes, soon(600)));
   EXPECT_EQ(ran, 1);
-  EXPECT_FALSE(loop->runMode("no such mode", soon(10)));
+  EXPECT_FALSE(loop->runMode("no such mode", soon(600)));
   loop->cancelPerforms(target);
 }
 

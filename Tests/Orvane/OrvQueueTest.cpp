@@ -371,11 +371,15 @@ TEST(OrvRecQueue, FinishWaitsForTheRunningBlockOnly) {
 TEST(OrvRecQueue, FinishFromItsOwnBlockReturns) {
   const auto queue = make<OrvRecQueue>();
   bool returned = false;
+  std::atomic<bool> behind{false};
   queue->sync([&] {
+    queue->async([&] { behind = true; });
     queue->finish();
-    returned = true;
+    returned = !behind;
   });
   EXPECT_TRUE(returned);
+  queue->sync([] {});
+  EXPECT_TRUE(behind);
 }
 
 TEST(OrvAsync, RunsOnTheSharedQueue) {

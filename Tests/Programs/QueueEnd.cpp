@@ -109,12 +109,14 @@ void endless() {
 
 // The process ends inside a block, with others behind it.
 void inside() {
+  static std::atomic<bool> submitted{false};
   const auto queue = make<OrvQueue>();
   queue->async([] {
-    std::this_thread::sleep_for(5ms);
+    while (!submitted) std::this_thread::yield();
     std::exit(0);
   });
   for (int i = 0; i < 3; ++i) queue->async([] { say("behind "); });
+  submitted = true;
   std::this_thread::sleep_for(60s);
 }
 
