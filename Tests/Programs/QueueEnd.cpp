@@ -1,10 +1,14 @@
 // A program that ends while its queues are busy, in the way that its argument tells. QueueEndTest looks at what
 // it prints.
 
+#include <dlfcn.h>
 #include <poll.h>
+#include <pthread.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
@@ -88,6 +92,11 @@ struct Late {
   }
 };
 void late() { static const Late atEnd; }
+// The same when the pool has begun, and ended, before.
+void lateBehindThePool() {
+  static const Late atEnd;
+  make<OrvQueue>()->async([] {});
+}
 
 // A block that waits for itself cannot hold up the end.
 void stuck() {
@@ -120,6 +129,18 @@ void inside() {
   std::this_thread::sleep_for(60s);
 }
 
+// Set when the process begins to end. To be called behind the first submission: what is registered last is
+// called first.
+std::atomic<bool> ending{false};
+void noteEnding() {
+  std::atexit([] { ending = true; });
+}
+// Returns when the end of the process has waited for a moment.
+void waitUntilEnding() {
+  while (!ending) std::this_thread::yield();
+  std::this_thread::sleep_for(20ms);
+}
+
 // Blocks behind a synchronous block of a thread that the pool does not know.
 void behindCaller(const Ref<DispatchQueue>& target) {
   static const auto queue = DispatchQueue::serial("kept", target);
@@ -127,12 +148,13 @@ void behindCaller(const Ref<DispatchQueue>& target) {
   std::thread([] {
     queue->sync([] {
       entered = true;
-      std::this_thread::sleep_for(100ms);
+      waitUntilEnding();
     });
     std::this_thread::sleep_for(60s);
   }).detach();
   while (!entered) std::this_thread::yield();
   queue->async([] { say("behind the caller\n"); });
+  noteEnding();
 }
 void behindCaller() { behindCaller(nil); }
 void behindCallerWithTarget() { behindCaller(DispatchQueue::serial("target")); }
@@ -162,12 +184,13 @@ void behindBarrier() {
   std::thread([] {
     queue->barrierSync([] {
       entered = true;
-      std::this_thread::sleep_for(100ms);
+      waitUntilEnding();
     });
     std::this_thread::sleep_for(60s);
   }).detach();
   while (!entered) std::this_thread::yield();
   queue->async([] { say("behind the barrier\n"); });
+  noteEnding();
 }
 
 // A queue with a target goes on when no new work is accepted any more.
@@ -190,6 +213,39 @@ void closed() {
   }).detach();
   while (!entered) std::this_thread::yield();
   queue->async([] { say("behind the first\n"); });
+}
+
+// A child that ends by `exit` runs nothing of its parent's, whatever the thread that forked was in.
+void forkAndExit() {
+  const pid_t child = ::fork();
+  if (child == 0) std::exit(0);
+  ::waitpid(child, nullptr, 0);
+}
+void forked() {
+  static std::atomic<bool> submitted{false};
+  DispatchQueue::mainQueue()->async([] { say("main\n"); });
+  const auto queue = make<OrvQueue>();
+  queue->async([] {
+    while (!submitted) std::this_thread::yield();
+    forkAndExit();
+  });
+  queue->async([] { say("behind\n"); });
+  submitted = true;
+  queue->finish();
+  forkAndExit();
+}
+
+// The system refuses threads for a moment, or for ever.
+std::atomic<int> refusals{0};
+void fewThreads() {
+  refusals = 5;
+  const auto queue = make<OrvQueue>();
+  queue->async([] { say("ran later\n"); });
+  queue->finish();
+}
+void noThreads() {
+  refusals = 1 << 30;
+  make<OrvQueue>()->async([] { say("ran at the end\n"); });
 }
 
 // Blocks that use the first queue of the process, which is an object with static storage.
@@ -265,10 +321,24 @@ void circle() {
 
 }  // namespace
 
+// Stands before the system's, for the library too.
+extern "C" __attribute__((visibility("default"))) int pthread_create(pthread_t* thread,
+                                                                     const pthread_attr_t* attributes,
+                                                                     void* (*start)(void*),
+                                                                     void* argument) noexcept {
+  if (refusals > 0 && refusals-- > 0) return EAGAIN;
+  static const auto real = reinterpret_cast<decltype(&pthread_create)>(::dlsym(RTLD_NEXT, "pthread_create"));
+  return real(thread, attributes, start, argument);
+}
+
 int main(int, char** arguments) {
   const std::map<std::string, void (*)()> ways{{"accepted", accepted},
                                                {"mainQueue", mainQueue},
                                                {"late", late},
+                                               {"lateBehindThePool", lateBehindThePool},
+                                               {"forked", forked},
+                                               {"fewThreads", fewThreads},
+                                               {"noThreads", noThreads},
                                                {"stuck", stuck},
                                                {"endless", endless},
                                                {"inside", inside},

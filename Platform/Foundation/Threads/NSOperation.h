@@ -69,6 +69,7 @@ class ORV_EXPORT NSOperation : public NSObject {
   State state() const noexcept { return state_.load(std::memory_order_acquire); }
   bool enqueued() noexcept;
   void finish();
+  void leaveQueue();
   void tellDependents();
 
   std::atomic<State> state_{State::Fresh};

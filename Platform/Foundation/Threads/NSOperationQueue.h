@@ -64,6 +64,7 @@ class ORV_EXPORT NSOperationQueue : public NSKeyValueObserving {
 
   // Those that are not finished, in the order of addition.
   NSArray operations() const;
+  // How many have not left the queue: one that has finished this moment may still count.
   NSUInteger operationCount() const noexcept { return count_.load(std::memory_order_acquire); }
   // The first of them with that name, by a table, not by looking at each; nil for none and for a nil name.
   orv::Ref<NSOperation> operationNamed(const NSString& name) const;

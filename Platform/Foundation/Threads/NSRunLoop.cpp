@@ -120,6 +120,7 @@ NSRunLoop::NSRunLoop(bool isMain)
   source_ = reinterpret_cast<Source*>(g_source_new(&functions, sizeof(Source)));
   source_->loop = this;
   g_source_set_name(&source_->base, "orvane delayed calls");
+  g_source_set_can_recurse(&source_->base, TRUE);  // a call may run the loop, too
   g_source_attach(&source_->base, contextOf(context_));
 }
 
@@ -249,6 +250,7 @@ bool NSRunLoop::takeDue(uint64_t newest, Call& call) {
   std::pop_heap(calls_.begin(), calls_.end());
   call = std::move(calls_.back());
   calls_.pop_back();
+  arm();
   return true;
 }
 
