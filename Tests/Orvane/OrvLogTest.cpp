@@ -97,7 +97,7 @@ std::string withoutStamp(const std::string& line) {
 int inChild(const std::function<void()>& block) {
   const pid_t child = ::fork();
   if (child == 0) {
-    ::alarm(20);
+    ::alarm(60);
     block();
     ::_exit(0);
   }
@@ -430,7 +430,7 @@ TEST_F(OrvLogTest, ADeletedFileIsNoticedWithoutAFlush) {
   OrvLogInfo("before");
   const fs::path file = log->pathOfCurrentLogFile().utf8();
   fs::remove(file);
-  const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(60);
   while (!fs::exists(file) && std::chrono::steady_clock::now() < limit) OrvLogInfo("after");
   EXPECT_THAT(textOfFile(file), HasSubstr("] after\n"));
 }
