@@ -34,6 +34,12 @@ void say(const char* text) {
   [[maybe_unused]] const auto ignored = ::write(STDOUT_FILENO, text, std::strlen(text));
 }
 
+// Sleeps in between: on a machine with one processor the pool then lets another block run.
+template <class F>
+void waitUntil(const F& condition) {
+  while (!condition()) std::this_thread::sleep_for(1ms);
+}
+
 void sayCount(const char* text, int count) {
   say((std::string(text) + " " + std::to_string(count) + "\n").c_str());
 }
@@ -55,7 +61,7 @@ void accepted() {
   }
   const auto last = make<OrvQueue>();
   last->async([] {
-    while (count < 8 * 500 * 3) std::this_thread::yield();
+    waitUntil([] { return count == 8 * 500 * 3; });
     sayCount("ran", count);
   });
 }
@@ -70,7 +76,7 @@ void mainQueue() {
     OrvQueue::main([] { sayCount("on main", count); });  // waits
     say("waited\n");
   });
-  while (!posted) std::this_thread::yield();
+  waitUntil([] { return posted.load(); });
 }
 
 // Work submitted when everything has ended.
@@ -106,7 +112,7 @@ void stuck() {
     waits = true;
     queue->sync([] { say("never\n"); });
   });
-  while (!waits) std::this_thread::yield();
+  waitUntil([] { return waits.load(); });
 }
 
 // A block that submits itself for ever cannot, either.
@@ -121,7 +127,7 @@ void inside() {
   static std::atomic<bool> submitted{false};
   const auto queue = make<OrvQueue>();
   queue->async([] {
-    while (!submitted) std::this_thread::yield();
+    waitUntil([] { return submitted.load(); });
     std::exit(0);
   });
   for (int i = 0; i < 3; ++i) queue->async([] { say("behind "); });
@@ -137,7 +143,7 @@ void noteEnding() {
 }
 // Returns when the end of the process has waited for a moment.
 void waitUntilEnding() {
-  while (!ending) std::this_thread::yield();
+  waitUntil([] { return ending.load(); });
   std::this_thread::sleep_for(20ms);
 }
 
@@ -152,7 +158,7 @@ void behindCaller(const Ref<DispatchQueue>& target) {
     });
     std::this_thread::sleep_for(60s);
   }).detach();
-  while (!entered) std::this_thread::yield();
+  waitUntil([] { return entered.load(); });
   queue->async([] { say("behind the caller\n"); });
   noteEnding();
 }
@@ -164,7 +170,7 @@ void behindWaiter() {
   static const auto queue = DispatchQueue::serial("waited for");
   static std::atomic<bool> waits{false};
   queue->async([] {
-    while (!waits) std::this_thread::yield();
+    waitUntil([] { return waits.load(); });
     std::this_thread::sleep_for(30ms);
   });
   std::thread([] {
@@ -172,7 +178,7 @@ void behindWaiter() {
     queue->sync([] {});
     std::this_thread::sleep_for(60s);
   }).detach();
-  while (!waits) std::this_thread::yield();
+  waitUntil([] { return waits.load(); });
   std::this_thread::sleep_for(10ms);  // the caller stands in line by then, nearly always
   queue->async([] { say("behind the waiter\n"); });
 }
@@ -188,7 +194,7 @@ void behindBarrier() {
     });
     std::this_thread::sleep_for(60s);
   }).detach();
-  while (!entered) std::this_thread::yield();
+  waitUntil([] { return entered.load(); });
   queue->async([] { say("behind the barrier\n"); });
   noteEnding();
 }
@@ -199,8 +205,8 @@ void closed() {
   static std::atomic<bool> entered{false};
   static std::atomic<bool> done{false};
   DispatchQueue::globalQueue()->async([] {
-    const auto limit = std::chrono::steady_clock::now() + 20s;
-    while (!done && std::chrono::steady_clock::now() < limit) std::this_thread::yield();
+    const auto limit = std::chrono::steady_clock::now() + 60s;
+    waitUntil([&] { return done || std::chrono::steady_clock::now() > limit; });
   });
   std::thread([] {
     queue->sync([] {
@@ -211,7 +217,7 @@ void closed() {
     done = true;
     std::this_thread::sleep_for(60s);
   }).detach();
-  while (!entered) std::this_thread::yield();
+  waitUntil([] { return entered.load(); });
   queue->async([] { say("behind the first\n"); });
 }
 
@@ -226,7 +232,7 @@ void forked() {
   DispatchQueue::mainQueue()->async([] { say("main\n"); });
   const auto queue = make<OrvQueue>();
   queue->async([] {
-    while (!submitted) std::this_thread::yield();
+    waitUntil([] { return submitted.load(); });
     forkAndExit();
   });
   queue->async([] { say("behind\n"); });
@@ -305,7 +311,8 @@ void circle() {
   static const auto two = DispatchQueue::serial("queue two");
   static std::atomic<int> inside{0};
   const auto meet = [](const Ref<DispatchQueue>& other) {
-    for (++inside; inside < 2;) std::this_thread::yield();
+    ++inside;
+    waitUntil([] { return inside == 2; });
     other->sync([] { say("never\n"); });
   };
   one->async([meet] { meet(two); });
@@ -313,7 +320,7 @@ void circle() {
   static const auto self = DispatchQueue::serial("queue self");
   self->async([] { self->sync([] { say("never\n"); }); });
 #ifdef ORVANE_QUEUE_CHECKS
-  errors.passOn("Deadlock:", 2, 20s);
+  errors.passOn("Deadlock:", 2, 60s);
 #endif
   errors.passOn("Deadlock:", SIZE_MAX, 300ms);  // no more are wanted
   ::_exit(0);
