@@ -15,6 +15,7 @@
 #include "Platform/Dispatch/Detail/WorkerPool.h"
 #include "Platform/Dispatch/DispatchGroup.h"
 #include "Platform/Dispatch/DispatchOnce.h"
+#include "Platform/Foundation/Threads/NSRunLoop.h"
 #include "Platform/Foundation/Threads/NSThread.h"
 #include "Tests/Support/Capture.h"
 #include "Tests/Support/Process.h"
@@ -334,6 +335,30 @@ TEST(DispatchTarget, QueuesWithOneTargetNeverRunTogether) {
   });
   for (const auto& queue : queues) queue->sync([] {});
   EXPECT_EQ(count, 2000);
+}
+
+TEST(DispatchTarget, AQueueAimedAtTheMainQueueRunsThereAndLeavesTheThreadItsName) {
+  const auto queue = DispatchQueue::serial("org.orvane.test.aimed", DispatchQueue::mainQueue());
+  std::array<char, 16> before{}, after{};
+  ::pthread_getname_np(::pthread_self(), before.data(), before.size());
+  std::vector<int> seen;
+  std::thread other([&] {
+    queue->async([&] {
+      EXPECT_TRUE(NSThread::isMainThread());
+      EXPECT_EQ(NSThread::currentThreadName(), "main");
+      seen.push_back(1);
+    });
+    queue->sync([&] {
+      EXPECT_TRUE(NSThread::isMainThread());
+      seen.push_back(2);
+    });
+    DispatchQueue::mainQueue()->async([] { NSRunLoop::mainRunLoop()->stop(); });
+  });
+  NSRunLoop::mainRunLoop()->run();
+  other.join();
+  EXPECT_THAT(seen, testing::ElementsAre(1, 2));
+  ::pthread_getname_np(::pthread_self(), after.data(), after.size());
+  EXPECT_STREQ(before.data(), after.data());
 }
 
 // ---- concurrent queues

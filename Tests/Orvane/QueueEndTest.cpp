@@ -37,7 +37,9 @@ TEST(QueueEnd, WorkSubmittedAfterTheEndNeitherCrashesNorHangs) {
     const ProcessResult result = end(way);
     EXPECT_EQ(result.exitStatus, 0) << way << result.error;
     EXPECT_FALSE(result.timedOut) << way;
-    EXPECT_THAT(result.output, HasSubstr("late sync ran\nlate main ran\n")) << way;
+    EXPECT_THAT(result.output,
+                HasSubstr("late sync ran\nlate operation ran\nlate recursive ran\nlate main ran\n"))
+        << way;
   }
 }
 

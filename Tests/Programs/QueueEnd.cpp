@@ -88,7 +88,9 @@ struct Late {
     queue->finish();
     const auto ops = make<OrvOpsQueue>();
     ops->async([] {});
+    ops->sync([] { say("late operation ran\n"); });
     ops->finish();
+    make<OrvRecQueue>()->sync([] { say("late recursive ran\n"); });
     const auto tasks = make<OrvTaskQueue>();
     tasks->addTaskBlock([](const auto&) {});
     tasks->queue()->waitUntilAllOperationsAreFinished();
