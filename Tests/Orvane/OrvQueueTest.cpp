@@ -452,6 +452,22 @@ TEST(OrvQueueMain, BlocksOnTheMainQueueAreMainWhereverItRuns) {
   EXPECT_TRUE(log.takeMessages(OrvLogLevelWarning).empty());
 }
 
+TEST(OrvQueueMain, AnyThreadMayRunTheMainQueueAndIsMainThere) {
+  int ran = 0;
+  const auto check = [&] {
+    EXPECT_FALSE(NSThread::isMainThread());
+    EXPECT_TRUE(OrvQueue::isMain());
+    // From another queue's block inside, it would wait for itself on another thread.
+    make<OrvQueue>()->sync([&] { DispatchQueue::mainQueue()->sync([&] { ++ran; }); });
+  };
+  DispatchQueue::mainQueue()->async(check);
+  NSOperationQueue::mainQueue()->addOperationWithBlock(check);
+  std::thread([&] {
+    while (ran < 2) NSRunLoop::mainRunLoop()->runOnce(true);
+    EXPECT_FALSE(OrvQueue::isMain());
+  }).join();
+}
+
 TEST(OrvQueueMain, ABlockOfAnOtherQueueRunByTheMainThreadIsMain) {
   make<OrvQueue>()->sync([] { EXPECT_TRUE(OrvQueue::isMain()); });
 }
