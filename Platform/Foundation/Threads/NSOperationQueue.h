@@ -75,8 +75,8 @@ class ORV_EXPORT NSOperationQueue : public NSKeyValueObserving {
   // 0 and numbers below -1 are taken for 1. The main queue's is always 1.
   NSInteger maxConcurrentOperationCount() const;
   void setMaxConcurrentOperationCount(NSInteger count);
-  // A suspended queue starts nothing; what executes goes on. Let go of before it is resumed, it and what it holds
-  // stay for ever.
+  // A suspended queue starts nothing; what executes goes on. Let go of before it is resumed, it and what it
+  // holds stay for ever.
   bool isSuspended() const;
   void setSuspended(bool suspended);
 
