@@ -7,6 +7,7 @@
 #include <thread>
 #include <vector>
 
+#include "Platform/Dispatch/Detail/WorkerPool.h"
 #include "Platform/Dispatch/DispatchQueue.h"
 #include "Platform/Foundation/Threads/Detail/LoopClock.h"
 #include "Tests/Support/Capture.h"
@@ -161,9 +162,22 @@ TEST(NSRunLoopReal, RunEndsWithStop) {
   });
   loop->run();
   EXPECT_EQ(turns, 2);
-  std::thread stopper([&] { loop->stop(); });
-  loop->run();
-  stopper.join();
+}
+
+TEST(NSRunLoopReal, NoStopOfAnotherThreadIsMissed) {
+  constexpr int kRounds = kSanitized ? 300 : 2000;
+  const auto loop = NSRunLoop::mainRunLoop();
+  for (int round = 0; round < kRounds; ++round) {
+    std::atomic<bool> runs{false};
+    std::thread stopper([&] {
+      while (!runs) std::this_thread::yield();
+      for (int i = 0; i < round % 500; ++i) detail::pauseProcessor();  // at every moment of a turn
+      loop->stop();
+    });
+    runs = true;
+    loop->run();
+    stopper.join();
+  }
 }
 
 TEST(NSRunLoopReal, ALoopInsideADelayedCallRunsTheOthers) {

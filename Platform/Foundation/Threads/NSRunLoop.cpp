@@ -171,10 +171,11 @@ bool NSRunLoop::runUntil(int64_t moment, bool once) {
   return ran;
 }
 
-// Answers what is there at once; otherwise looks out for blocks of the main queue before it sleeps.
+// Answers what is there at once; otherwise looks out for blocks of the main queue before it sleeps. What is
+// there may be a stop alone: its wake-up is used up then, and a sleep would never end.
 bool NSRunLoop::turn(bool wait) {
   if (runOnce(false)) return true;
-  if (!wait) return false;
+  if (!wait || stops_.load() > 0) return false;
   if (thread_ == 1) detail::MainQueue::awaitWork();
   return runOnce(true);
 }
