@@ -23,12 +23,15 @@ class Squares {
   void add(int number, long square) {
     OrvQueue::assertMainThread();
     squares_.emplace_back(number, square);
+    if (squares_.size() == kTasks) {
+      std::printf("%zu of %d squares\n", squares_.size(), kTasks);
+      saver_->cancel();  // the last save comes after the last square
+    }
     saver_->debounce();
-    if (squares_.size() < kTasks) return;
-    std::printf("%zu of %d squares\n", squares_.size(), kTasks);
   }
 
   void save() {
+    if (squares_.size() < kTasks) return;  // on a slow day: there are more to come
     std::printf("saved once\n");
     NSRunLoop::mainRunLoop()->stop();
   }

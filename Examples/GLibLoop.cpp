@@ -11,17 +11,30 @@ using namespace orv;
 
 namespace {
 
-gboolean tick(gpointer count) {
-  std::printf("tick %d\n", ++*static_cast<int*>(count));
-  return *static_cast<int*>(count) < 3 ? G_SOURCE_CONTINUE : G_SOURCE_REMOVE;
+// The program ends when both have come to their end: its own ticks, and what the library runs beside them.
+struct Program {
+  GMainLoop* const loop = g_main_loop_new(nullptr, FALSE);
+  int ticks = 0;
+  int parts = 2;
+
+  void partIsOver() {
+    if (--parts == 0) g_main_loop_quit(loop);
+  }
+};
+
+gboolean tick(gpointer data) {
+  Program& program = *static_cast<Program*>(data);
+  std::printf("tick %d\n", ++program.ticks);
+  if (program.ticks < 3) return G_SOURCE_CONTINUE;
+  program.partIsOver();
+  return G_SOURCE_REMOVE;
 }
 
 }  // namespace
 
 int main() {
-  GMainLoop* const loop = g_main_loop_new(nullptr, FALSE);
-  int ticks = 0;
-  g_timeout_add(5, &tick, &ticks);
+  Program program;
+  g_timeout_add(5, &tick, &program);
 
   const auto queue = make<OrvQueue>();
   int sum = 0;
@@ -33,11 +46,11 @@ int main() {
       OrvQueue::main(
           [&] {
             std::printf("the sum is %d\n", sum);
-            g_main_loop_quit(loop);
+            program.partIsOver();
           },
           true);
     });
   });
-  g_main_loop_run(loop);
-  g_main_loop_unref(loop);
+  g_main_loop_run(program.loop);
+  g_main_loop_unref(program.loop);
 }

@@ -137,6 +137,10 @@ void OrvOpsQueue::sync(Block block, bool async) {
     logReentrance();
     return guarded(block);
   }
+  if (!async && !detail::WorkerPool::isOpen()) {  // the process ends: no other thread will run it
+    queue->waitUntilAllOperationsAreFinished();
+    return guarded(block);
+  }
   const Ref<NSBlockOperation> operation =
       NSBlockOperation::blockOperationWithBlock([block = std::move(block)]() mutable { guarded(block); });
   queue->addOperation(operation);

@@ -28,7 +28,8 @@ class SerialQueue;
 //    of inside its own block.
 // 5. Exceptions: one derived from std::exception is logged at Warning as "Exception %@", and the next block
 //    runs. Any other leaves `sync` to the caller and ends the process from `async`.
-// 6. Exit: blocks accepted before the process began to end still run.
+// 6. Exit: blocks accepted before the process began to end still run. Once all have run, `sync` still runs its
+//    block, on the calling thread; `async` drops it.
 //
 // An empty block is ignored with one Warning. Every method is safe on every thread.
 class ORV_EXPORT OrvQueue : public NSObject {

@@ -33,10 +33,15 @@ void OrvTaskQueue::registerTaskHandler(const NSString& task, OrvTaskHandler bloc
     OrvLogWarning("A task handler without %s was ignored", block ? "a name" : "a block");
     return;
   }
-  const std::lock_guard lock(mutex_);
-  auto changed = std::make_shared<Handlers>(*handlers_);
-  (*changed)[task] = std::move(block);
-  handlers_ = std::move(changed);
+  // What handlers hold is copied and ends outside of the lock: it may use the queue.
+  for (bool replaced = false; !replaced;) {
+    const std::shared_ptr<const Handlers> before = handlers();
+    const auto changed = std::make_shared<Handlers>(*before);
+    (*changed)[task] = block;
+    const std::lock_guard lock(mutex_);
+    replaced = handlers_ == before;
+    if (replaced) handlers_ = changed;
+  }
 }
 
 void OrvTaskQueue::addTask(const NSString& task, const NSString& key, const Value& info) {

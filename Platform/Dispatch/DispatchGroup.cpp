@@ -1,6 +1,5 @@
 #include "Platform/Dispatch/DispatchGroup.h"
 
-#include <algorithm>
 #include <chrono>
 
 #include "Platform/Dispatch/Detail/WorkerPool.h"
@@ -61,6 +60,6 @@ bool DispatchGroup::wait(double seconds) {
   std::unique_lock lock(mutex_);
   if (count_ == 0) return true;
   const detail::BlockingWait waiting;
-  const std::chrono::duration<double> limit(std::clamp(seconds, 0.0, kLongest));
+  const std::chrono::duration<double> limit(!(seconds > 0) ? 0 : seconds < kLongest ? seconds : kLongest);
   return empty_.wait_for(lock, limit, [&] { return count_ == 0; });
 }

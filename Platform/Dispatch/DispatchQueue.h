@@ -34,7 +34,9 @@ class QueueList;
 // 7. A synchronous call waits for ever when it waits for itself: from a block of the same serial queue, or in a
 //    circle of queues. Builds with ORVANE_QUEUE_CHECKS report that once on the console, with both labels.
 //
-// A forked child has no threads of the pool; it may use queues that it makes itself.
+// A forked child has no threads of the pool, and runs nothing of what waits in its parent's queues; it may use
+// queues that it makes itself. When the system refuses a thread and none is there to do the work, the
+// submission tries again for a second before it leaves the block waiting.
 //
 //   Ref<DispatchQueue> queue = DispatchQueue::serial("org.example.shelf");
 //   queue->async([=] { shelf->sort(); });

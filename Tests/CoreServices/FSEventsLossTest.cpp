@@ -10,6 +10,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <map>
 #include <random>
@@ -31,7 +32,6 @@ namespace fs = std::filesystem;
 using detail::WatchService;
 using Paths = std::set<std::string>;
 
-constexpr int kQueue = 16384;  // what the kernel keeps for us
 constexpr uint32_t kDropped = kFSEventStreamEventFlagKernelDropped;
 constexpr uint32_t kRemoved = kFSEventStreamEventFlagItemRemoved;
 constexpr uint32_t kRenamed = kFSEventStreamEventFlagItemRenamed;
@@ -48,8 +48,10 @@ class FSEventsLoss : public testing::Test {
 
   // Fills the kernel's queue while nobody reads it: from then on it drops events.
   void overflow() const {
+    int kept = 16384;  // what the kernel keeps for us
+    std::ifstream("/proc/sys/fs/inotify/max_queued_events") >> kept;
     WatchService::shared().hold();
-    for (int i = 0; i <= kQueue; ++i) ::chmod((root + (i % 2 ? "/x" : "/y")).c_str(), i % 4 < 2 ? 0600 : 0644);
+    for (int i = 0; i <= kept; ++i) ::chmod((root + (i % 2 ? "/x" : "/y")).c_str(), i % 4 < 2 ? 0600 : 0644);
   }
   // Files dated well before what follows: dates are a few milliseconds coarse.
   static void letTimePass() { ::usleep(100'000); }

@@ -56,7 +56,7 @@ class FSEventsShortage : public testing::Test {
   static bool inChild(const Part& part) {
     const pid_t child = ::fork();
     if (child == 0) {
-      ::alarm(20);
+      ::alarm(120);
       ::_exit(part() ? 0 : 1);
     }
     int status = -1;

@@ -45,6 +45,14 @@ class FSEvents : public testing::Test {
     fs::create_directory(other);
   }
 
+  // The reader finds all that happens here at once, however long it takes.
+  template <class Part>
+  static void atOnce(const Part& part) {
+    detail::WatchService::shared().hold();
+    part();
+    detail::WatchService::shared().goOn();
+  }
+
   const std::string own;
   const std::string root;
   const std::string other;
@@ -96,7 +104,7 @@ TEST_F(FSEvents, RemovedItemsComeWithTheirOldPaths) {
 TEST_F(FSEvents, ARenameIsTwoEventsTheOldPathFirst) {
   touch(root + "/before");
   EventCollector events({root}, 0.2);
-  fs::rename(root + "/before", root + "/after");
+  atOnce([&] { fs::rename(root + "/before", root + "/after"); });
   ASSERT_TRUE(events.waitFor(root + "/after", kRenamed));
   ASSERT_EQ(events.batches.size(), 1u);
   ASSERT_EQ(events.batches[0].size(), 2u);
@@ -148,9 +156,11 @@ TEST_F(FSEvents, NamesThatAreNotUTF8AreKept) {
 
 TEST_F(FSEvents, SeveralChangesOfAPathWithinTheLatencyAreOneEvent) {
   EventCollector events({root}, 0.3);
-  for (int i = 0; i < 20; ++i) touch(root + "/file", "more");
-  ::chmod((root + "/file").c_str(), 0600);
-  touch(root + "/second");
+  atOnce([&] {
+    for (int i = 0; i < 20; ++i) touch(root + "/file", "more");
+    ::chmod((root + "/file").c_str(), 0600);
+    touch(root + "/second");
+  });
   ASSERT_TRUE(events.waitFor(root + "/second"));
   ASSERT_EQ(events.batches.size(), 1u);
   ASSERT_EQ(events.batches[0].size(), 2u);
@@ -201,11 +211,10 @@ TEST_F(FSEvents, WithoutObjectTypesPathsAreTexts) {
 }
 
 TEST_F(FSEvents, WithoutDeferringTheFirstEventComesAtOnce) {
-  EventCollector events({root}, 20, EventCollector::kUsual | kFSEventStreamCreateFlagNoDefer);
-  const NSDate started = NSDate::date();
+  EventCollector events({root}, 10 * EventCollector::kLimit,
+                        EventCollector::kUsual | kFSEventStreamCreateFlagNoDefer);
   touch(root + "/file");
-  ASSERT_TRUE(events.waitFor(root + "/file"));
-  EXPECT_LT(-started.timeIntervalSinceNow(), 15);
+  EXPECT_TRUE(events.waitFor(root + "/file"));
 }
 
 // ---- Folders that come, go and move
@@ -256,8 +265,10 @@ TEST_F(FSEvents, WatchesBelowAMovedFolderHaveItsNewPath) {
 TEST_F(FSEvents, AChangeThatWaitsWhileItsFolderIsRenamedComesWithItsNewPath) {
   fs::create_directories(root + "/one/two");
   EventCollector events({root}, 0.3);
-  touch(root + "/one/two/file");
-  fs::rename(root + "/one", root + "/renamed");
+  atOnce([&] {
+    touch(root + "/one/two/file");
+    fs::rename(root + "/one", root + "/renamed");
+  });
   ASSERT_TRUE(events.waitFor(root + "/renamed/two/file", kCreated));
   EXPECT_FALSE(events.flags.contains(root + "/one/two/file"));
 }

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <chrono>
 #include <future>
+#include <limits>
 #include <memory>
 #include <stdexcept>
 #include <thread>
@@ -14,6 +15,7 @@
 #include "Platform/Dispatch/Detail/WorkerPool.h"
 #include "Platform/Dispatch/DispatchGroup.h"
 #include "Platform/Dispatch/DispatchOnce.h"
+#include "Platform/Foundation/Threads/NSRunLoop.h"
 #include "Platform/Foundation/Threads/NSThread.h"
 #include "Tests/Support/Capture.h"
 #include "Tests/Support/Process.h"
@@ -221,7 +223,10 @@ TEST(SerialQueue, IdleQueuesHoldNoThread) {
     queues.back()->async([] {});
   }
   for (const auto& queue : queues) queue->sync([] {});
-  EXPECT_LE(detail::WorkerPool::shared().workerCount(), 16u);
+  const auto limit = std::chrono::steady_clock::now() + 60s;
+  while (detail::WorkerPool::shared().workerCount() > 0 && std::chrono::steady_clock::now() < limit)
+    std::this_thread::sleep_for(1ms);
+  EXPECT_EQ(detail::WorkerPool::shared().workerCount(), 0u);
 }
 
 TEST(SerialQueue, WaitingChainsDoNotStarveThePool) {
@@ -332,6 +337,30 @@ TEST(DispatchTarget, QueuesWithOneTargetNeverRunTogether) {
   EXPECT_EQ(count, 2000);
 }
 
+TEST(DispatchTarget, AQueueAimedAtTheMainQueueRunsThereAndLeavesTheThreadItsName) {
+  const auto queue = DispatchQueue::serial("org.orvane.test.aimed", DispatchQueue::mainQueue());
+  std::array<char, 16> before{}, after{};
+  ::pthread_getname_np(::pthread_self(), before.data(), before.size());
+  std::vector<int> seen;
+  std::thread other([&] {
+    queue->async([&] {
+      EXPECT_TRUE(NSThread::isMainThread());
+      EXPECT_EQ(NSThread::currentThreadName(), "main");
+      seen.push_back(1);
+    });
+    queue->sync([&] {
+      EXPECT_TRUE(NSThread::isMainThread());
+      seen.push_back(2);
+    });
+    DispatchQueue::mainQueue()->async([] { NSRunLoop::mainRunLoop()->stop(); });
+  });
+  NSRunLoop::mainRunLoop()->run();
+  other.join();
+  EXPECT_THAT(seen, testing::ElementsAre(1, 2));
+  ::pthread_getname_np(::pthread_self(), after.data(), after.size());
+  EXPECT_STREQ(before.data(), after.data());
+}
+
 // ---- concurrent queues
 
 TEST(ConcurrentQueue, BlocksRunSideBySide) {
@@ -401,7 +430,8 @@ TEST(DispatchGroup, WaitsUntilAllHaveLeft) {
   group->wait();
   EXPECT_TRUE(group->wait(0));
   group->enter();
-  EXPECT_FALSE(group->wait(0.001));
+  for (double seconds : {0.001, 0.0, -1e300, std::numeric_limits<double>::quiet_NaN()})
+    EXPECT_FALSE(group->wait(seconds)) << seconds;
   std::thread leaver([&] { group->leave(); });
   group->wait();
   leaver.join();

@@ -157,7 +157,7 @@ TEST(NodeStore, AForkedChildOfABusyProcessCanUseIt) {
   for (int i = 0; i < 20; ++i) {
     const pid_t child = ::fork();
     if (child == 0) {
-      ::alarm(20);  // a child that hangs on a lock dies by the signal
+      ::alarm(30);  // a child that hangs on a lock dies by the signal
       giveBack(takeMany(5000));
       ::_exit(0);
     }

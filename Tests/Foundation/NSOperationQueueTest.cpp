@@ -260,6 +260,19 @@ TEST(NSOperation, RemovingTheLastDependencyMakesItReady) {
   EXPECT_EQ(it->dependencies().count(), 0u);
 }
 
+TEST(NSOperation, OneThatIsStartedByHandLeavesItsQueueAlthoughItsDependencyNeverEnds) {
+  const auto queue = make<NSOperationQueue>();
+  const auto never = operation([] {});
+  int ran = 0;
+  const auto it = operation([&] { ++ran; });
+  it->addDependency(never);
+  queue->addOperation(it);
+  it->start();
+  queue->waitUntilAllOperationsAreFinished();
+  EXPECT_EQ(ran, 1);
+  never->start();
+}
+
 TEST(NSOperation, AFinishedDependencyIsNone) {
   const auto done = operation([] {});
   done->start();
@@ -327,6 +340,22 @@ TEST(NSOperationQueue, CountsAndListsWhatIsNotFinished) {
   EXPECT_EQ(queue->operations().count(), 0u);
 }
 
+TEST(NSOperationQueue, WhatIsFinishedIsNotListedAndNotFound) {
+  const auto queue = serialQueue();
+  queue->setSuspended(true);
+  const auto done = operation([] {});
+  const auto next = operation([] {});
+  for (const auto& each : {done, next}) {
+    each->setName("n");
+    queue->addOperation(each);
+  }
+  done->start();
+  EXPECT_TRUE(queue->operations().isEqual(NSArray{next}));
+  EXPECT_EQ(queue->operationNamed("n").get(), next.get());
+  queue->setSuspended(false);
+  queue->waitUntilAllOperationsAreFinished();
+}
+
 TEST(NSOperationQueue, AnOperationCannotBeAddedTwice) {
   const auto queue = serialQueue();
   queue->setSuspended(true);
@@ -350,11 +379,12 @@ TEST(NSOperationQueue, AnOperationCannotBeAddedTwice) {
 TEST(NSOperationQueue, WaitsForTheListedOnly) {
   const auto queue = make<NSOperationQueue>();
   std::promise<void> go;
-  queue->addOperationWithBlock([future = go.get_future().share()] { future.wait(); });
+  const auto held = operation([future = go.get_future().share()] { future.wait(); });
+  queue->addOperation(held);
   int ran = 0;
   queue->addOperations(NSArray{operation([&] { ran = 1; }), "no operation"}, true);
   EXPECT_EQ(ran, 1);
-  EXPECT_EQ(queue->operationCount(), 1u);
+  EXPECT_FALSE(held->isFinished());
   go.set_value();
   queue->waitUntilAllOperationsAreFinished();
 }

@@ -7,6 +7,7 @@
 #include <thread>
 #include <vector>
 
+#include "Platform/Dispatch/Detail/WorkerPool.h"
 #include "Platform/Dispatch/DispatchQueue.h"
 #include "Platform/Foundation/Threads/Detail/LoopClock.h"
 #include "Tests/Support/Capture.h"
@@ -161,9 +162,47 @@ TEST(NSRunLoopReal, RunEndsWithStop) {
   });
   loop->run();
   EXPECT_EQ(turns, 2);
-  std::thread stopper([&] { loop->stop(); });
+}
+
+TEST(NSRunLoopReal, NoStopOfAnotherThreadIsMissed) {
+  constexpr int kRounds = kSanitized ? 300 : 2000;
+  const auto loop = NSRunLoop::mainRunLoop();
+  for (int round = 0; round < kRounds; ++round) {
+    std::atomic<bool> runs{false};
+    std::thread stopper([&] {
+      while (!runs) std::this_thread::yield();
+      for (int i = 0; i < round % 500; ++i) detail::pauseProcessor();  // at every moment of a turn
+      loop->stop();
+    });
+    runs = true;
+    loop->run();
+    stopper.join();
+  }
+}
+
+TEST(NSRunLoopReal, ALoopInsideADelayedCallRunsTheOthers) {
+  const auto loop = NSRunLoop::mainRunLoop();
+  const auto target = make<Target>();
+  std::vector<int> seen;
+  loop->perform(target, "outer", nil, 0, [&] {
+    seen.push_back(1);
+    loop->perform(target, "inner", nil, 0, [&] {
+      seen.push_back(2);
+      loop->stop();
+    });
+    loop->runUntilDate(soon(30));
+    seen.push_back(3);
+    EXPECT_FALSE(loop->runMode(NSDefaultRunLoopMode, nil)) << "nothing is left to do";
+    loop->stop();
+  });
   loop->run();
-  stopper.join();
+  EXPECT_THAT(seen, ElementsAre(1, 2, 3));
+}
+
+TEST(NSRunLoopReal, AStopBeforeTheRunEndsItAtOnce) {
+  const auto loop = NSRunLoop::mainRunLoop();
+  loop->stop();
+  loop->run();
 }
 
 TEST(NSRunLoopReal, RunUntilDateReturnsWhenTheDateHasCome) {
@@ -184,10 +223,10 @@ TEST(NSRunLoopReal, RunModeDoesOneThing) {
   EXPECT_FALSE(loop->runMode(NSDefaultRunLoopMode, soon(-1)));
   int ran = 0;
   loop->perform(target, "a", nil, 0.001, [&] { ++ran; });
-  loop->perform(target, "b", nil, 0.05, [&] { ++ran; });
-  EXPECT_TRUE(loop->runMode(NSRunLoopCommonModes, soon(10)));
+  loop->perform(target, "b", nil, 3600, [&] { ++ran; });
+  EXPECT_TRUE(loop->runMode(NSRunLoopCommonModes, soon(600)));
   EXPECT_EQ(ran, 1);
-  EXPECT_FALSE(loop->runMode("no such mode", soon(10)));
+  EXPECT_FALSE(loop->runMode("no such mode", soon(600)));
   loop->cancelPerforms(target);
 }
 

@@ -136,7 +136,7 @@ TEST(NSThread, AForkedChildOfABusyProcessKnowsItsNamesAndItsBundle) {
   for (int i = 0; i < 300; ++i) {
     const pid_t child = ::fork();
     if (child == 0) {
-      ::alarm(5);  // ends a child that waits for a lock
+      ::alarm(30);  // ends a child that waits for a lock
       const bool known =
           NSProcessInfo::processInfo()->processName() && NSBundle::mainBundle()->infoDictionary();
       ::_exit(known ? 0 : 1);

@@ -139,7 +139,7 @@ TEST(Pool, AForkedChildOfABusyProcessCanAllocate) {
   for (int i = 0; i < 20; ++i) {
     const pid_t child = ::fork();
     if (child == 0) {
-      ::alarm(20);  // a child that hangs on a lock dies by the signal
+      ::alarm(30);  // a child that hangs on a lock dies by the signal
       std::vector<Block> blocks;
       for (int n = 0; n < 5000; ++n) blocks.push_back(Block::make(64, 2));
       ::_exit(0);

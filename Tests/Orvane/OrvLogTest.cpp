@@ -97,7 +97,7 @@ std::string withoutStamp(const std::string& line) {
 int inChild(const std::function<void()>& block) {
   const pid_t child = ::fork();
   if (child == 0) {
-    ::alarm(20);
+    ::alarm(60);
     block();
     ::_exit(0);
   }
@@ -156,7 +156,7 @@ TEST_F(OrvLogTest, PrefixesMatchTheExactLevel) {
   EXPECT_EQ(OrvLog::prefixForLevel(OrvLogLevelInfo), "I|*   ");
   EXPECT_EQ(OrvLog::prefixForLevel(OrvLogLevelTrace), "T|    ");
   EXPECT_EQ(OrvLog::prefixForLevel(OrvLogLevelDebug), "D|    ");
-  for (uint64_t other : {0, 3, 5, 6, 7, 32}) EXPECT_EQ(OrvLog::prefixForLevel(other), "V|    ");
+  for (uint64_t other : {0UL, 3UL, 5UL, 6UL, 7UL, 32UL}) EXPECT_EQ(OrvLog::prefixForLevel(other), "V|    ");
   EXPECT_EQ(OrvLog::prefixColoredForLevel(1), "\U0001F6D1 E|*** ");
   EXPECT_EQ(OrvLog::prefixColoredForLevel(2), "\U0001F536 W|**  ");
   EXPECT_EQ(OrvLog::prefixColoredForLevel(4), "\U0001F537 I|*   ");
@@ -430,7 +430,7 @@ TEST_F(OrvLogTest, ADeletedFileIsNoticedWithoutAFlush) {
   OrvLogInfo("before");
   const fs::path file = log->pathOfCurrentLogFile().utf8();
   fs::remove(file);
-  const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(60);
   while (!fs::exists(file) && std::chrono::steady_clock::now() < limit) OrvLogInfo("after");
   EXPECT_THAT(textOfFile(file), HasSubstr("] after\n"));
 }

@@ -371,11 +371,15 @@ TEST(OrvRecQueue, FinishWaitsForTheRunningBlockOnly) {
 TEST(OrvRecQueue, FinishFromItsOwnBlockReturns) {
   const auto queue = make<OrvRecQueue>();
   bool returned = false;
+  std::atomic<bool> behind{false};
   queue->sync([&] {
+    queue->async([&] { behind = true; });
     queue->finish();
-    returned = true;
+    returned = !behind;
   });
   EXPECT_TRUE(returned);
+  queue->sync([] {});
+  EXPECT_TRUE(behind);
 }
 
 TEST(OrvAsync, RunsOnTheSharedQueue) {
@@ -446,6 +450,22 @@ TEST(OrvQueueMain, BlocksOnTheMainQueueAreMainWhereverItRuns) {
   runMainUntil([&] { return done.load(); });
   worker.join();
   EXPECT_TRUE(log.takeMessages(OrvLogLevelWarning).empty());
+}
+
+TEST(OrvQueueMain, AnyThreadMayRunTheMainQueueAndIsMainThere) {
+  int ran = 0;
+  const auto check = [&] {
+    EXPECT_FALSE(NSThread::isMainThread());
+    EXPECT_TRUE(OrvQueue::isMain());
+    // From another queue's block inside, it would wait for itself on another thread.
+    make<OrvQueue>()->sync([&] { DispatchQueue::mainQueue()->sync([&] { ++ran; }); });
+  };
+  DispatchQueue::mainQueue()->async(check);
+  NSOperationQueue::mainQueue()->addOperationWithBlock(check);
+  std::thread([&] {
+    while (ran < 2) NSRunLoop::mainRunLoop()->runOnce(true);
+    EXPECT_FALSE(OrvQueue::isMain());
+  }).join();
 }
 
 TEST(OrvQueueMain, ABlockOfAnOtherQueueRunByTheMainThreadIsMain) {

@@ -84,6 +84,7 @@ TEST_F(OrvTaskQueueTest, AddingAPairAgainReplacesTheOlder) {
   DebugLog log;
   std::vector<NSInteger> ran;
   tasks->registerTaskHandler("draw", [&](const auto& operation) { ran.push_back(operation->info().toInt()); });
+  tasks->queue()->setMaxConcurrentOperationCount(1);  // two that end at once may both report 2/2
   hold();
   tasks->addTask("draw", "a", 1);
   const auto older = tasks->task("draw", "a");
@@ -216,6 +217,23 @@ TEST_F(OrvTaskQueueTest, HandlersAreReplacedAndCanBeSetTogether) {
   tasks->addTask("u", "a", nil);
   settle();
   EXPECT_EQ(which, 3);
+}
+
+TEST_F(OrvTaskQueueTest, WhatAReplacedHandlerHoldsMayUseTheQueueAtItsEnd) {
+  struct User {
+    OrvTaskQueue& tasks;
+    int& ended;
+    ~User() {
+      tasks.removeAllTasks();
+      ++ended;
+    }
+  };
+  int ended = 0;
+  auto held = std::shared_ptr<User>(new User{*tasks, ended});
+  tasks->registerTaskHandler("t", [held](const auto&) {});
+  held = nullptr;
+  tasks->registerTaskHandler("t", [](const auto&) {});
+  EXPECT_EQ(ended, 1);
 }
 
 TEST_F(OrvTaskQueueTest, BadInputIsIgnoredWithOneWarning) {

@@ -14,7 +14,7 @@ ProcessResult end(const char* way) {
   Command command;
   command.program = QUEUE_END_PROGRAM;
   command.arguments = {way};
-  command.limit = std::chrono::milliseconds(30000);
+  command.limit = std::chrono::milliseconds(120000);
   return runProcess(command);
 }
 
@@ -33,10 +33,28 @@ TEST(QueueEnd, BlocksForTheMainThreadRunThough) {
 }
 
 TEST(QueueEnd, WorkSubmittedAfterTheEndNeitherCrashesNorHangs) {
-  const ProcessResult result = end("late");
+  for (const char* way : {"late", "lateBehindThePool"}) {
+    const ProcessResult result = end(way);
+    EXPECT_EQ(result.exitStatus, 0) << way << result.error;
+    EXPECT_FALSE(result.timedOut) << way;
+    EXPECT_THAT(result.output,
+                HasSubstr("late sync ran\nlate operation ran\nlate recursive ran\nlate main ran\n"))
+        << way;
+  }
+}
+
+TEST(QueueEnd, AForkedChildRunsNothingOfItsParents) {
+  const ProcessResult result = end("forked");
   EXPECT_EQ(result.exitStatus, 0) << result.error;
-  EXPECT_FALSE(result.timedOut);
-  EXPECT_THAT(result.output, HasSubstr("late sync ran\nlate main ran\n"));
+  EXPECT_EQ(result.output, "behind\nmain returned\nmain\n");
+}
+
+TEST(QueueEnd, WorkWaitsForThreadsThatTheSystemRefuses) {
+  const ProcessResult few = end("fewThreads");
+  EXPECT_EQ(few.output, "ran later\nmain returned\n") << few.error;
+  const ProcessResult none = end("noThreads");
+  EXPECT_EQ(none.output, "main returned\nran at the end\n") << none.error;
+  EXPECT_THAT(none.error, HasSubstr("The system refuses every thread"));
 }
 
 TEST(QueueEnd, NothingHoldsUpTheEndForEver) {

@@ -1,10 +1,14 @@
 // A program that ends while its queues are busy, in the way that its argument tells. QueueEndTest looks at what
 // it prints.
 
+#include <dlfcn.h>
 #include <poll.h>
+#include <pthread.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
@@ -30,6 +34,12 @@ void say(const char* text) {
   [[maybe_unused]] const auto ignored = ::write(STDOUT_FILENO, text, std::strlen(text));
 }
 
+// Sleeps in between: on a machine with one processor the pool then lets another block run.
+template <class F>
+void waitUntil(const F& condition) {
+  while (!condition()) std::this_thread::sleep_for(1ms);
+}
+
 void sayCount(const char* text, int count) {
   say((std::string(text) + " " + std::to_string(count) + "\n").c_str());
 }
@@ -51,7 +61,7 @@ void accepted() {
   }
   const auto last = make<OrvQueue>();
   last->async([] {
-    while (count < 8 * 500 * 3) std::this_thread::yield();
+    waitUntil([] { return count == 8 * 500 * 3; });
     sayCount("ran", count);
   });
 }
@@ -66,7 +76,7 @@ void mainQueue() {
     OrvQueue::main([] { sayCount("on main", count); });  // waits
     say("waited\n");
   });
-  while (!posted) std::this_thread::yield();
+  waitUntil([] { return posted.load(); });
 }
 
 // Work submitted when everything has ended.
@@ -78,7 +88,9 @@ struct Late {
     queue->finish();
     const auto ops = make<OrvOpsQueue>();
     ops->async([] {});
+    ops->sync([] { say("late operation ran\n"); });
     ops->finish();
+    make<OrvRecQueue>()->sync([] { say("late recursive ran\n"); });
     const auto tasks = make<OrvTaskQueue>();
     tasks->addTaskBlock([](const auto&) {});
     tasks->queue()->waitUntilAllOperationsAreFinished();
@@ -88,6 +100,11 @@ struct Late {
   }
 };
 void late() { static const Late atEnd; }
+// The same when the pool has begun, and ended, before.
+void lateBehindThePool() {
+  static const Late atEnd;
+  make<OrvQueue>()->async([] {});
+}
 
 // A block that waits for itself cannot hold up the end.
 void stuck() {
@@ -97,7 +114,7 @@ void stuck() {
     waits = true;
     queue->sync([] { say("never\n"); });
   });
-  while (!waits) std::this_thread::yield();
+  waitUntil([] { return waits.load(); });
 }
 
 // A block that submits itself for ever cannot, either.
@@ -109,13 +126,27 @@ void endless() {
 
 // The process ends inside a block, with others behind it.
 void inside() {
+  static std::atomic<bool> submitted{false};
   const auto queue = make<OrvQueue>();
   queue->async([] {
-    std::this_thread::sleep_for(5ms);
+    waitUntil([] { return submitted.load(); });
     std::exit(0);
   });
   for (int i = 0; i < 3; ++i) queue->async([] { say("behind "); });
+  submitted = true;
   std::this_thread::sleep_for(60s);
+}
+
+// Set when the process begins to end. To be called behind the first submission: what is registered last is
+// called first.
+std::atomic<bool> ending{false};
+void noteEnding() {
+  std::atexit([] { ending = true; });
+}
+// Returns when the end of the process has waited for a moment.
+void waitUntilEnding() {
+  waitUntil([] { return ending.load(); });
+  std::this_thread::sleep_for(20ms);
 }
 
 // Blocks behind a synchronous block of a thread that the pool does not know.
@@ -125,12 +156,13 @@ void behindCaller(const Ref<DispatchQueue>& target) {
   std::thread([] {
     queue->sync([] {
       entered = true;
-      std::this_thread::sleep_for(100ms);
+      waitUntilEnding();
     });
     std::this_thread::sleep_for(60s);
   }).detach();
-  while (!entered) std::this_thread::yield();
+  waitUntil([] { return entered.load(); });
   queue->async([] { say("behind the caller\n"); });
+  noteEnding();
 }
 void behindCaller() { behindCaller(nil); }
 void behindCallerWithTarget() { behindCaller(DispatchQueue::serial("target")); }
@@ -140,7 +172,7 @@ void behindWaiter() {
   static const auto queue = DispatchQueue::serial("waited for");
   static std::atomic<bool> waits{false};
   queue->async([] {
-    while (!waits) std::this_thread::yield();
+    waitUntil([] { return waits.load(); });
     std::this_thread::sleep_for(30ms);
   });
   std::thread([] {
@@ -148,7 +180,7 @@ void behindWaiter() {
     queue->sync([] {});
     std::this_thread::sleep_for(60s);
   }).detach();
-  while (!waits) std::this_thread::yield();
+  waitUntil([] { return waits.load(); });
   std::this_thread::sleep_for(10ms);  // the caller stands in line by then, nearly always
   queue->async([] { say("behind the waiter\n"); });
 }
@@ -160,12 +192,13 @@ void behindBarrier() {
   std::thread([] {
     queue->barrierSync([] {
       entered = true;
-      std::this_thread::sleep_for(100ms);
+      waitUntilEnding();
     });
     std::this_thread::sleep_for(60s);
   }).detach();
-  while (!entered) std::this_thread::yield();
+  waitUntil([] { return entered.load(); });
   queue->async([] { say("behind the barrier\n"); });
+  noteEnding();
 }
 
 // A queue with a target goes on when no new work is accepted any more.
@@ -174,8 +207,8 @@ void closed() {
   static std::atomic<bool> entered{false};
   static std::atomic<bool> done{false};
   DispatchQueue::globalQueue()->async([] {
-    const auto limit = std::chrono::steady_clock::now() + 20s;
-    while (!done && std::chrono::steady_clock::now() < limit) std::this_thread::yield();
+    const auto limit = std::chrono::steady_clock::now() + 60s;
+    waitUntil([&] { return done || std::chrono::steady_clock::now() > limit; });
   });
   std::thread([] {
     queue->sync([] {
@@ -186,8 +219,41 @@ void closed() {
     done = true;
     std::this_thread::sleep_for(60s);
   }).detach();
-  while (!entered) std::this_thread::yield();
+  waitUntil([] { return entered.load(); });
   queue->async([] { say("behind the first\n"); });
+}
+
+// A child that ends by `exit` runs nothing of its parent's, whatever the thread that forked was in.
+void forkAndExit() {
+  const pid_t child = ::fork();
+  if (child == 0) std::exit(0);
+  ::waitpid(child, nullptr, 0);
+}
+void forked() {
+  static std::atomic<bool> submitted{false};
+  DispatchQueue::mainQueue()->async([] { say("main\n"); });
+  const auto queue = make<OrvQueue>();
+  queue->async([] {
+    waitUntil([] { return submitted.load(); });
+    forkAndExit();
+  });
+  queue->async([] { say("behind\n"); });
+  submitted = true;
+  queue->finish();
+  forkAndExit();
+}
+
+// The system refuses threads for a moment, or for ever.
+std::atomic<int> refusals{0};
+void fewThreads() {
+  refusals = 5;
+  const auto queue = make<OrvQueue>();
+  queue->async([] { say("ran later\n"); });
+  queue->finish();
+}
+void noThreads() {
+  refusals = 1 << 30;
+  make<OrvQueue>()->async([] { say("ran at the end\n"); });
 }
 
 // Blocks that use the first queue of the process, which is an object with static storage.
@@ -247,7 +313,8 @@ void circle() {
   static const auto two = DispatchQueue::serial("queue two");
   static std::atomic<int> inside{0};
   const auto meet = [](const Ref<DispatchQueue>& other) {
-    for (++inside; inside < 2;) std::this_thread::yield();
+    ++inside;
+    waitUntil([] { return inside == 2; });
     other->sync([] { say("never\n"); });
   };
   one->async([meet] { meet(two); });
@@ -255,7 +322,7 @@ void circle() {
   static const auto self = DispatchQueue::serial("queue self");
   self->async([] { self->sync([] { say("never\n"); }); });
 #ifdef ORVANE_QUEUE_CHECKS
-  errors.passOn("Deadlock:", 2, 20s);
+  errors.passOn("Deadlock:", 2, 60s);
 #endif
   errors.passOn("Deadlock:", SIZE_MAX, 300ms);  // no more are wanted
   ::_exit(0);
@@ -263,10 +330,24 @@ void circle() {
 
 }  // namespace
 
+// Stands before the system's, for the library too.
+extern "C" __attribute__((visibility("default"))) int pthread_create(pthread_t* thread,
+                                                                     const pthread_attr_t* attributes,
+                                                                     void* (*start)(void*),
+                                                                     void* argument) noexcept {
+  if (refusals > 0 && refusals-- > 0) return EAGAIN;
+  static const auto real = reinterpret_cast<decltype(&pthread_create)>(::dlsym(RTLD_NEXT, "pthread_create"));
+  return real(thread, attributes, start, argument);
+}
+
 int main(int, char** arguments) {
   const std::map<std::string, void (*)()> ways{{"accepted", accepted},
                                                {"mainQueue", mainQueue},
                                                {"late", late},
+                                               {"lateBehindThePool", lateBehindThePool},
+                                               {"forked", forked},
+                                               {"fewThreads", fewThreads},
+                                               {"noThreads", noThreads},
                                                {"stuck", stuck},
                                                {"endless", endless},
                                                {"inside", inside},

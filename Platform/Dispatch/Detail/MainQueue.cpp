@@ -1,6 +1,7 @@
 #include "Platform/Dispatch/Detail/MainQueue.h"
 
 #include <glib.h>
+#include <pthread.h>
 
 #include <utility>
 
@@ -76,6 +77,7 @@ const DispatchQueue* MainQueue::ifMade() noexcept { return made.load(std::memory
 
 MainQueue::MainQueue() : DispatchQueue("org.orvane.main", nil) {
   WorkerPool::shared();  // which runs what is left when the process ends
+  ::pthread_atfork(nullptr, nullptr, [] { forgetAll(); });
   made.store(this, std::memory_order_release);
   GSource* const source = g_source_new(&sourceFunctions, sizeof(GSource));
   g_source_set_name(source, "orvane main queue");
@@ -96,8 +98,15 @@ void MainQueue::submit(orv::Block&& block, ExceptionHandler handler, bool) {
   push(*new Node(std::move(block), handler));
 }
 
+// Whether a block of it, also further out, runs on this thread: any may run GLib's default context.
+bool MainQueue::runsThisThread() const noexcept {
+  for (const QueueFrame* frame = innermostFrame; frame; frame = frame->outer)
+    if (frame->queue == this) return true;
+  return false;
+}
+
 void MainQueue::runNow(BlockRef block, bool) {
-  if (NSThread::isMainThread() || (innermostFrame && innermostFrame->queue == this)) {
+  if (NSThread::isMainThread() || runsThisThread()) {
     const InQueue frame(this);
     return block();
   }
@@ -151,9 +160,20 @@ void MainQueue::run(Link& link) noexcept {
 
 bool MainQueue::runAccepted() {
   MainQueue* const queue = made.load(std::memory_order_acquire);
-  if (!queue || !queue->hasWork()) return false;
-  queue->runWaiting();
-  return true;
+  // Whichever thread runs the context runs the blocks.
+  if (!queue || !g_main_context_acquire(g_main_context_default())) return false;
+  const bool hadWork = queue->hasWork();
+  if (hadWork) queue->runWaiting();
+  g_main_context_release(g_main_context_default());
+  return hadWork;
+}
+
+// In a forked child: the blocks are its parent's.
+void MainQueue::forgetAll() noexcept {
+  MainQueue* const queue = made.load(std::memory_order_acquire);
+  if (!queue) return;
+  queue->newest_.store(nullptr, std::memory_order_relaxed);
+  queue->ready_ = nullptr;
 }
 
 }  // namespace orv::detail

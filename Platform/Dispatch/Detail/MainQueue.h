@@ -34,6 +34,8 @@ class MainQueue final : public DispatchQueue {
   struct Node;
   struct Call;
 
+  static void forgetAll() noexcept;
+  bool runsThisThread() const noexcept;
   void push(Link& link) noexcept;
   void takeNew() noexcept;
   static void run(Link& link) noexcept;

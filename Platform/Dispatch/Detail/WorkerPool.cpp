@@ -18,6 +18,7 @@
 #include "Platform/Dispatch/Detail/NodeStore.h"
 #include "Platform/Dispatch/Detail/QueueFrame.h"
 #include "Platform/Dispatch/Detail/QueueList.h"
+#include "Platform/Foundation/System/NSConsole.h"
 #include "Platform/Foundation/Threads/NSThread.h"
 
 namespace orv::detail {
@@ -31,7 +32,9 @@ constexpr auto kWatchInterval = 2ms;  // how long a job may lie there before som
 constexpr int kQuietWatches = 50;     // how often in vain
 constexpr int kSpins = 300;           // looks for a job before a thread falls asleep
 constexpr auto kGrace = 2s;           // how long new work is accepted once the process ends
-constexpr auto kStuckAtExit = 500ms;  // then waits for each other do not hold up the end
+constexpr auto kStuckAtExit = 500ms;  // then waits for each other do not hold up the end,
+constexpr int kLooksAtExit = 1000;    // seen so often: the others had their chance on a busy machine, too
+constexpr int kInsistences = 10;      // on a thread that the system refuses, each after twice the pause
 
 size_t usableProcessors() {
   cpu_set_t set;
@@ -56,6 +59,9 @@ bool sleepsInKernel(pid_t thread) {
 
 thread_local bool isWorker = false;
 thread_local bool isWaiting = false;
+
+// In a forked child, the blocks in which the thread was that forked: the parent ends them.
+QueueFrame* inheritedFrame = nullptr;
 
 }  // namespace
 
@@ -83,25 +89,43 @@ WorkerPool::WorkerPool() : processors_(usableProcessors()) {
 }
 
 void WorkerPool::submit(Job& job) {
-  const std::lock_guard lock(mutex_);
-  job.next = nullptr;
-  first_ ? last_->next = &job : first_ = &job;
-  last_ = &job;
-  const size_t waiting = waiting_.load(std::memory_order_relaxed) + 1;
-  waiting_.store(waiting, std::memory_order_relaxed);
-  if (spinning_.load(std::memory_order_relaxed) < waiting) callWorker();
+  {
+    const std::lock_guard lock(mutex_);
+    job.next = nullptr;
+    first_ ? last_->next = &job : first_ = &job;
+    last_ = &job;
+    const size_t waiting = waiting_.load(std::memory_order_relaxed) + 1;
+    waiting_.store(waiting, std::memory_order_relaxed);
+    if (spinning_.load(std::memory_order_relaxed) >= waiting || callWorker() || !isRefused()) return;
+  }
+  insist();
 }
 
 // Somebody for the first job: a thread that sleeps or a new one while fewer are awake than there are
-// processors, else one that looks after jobs that nobody takes.
-void WorkerPool::callWorker() {
-  if (workers_ - blocked_ - parkedCount_ < processors_) {
-    if (parked_) return callParked(false);
-    if (startWorker(false)) return;
+// processors, else one that looks after jobs that nobody takes. False when there is nobody.
+bool WorkerPool::callWorker() {
+  const size_t awake = workers_ - blocked_ - parkedCount_;
+  if (awake < processors_) {
+    if (parked_) return callParked(false), true;
+    if (startWorker(false)) return true;
   }
-  if (watched_) return;
-  if (parked_) return callParked(true);
+  if (watched_) return true;
+  if (parked_) return callParked(true), true;
   watched_ = startWorker(true);
+  return watched_ || awake > 0;
+}
+
+bool WorkerPool::isRefused() const noexcept { return all_.size() < kMostWorkers; }
+
+// The system may be short of threads or of memory for a moment only.
+void WorkerPool::insist() {
+  auto pause = 1ms;
+  for (int i = 0; i < kInsistences; ++i, pause *= 2) {
+    std::this_thread::sleep_for(pause);
+    const std::lock_guard lock(mutex_);
+    if (!first_ || callWorker()) return;
+  }
+  NSLog("The system refuses every thread: work on queues waits");
 }
 
 void WorkerPool::callParked(bool toWatch) {
@@ -228,9 +252,12 @@ bool WorkerPool::someAreBlocked() const {
 void WorkerPool::enterWait() {
   if (!isWorker || isWaiting) return;
   isWaiting = true;
-  const std::lock_guard lock(mutex_);
-  ++blocked_;
-  if (first_) callWorker();
+  {
+    const std::lock_guard lock(mutex_);
+    ++blocked_;
+    if (!first_ || callWorker() || !isRefused()) return;
+  }
+  insist();
 }
 
 void WorkerPool::leaveWait() {
@@ -254,8 +281,10 @@ void WorkerPool::runAcceptedWork() {
   const auto begin = Clock::now();
   auto moved = begin;
   uint64_t seen = 0;
+  int looks = 0;  // since something moved
   const size_t ownJobs = isWorker ? 1 : 0;
-  for (QueueFrame* frame = innermostFrame; frame; frame = frame->outer) frame->queue->runRestAtExit();
+  for (QueueFrame* frame = innermostFrame; frame && frame != inheritedFrame; frame = frame->outer)
+    frame->queue->runRestAtExit();
   std::unique_lock lock(mutex_);
   for (;;) {
     lock.unlock();
@@ -265,10 +294,13 @@ void WorkerPool::runAcceptedWork() {
     if (!ranOnMain && !queuesWait && isQuiet(ownJobs)) break;
     const auto now = Clock::now();
     if (now - begin > kGrace) open_.store(false, std::memory_order_relaxed);
+    if (first_ && all_.empty() && !startWorker(false)) runFirst(lock);
     const bool stuck = !first_ && running_ - ownJobs <= blocked_;
-    if (ranOnMain || !stuck || started_ != seen) moved = now;
+    const bool moves = ranOnMain || !stuck || started_ != seen;
+    if (moves) moved = now;
+    looks = moves ? 0 : looks + 1;
     seen = started_;
-    if (now - moved > kStuckAtExit) break;
+    if (now - moved > kStuckAtExit && looks > kLooksAtExit) break;
     lock.unlock();
     std::this_thread::sleep_for(ranOnMain ? 0us : 200us);
     lock.lock();
@@ -295,6 +327,7 @@ void WorkerPool::forgetThreads() {
   workers_ = blocked_ = running_ = 0;
   watched_ = false;
   isWorker = isWaiting = false;
+  inheritedFrame = innermostFrame;
 }
 
 void Event::wait() noexcept {

@@ -27,6 +27,8 @@ struct Job {
 // 2. What the submitter wrote before is visible to the job.
 // 3. When the process ends by exit or a return from main, jobs accepted until then still run. Whether new work
 //    is accepted afterwards, `isOpen` tells.
+// 4. When the system refuses a thread and there is none that could do the work, the submitter tries again for a
+//    second. What then lies there waits for the next submission, or runs on the thread that ends the process.
 class WorkerPool {
  public:
   static constexpr size_t kMostWorkers = 128;
@@ -60,7 +62,9 @@ class WorkerPool {
   bool park(std::unique_lock<std::mutex>& lock, Worker& self);
   bool spinForJob(std::unique_lock<std::mutex>& lock);
   void runFirst(std::unique_lock<std::mutex>& lock);
-  void callWorker();
+  bool callWorker();
+  bool isRefused() const noexcept;
+  void insist();
   void callParked(bool toWatch);
   Worker* newWorker();
   bool startWorker(bool watching);

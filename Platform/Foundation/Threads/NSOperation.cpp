@@ -52,6 +52,8 @@ void NSOperation::finish() {
   if (state_.exchange(State::Finished) == State::Finished) return;
   if (hasSleepers_.load()) state_.notify_all();
   if (hasDependents_.load()) tellDependents();
+  // Started by hand, it may still wait for dependencies in its queue: it has to leave.
+  if (unfinished_.load() != 0) leaveQueue();
   if (!hasCompletion_.load()) return;
   Block completion;
   {
@@ -59,6 +61,10 @@ void NSOperation::finish() {
     completion = std::move(completion_);
   }
   if (completion) completion();
+}
+
+void NSOperation::leaveQueue() {
+  if (NSOperationQueue* queue = queue_.load()) queue->operationIsReady(*this);
 }
 
 void NSOperation::tellDependents() {

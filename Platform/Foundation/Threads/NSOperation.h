@@ -49,7 +49,8 @@ class ORV_EXPORT NSOperation : public NSObject {
   void waitUntilFinished();
 
   // A queue starts the operation only after these. Nil, the operation itself, and dependencies of one that has
-  // begun are ignored; a circle never becomes ready.
+  // begun are ignored; a circle never becomes ready. Finished ones stay in the list, and alive, until they are
+  // removed: in a chain that never ends each should remove the one before.
   void addDependency(const orv::Ref<NSOperation>& operation);
   void removeDependency(const orv::Ref<NSOperation>& operation);
   NSArray dependencies() const;
@@ -69,6 +70,7 @@ class ORV_EXPORT NSOperation : public NSObject {
   State state() const noexcept { return state_.load(std::memory_order_acquire); }
   bool enqueued() noexcept;
   void finish();
+  void leaveQueue();
   void tellDependents();
 
   std::atomic<State> state_{State::Fresh};

@@ -32,6 +32,11 @@ class Running {
   NSOperationQueue* const before_;
 };
 
+// Ready, or begun by somebody else: then a runner waits for its end and takes it out of the queue.
+bool mayBeTaken(const NSOperation& operation) {
+  return operation.isReady() || operation.isExecuting() || operation.isFinished();
+}
+
 size_t listOf(NSOperationQueuePriority priority) {
   const auto number = static_cast<NSInteger>(priority);
   return number >= 8 ? 0 : number >= 4 ? 1 : number > -4 ? 2 : number > -8 ? 3 : 4;
@@ -84,7 +89,7 @@ void NSOperationQueue::addOperation(const Ref<NSOperation>& operation) {
     const std::lock_guard lock(mutex_);
     linkLast(*operation);
     if (!names_.empty()) enterName(*operation, operationName);
-    if (operation->isReady()) toStart = appendReady(*operation);
+    if (mayBeTaken(*operation)) toStart = appendReady(*operation);
   }
   startRunners(toStart);
   announceCounts();
@@ -116,7 +121,8 @@ void NSOperationQueue::waitUntilAllOperationsAreFinished() {
 NSArray NSOperationQueue::operations() const {
   const NSMutableArray result = NSMutableArray::array();
   const std::lock_guard lock(mutex_);
-  for (NSOperation* each = first_; each; each = each->next_) result.addObject(Ref<NSOperation>(each));
+  for (NSOperation* each = first_; each; each = each->next_)
+    if (!each->isFinished()) result.addObject(Ref<NSOperation>(each));
   return result.copy().as<NSArray>();
 }
 
@@ -169,7 +175,7 @@ void NSOperationQueue::operationIsReady(NSOperation& operation) {
   size_t toStart = 0;
   {
     const std::lock_guard lock(mutex_);
-    if (operation.queue_.load() == this && operation.isReady() && !operation.isListed_)
+    if (operation.queue_.load() == this && mayBeTaken(operation) && !operation.isListed_)
       toStart = appendReady(operation);
   }
   startRunners(toStart);
@@ -265,8 +271,7 @@ Ref<NSOperation> NSOperationQueue::nextReady(Ref<NSOperation>& finished, bool& l
       while (NSOperation* operation = list.first) {
         list.first = operation->nextReady_;
         --readyCount_;
-        if (operation->isReady() || operation->isExecuting() || operation->isFinished())
-          return Ref<NSOperation>(operation);
+        if (mayBeTaken(*operation)) return Ref<NSOperation>(operation);
         // A dependency has been added since; the operation comes back when that is finished.
         operation->isListed_ = false;
       }
@@ -354,7 +359,7 @@ Ref<NSOperation> NSOperationQueue::operationNamed(const NSString& name) const {
   const std::lock_guard lock(mutex_);
   if (names_.empty()) growTable();
   for (NSOperation* each = names_[name.hash() & (names_.size() - 1)].first; each; each = each->nextNamed_)
-    if (each->tableName_.isEqual(name)) return Ref<NSOperation>(each);
+    if (each->tableName_.isEqual(name) && !each->isFinished()) return Ref<NSOperation>(each);
   return nil;
 }
 

@@ -64,6 +64,7 @@ class ORV_EXPORT NSOperationQueue : public NSKeyValueObserving {
 
   // Those that are not finished, in the order of addition.
   NSArray operations() const;
+  // How many have not left the queue: one that has finished this moment may still count.
   NSUInteger operationCount() const noexcept { return count_.load(std::memory_order_acquire); }
   // The first of them with that name, by a table, not by looking at each; nil for none and for a nil name.
   orv::Ref<NSOperation> operationNamed(const NSString& name) const;
@@ -74,7 +75,8 @@ class ORV_EXPORT NSOperationQueue : public NSKeyValueObserving {
   // 0 and numbers below -1 are taken for 1. The main queue's is always 1.
   NSInteger maxConcurrentOperationCount() const;
   void setMaxConcurrentOperationCount(NSInteger count);
-  // A suspended queue starts nothing; what executes goes on.
+  // A suspended queue starts nothing; what executes goes on. Let go of before it is resumed, it and what it
+  // holds stay for ever.
   bool isSuspended() const;
   void setSuspended(bool suspended);
 

@@ -120,6 +120,7 @@ NSRunLoop::NSRunLoop(bool isMain)
   source_ = reinterpret_cast<Source*>(g_source_new(&functions, sizeof(Source)));
   source_->loop = this;
   g_source_set_name(&source_->base, "orvane delayed calls");
+  g_source_set_can_recurse(&source_->base, TRUE);  // a call may run the loop, too
   g_source_attach(&source_->base, contextOf(context_));
 }
 
@@ -170,10 +171,11 @@ bool NSRunLoop::runUntil(int64_t moment, bool once) {
   return ran;
 }
 
-// Answers what is there at once; otherwise looks out for blocks of the main queue before it sleeps.
+// Answers what is there at once; otherwise looks out for blocks of the main queue before it sleeps. What is
+// there may be a stop alone: its wake-up is used up then, and a sleep would never end.
 bool NSRunLoop::turn(bool wait) {
   if (runOnce(false)) return true;
-  if (!wait) return false;
+  if (!wait || stops_.load() > 0) return false;
   if (thread_ == 1) detail::MainQueue::awaitWork();
   return runOnce(true);
 }
@@ -249,6 +251,7 @@ bool NSRunLoop::takeDue(uint64_t newest, Call& call) {
   std::pop_heap(calls_.begin(), calls_.end());
   call = std::move(calls_.back());
   calls_.pop_back();
+  arm();
   return true;
 }
 

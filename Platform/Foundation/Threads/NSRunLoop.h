@@ -34,7 +34,9 @@ class ORV_EXPORT NSRunLoop : public NSObject {
 
   ~NSRunLoop() override;
 
-  // Runs until `stop`. Loops may be nested; `stop` ends the innermost.
+  // Runs until `stop`. Loops may be nested: one that a delayed call runs goes on with the other delayed calls,
+  // one that a block of the main queue runs leaves the blocks behind it waiting. `stop` ends the innermost
+  // loop; while none runs, the next one at once.
   void run();
   void stop();
   // Runs until the date, or `stop`; a date that has passed runs what is ready. nil is a date that has passed.

@@ -91,6 +91,7 @@ void NSThread::setCurrentThreadName(const NSString& name) {
 
 void NSThread::setWorkerName(const NSString& label) {
   constexpr size_t kSystemLimit = 15;
+  if (isMainThread()) return;
   threadName = label;
   const std::string whole = label.utf8();
   std::string_view rest = whole;

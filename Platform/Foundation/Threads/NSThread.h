@@ -21,8 +21,8 @@ class ORV_EXPORT NSThread {
   static NSString currentThreadName();
   // What debuggers and `top -H` show, too: the first 15 bytes. nil clears it.
   static void setCurrentThreadName(const NSString& name);
-  // The name while a queue's blocks run on a thread of the pool. Debuggers show as much of it as fits, without
-  // the owner's prefix: "OrvQueue.01ABCD" for "org.orvane.OrvQueue.01ABCDEF".
+  // The name while a queue's blocks run on a thread of the pool; the main thread keeps its own. Debuggers show
+  // as much of it as fits, without the owner's prefix: "OrvQueue.01ABCD" for "org.orvane.OrvQueue.01ABCDEF".
   static void setWorkerName(const NSString& label);
 
   // One line for each frame of the calling thread's stack, innermost first, beginning with the caller:

@@ -50,8 +50,9 @@ class ORV_EXPORT NSKeyValueObservation : public NSObject {
 // 1. Delivery is synchronous, on the changing thread, in the order of registration, once for each pair of
 //    calls, also when the new value equals the old one. Pairs may be nested: the inner one is told first.
 // 2. Observers may be added and removed, and tokens and the object itself let go of, during a delivery. One
-//    that is removed is not called any more; one that is added hears of the next pair. Who lets go of the
-//    object in a prior call must leave a reference to the code that is changing it.
+//    that is removed is not called any more, but a call that has begun on another thread goes on: what it uses
+//    must live as long. One that is added hears of the next pair. Who lets go of the object in a prior call
+//    must leave a reference to the code that is changing it.
 // 3. An exception of an observer goes to the code that announced the change; later observers are then not
 //    called.
 // 4. Registering and announcing are safe on every thread; the values are under the derived class's own rule.

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "Orvane/OrvLog.h"
+#include "Platform/CoreServices/Detail/WatchService.h"
 #include "Platform/Foundation/Values/NSNull.h"
 #include "Platform/Foundation/Values/NSURL.h"
 #include "Tests/Support/LogLines.h"
@@ -136,8 +137,10 @@ TEST_F(OrvDirectoryObserverTest, AnEmptyPathIsNoFolder) {
 
 TEST_F(OrvDirectoryObserverTest, NewFilesAreHandedOverOnTheRunLoop) {
   observer->observeDirectories({text("a")});
+  detail::WatchService::shared().hold();  // all of it is found at once, however long it takes
   fs::create_directories(own + "/a/deep/deeper");
   const std::string file = write("a/deep/deeper/file");
+  detail::WatchService::shared().goOn();
   ASSERT_TRUE(waitFor(file));
   EXPECT_TRUE(seen.contains(own + "/a/deep"));  // folders can be read, too
   EXPECT_EQ(batches.size(), 1u);
