@@ -69,14 +69,11 @@ function(orvane_embed_text target file symbol)
 endfunction()
 
 # The settings of test code. Under a sanitizer it is the library that has to be quick: unoptimised tests compile in
-# two thirds of the time, which is most of that build, and in half without the checks that stand at every pointer.
+# two thirds of the time, which is most of that build.
 function(orvane_test_settings target)
   orvane_settings(${target})
   if(ORVANE_SANITIZE)
     target_compile_options(${target} PRIVATE -O0)
-  endif()
-  if(ORVANE_SANITIZE MATCHES undefined)
-    target_compile_options(${target} PRIVATE -fno-sanitize=null,alignment,vptr,object-size)
   endif()
 endfunction()
 
